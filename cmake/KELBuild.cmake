@@ -1,0 +1,52 @@
+# Build conventions shared by every module.
+#
+# A module is one folder with src/ (its .cpp files), an optional include/ (its public headers; the
+# framework keeps these in SystemTS/PublicInterfaces instead) and tests/ (one GoogleTest executable).
+
+set(KEL_WARNINGS -Wall -Wextra)
+if(KEL_WERROR)
+  list(APPEND KEL_WARNINGS -Werror)
+endif()
+
+# Framework-wide header folders.
+set(KEL_FRAMEWORK_INCLUDES
+    ${PROJECT_SOURCE_DIR}/SystemTS/PublicInterfaces
+    ${PROJECT_SOURCE_DIR}/SystemTS/PrivateInterfaces)
+
+# kel_module(NAME DIR [DEPS targets...])
+# Makes the library NAME from DIR/src/*.cpp and, when DIR/tests holds .cpp files, the test executable
+# NAME_test registered with CTest. A module with no sources yet is an interface library, so the tree
+# configures while it grows.
+function(kel_module NAME DIR)
+  cmake_parse_arguments(M "" "" "DEPS" ${ARGN})
+  set(abs ${PROJECT_SOURCE_DIR}/${DIR})
+  file(GLOB srcs CONFIGURE_DEPENDS ${abs}/src/*.cpp)
+  set(incs ${KEL_FRAMEWORK_INCLUDES})
+  foreach(sub include LocalInterfaces)
+    if(IS_DIRECTORY ${abs}/${sub})
+      list(APPEND incs ${abs}/${sub})
+    endif()
+  endforeach()
+  if(srcs)
+    add_library(${NAME} STATIC ${srcs})
+    target_include_directories(${NAME} PUBLIC ${incs})
+    target_compile_options(${NAME} PRIVATE ${KEL_WARNINGS})
+    target_link_libraries(${NAME} PUBLIC ${M_DEPS})
+  else()
+    add_library(${NAME} INTERFACE)
+    target_include_directories(${NAME} INTERFACE ${incs})
+    target_link_libraries(${NAME} INTERFACE ${M_DEPS})
+  endif()
+
+  file(GLOB tests CONFIGURE_DEPENDS ${abs}/tests/*.cpp)
+  if(KEL_TESTS AND tests)
+    add_executable(${NAME}_test ${tests})
+    target_include_directories(${NAME}_test PRIVATE ${abs}/tests ${abs}/src)
+    target_compile_options(${NAME}_test PRIVATE ${KEL_WARNINGS})
+    target_link_libraries(${NAME}_test PRIVATE ${NAME} GTest::gmock GTest::gtest_main)
+    target_compile_definitions(${NAME}_test PRIVATE
+        KEL_SOURCE_DIR="${PROJECT_SOURCE_DIR}" KEL_BINARY_DIR="${PROJECT_BINARY_DIR}")
+    gtest_discover_tests(${NAME}_test DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
+        PROPERTIES LABELS ${NAME})
+  endif()
+endfunction()
