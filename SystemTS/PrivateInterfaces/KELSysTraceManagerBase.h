@@ -70,6 +70,7 @@ class KELSysTraceManagerBase {
   int LoadOptionFile(const std::string& iPath);
 
   bool HasChannels() const { return !m_Channels.empty(); }
+  std::vector<std::string> GetChannelNames() const;
   // The settings of channel iName, or nullptr.
   const KELSysTraceSettings* GetSettings(const std::string& iName) const;
 

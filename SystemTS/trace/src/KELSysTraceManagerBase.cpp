@@ -139,7 +139,10 @@ bool KELSysTraceManagerBase::ReadLong(const std::vector<std::string>& iWords) {
   std::vector<std::pair<std::string, KELSysTraceSettings>> l_Channels;
   for (const std::string& l_Name : l_Names) l_Channels.emplace_back(l_Name, l_Settings);
   Commit(l_Channels);
-  if (l_Selected) m_Default = l_Settings;
+  if (l_Selected) {
+    m_Default.m_Kind = l_Settings.m_Kind;
+    m_Default.m_Output = l_Settings.m_Output;
+  }
   return true;
 }
 
@@ -202,6 +205,12 @@ bool KELSysTraceManagerBase::SetAttribute(const std::string& iChannel, int iAttr
 const KELSysTraceSettings* KELSysTraceManagerBase::GetSettings(const std::string& iName) const {
   auto l_It = m_Channels.find(iName);
   return l_It == m_Channels.end() ? nullptr : &l_It->second;
+}
+
+std::vector<std::string> KELSysTraceManagerBase::GetChannelNames() const {
+  std::vector<std::string> l_Names;
+  for (const auto& l_Channel : m_Channels) l_Names.push_back(l_Channel.first);
+  return l_Names;
 }
 
 bool KELSysTraceManagerBase::IsOptionFileName(const char* iName) {

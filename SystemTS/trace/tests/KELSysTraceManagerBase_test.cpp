@@ -1,0 +1,115 @@
+#include "KELSysTraceManagerBase.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "KELSysTraceTestSupport.h"
+
+namespace {
+
+// "name=output[attribute=value,...]" for every channel, in name order.
+std::string Describe(const KELSysTraceManagerBase& iManager) {
+  std::string l_Text;
+  for (const std::string& l_Name : iManager.GetChannelNames()) {
+    const KELSysTraceSettings& l_Set = *iManager.GetSettings(l_Name);
+    l_Text += (l_Text.empty() ? "" : " ") + l_Name + "=";
+    l_Text += (l_Set.m_Kind == KELSysTraceOutputKind::System ? "S:" : "") + l_Set.m_Output;
+    std::string l_Attributes;
+    for (int l_A = 0; l_A < KELSysTraceAttrCount; ++l_A) {
+      if (l_Set.Get(l_A) == 0) continue;
+      l_Attributes +=
+          (l_Attributes.empty() ? "" : ",") + std::to_string(l_A) + "=" + std::to_string(l_Set.Get(l_A));
+    }
+    if (!l_Attributes.empty()) l_Text += "[" + l_Attributes + "]";
+  }
+  return l_Text;
+}
+
+struct SpecCase {
+  const char* m_Variable;
+  const char* m_Expected;
+};
+
+class KELSysTraceManagerBaseSpec : public testing::TestWithParam<SpecCase> {};
+
+TEST_P(KELSysTraceManagerBaseSpec, ParsesVariable) {
+  KELSysTraceManagerBase l_Manager;
+  l_Manager.AddSpecifications(GetParam().m_Variable);
+  EXPECT_EQ(Describe(l_Manager), GetParam().m_Expected) << "KELSysTrace=" << GetParam().m_Variable;
+}
+
+const std::string kLongName(70, 'n');
+
+INSTANTIATE_TEST_SUITE_P(
+    Short, KELSysTraceManagerBaseSpec,
+    testing::Values(SpecCase{"KELSysJSON", "KELSysJSON=STDERR"},
+                    SpecCase{"-o KELSYSREGKEY", "KELSYSREGKEY=STDOUT"},
+                    SpecCase{"-O A -E B -e C", "A=STDOUT B=STDERR C=STDERR"},
+                    // Every separator splits specifications; a later one takes the output chosen last.
+                    SpecCase{"-o A,B", "A=STDOUT B=STDOUT"}, SpecCase{"-o A;-e B", "A=STDOUT B=STDERR"},
+                    SpecCase{"-o:A", "A=STDOUT"}, SpecCase{"-o A|B", "A=STDOUT B=STDOUT"},
+                    SpecCase{"-o\tA B", "A=STDOUT B=STDOUT"},
+                    SpecCase{"-Ftrace.log A -O B", "A=trace.log B=STDOUT"},
+                    SpecCase{"-fSTDOUT_COMMON A", "A=STDOUT_COMMON"}, SpecCase{"-Sapp A", "A=S:app"},
+                    SpecCase{"-I17 -L2 -M80 -N --local-time A", "A=STDERR[4=1,8=2,9=17,10=80,12=1]"},
+                    SpecCase{"A -I 5 B", "A=STDERR[9=5] B=STDERR[9=5]"}, SpecCase{"-I0 -L0 A", "A=STDERR"},
+                    SpecCase{"-o A,-e A", "A=STDERR"}, SpecCase{"-o", ""}, SpecCase{" ,;:| ", ""}));
+
+INSTANTIATE_TEST_SUITE_P(
+    Long, KELSysTraceManagerBaseSpec,
+    testing::Values(
+        SpecCase{"--name A --file x.log --local-time --rotate-file-size 64 --rotate-file-count 11",
+                 "A=x.log[4=1,12=1,13=11,14=64]"},
+        SpecCase{"--name=A -o", "A=STDOUT[4=1]"}, SpecCase{"--na A --stdo", "A=STDOUT[4=1]"},
+        SpecCase{"--name A -oe", "A=STDERR[4=1]"},
+        SpecCase{"--name A --name B --stdout", "A=STDOUT[4=1] B=STDOUT[4=1]"},
+        // The output of a long specification carries over to short ones after it.
+        SpecCase{"--name A --file t.trc,B", "A=t.trc[4=1] B=t.trc"}));
+
+// Neither syntax accepts these; a good specification next to a bad one still counts.
+INSTANTIATE_TEST_SUITE_P(
+    Rejected, KELSysTraceManagerBaseSpec,
+    testing::Values(SpecCase{"-X A", ""}, SpecCase{"-F A", ""}, SpecCase{"-Iabc A", ""}, SpecCase{"-L A", ""},
+                    SpecCase{"-I99999999999 A", ""}, SpecCase{"-Nx A", ""}, SpecCase{"- A", ""},
+                    SpecCase{"--name A --std", ""}, SpecCase{"--name A B", ""}, SpecCase{"--name", ""},
+                    SpecCase{"--name A --rotate-file-count 0", ""},
+                    SpecCase{"--name A --rotate-file-count 10001", ""},
+                    SpecCase{"--name A --rotate-file-size=x", ""}, SpecCase{"--name A --local-time=1", ""},
+                    SpecCase{"--name= -o", ""}, SpecCase{"-Q A,B", "B=STDERR"}));
+
+TEST(KELSysTraceManagerBase, LimitsFileNamesAndSettings) {
+  KELSysTraceManagerBase l_Manager;
+  l_Manager.AddSpecifications(("-F" + kLongName + " A").c_str());
+  EXPECT_EQ(l_Manager.GetSettings("A")->m_Output, std::string(63, 'n'));
+
+  EXPECT_TRUE(l_Manager.AddSpecification(std::string(KELSysTraceManagerBase::kMaxSetting, 'B')));
+  EXPECT_FALSE(l_Manager.AddSpecification(std::string(KELSysTraceManagerBase::kMaxSetting + 1, 'C')));
+  EXPECT_FALSE(l_Manager.SetAttribute("A", KELSysTraceAttrCount, 1));
+  EXPECT_TRUE(l_Manager.SetAttribute("A", KELSysTraceAttrLevel, 2));
+  EXPECT_EQ(l_Manager.GetSettings("A")->Get(KELSysTraceAttrLevel), 2u);
+}
+
+TEST(KELSysTraceManagerBase, RecognisesOptionFileNames) {
+  for (const char* l_Name :
+       {"OPFILE.a", "opfile.trace", "x.option", "x.OPTIONS", "x.optionfile", "a.b.Option1"}) {
+    EXPECT_TRUE(KELSysTraceManagerBase::IsOptionFileName(l_Name)) << l_Name;
+  }
+  for (const char* l_Name : {"OPFILE", "xOPFILE.a", "x.optio", "x.opt", "a.option.bak", "option", ""}) {
+    EXPECT_FALSE(KELSysTraceManagerBase::IsOptionFileName(l_Name)) << l_Name;
+  }
+}
+
+TEST(KELSysTraceManagerBase, LoadsOptionFiles) {
+  KELSysTraceTempDir l_Dir;
+  l_Dir.Write("OPFILE.1", "# comment\n\n  -o A\n-I5 -L20 B\n" + std::string(9000, 'x') + "\nE");
+  l_Dir.Write("b.options", "--name C --file c.trc\n");
+  l_Dir.Write("c.txt", "D\n");
+  mkdir((l_Dir.Path() + "/sub.option").c_str(), 0700);
+  KELSysTraceManagerBase l_Manager;
+  // A, B, E from the first file, C from the second; the long line, the text file and the folder are not read.
+  EXPECT_EQ(l_Manager.LoadOptionFiles(l_Dir.Path()), 4);
+  EXPECT_EQ(Describe(l_Manager), "A=STDOUT B=STDOUT[9=5] C=c.trc[4=1] E=STDOUT");
+  EXPECT_EQ(l_Manager.LoadOptionFiles(l_Dir.Path() + "/missing"), 0);
+}
+
+}  // namespace
