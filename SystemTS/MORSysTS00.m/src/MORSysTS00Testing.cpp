@@ -1,0 +1,7 @@
+#include "MORSysTS00Testing.h"
+
+void MORSysTS00ResetForTests() {
+  KELSysNLSResetForTests();
+  MORStringWarningResetForTests();
+  MORDevelopmentStageResetForTests();
+}
