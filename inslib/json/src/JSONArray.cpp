@@ -1,0 +1,17 @@
+#include "JSONArray.h"
+
+#include "JSONTree.h"
+
+namespace JSON {
+
+Array::~Array() { ReleaseNested(*this); }
+
+void Array::Add(std::shared_ptr<Value> iValue) { m_Elements.push_back(std::move(iValue)); }
+
+std::shared_ptr<Value> Array::Clone() const { return CloneTree(*this); }
+
+void Array::DetachNested(std::vector<std::shared_ptr<Value>>& oPending) {
+  for (std::shared_ptr<Value>& l_Element : m_Elements) DeferNested(l_Element, oPending);
+}
+
+}  // namespace JSON

@@ -1,0 +1,171 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "JSON.h"
+
+namespace {
+
+using JSON::Array;
+using JSON::Object;
+using JSON::Value;
+using testing::StrEq;
+using testing::ThrowsMessage;
+
+std::string Compact(const Value& iValue) {
+  std::ostringstream l_Out;
+  iValue.Serialize(l_Out);
+  return l_Out.str();
+}
+
+std::string Indented(const Value& iValue, int iLevel = 0) {
+  std::ostringstream l_Out;
+  iValue.Write(l_Out, iLevel);
+  return l_Out.str();
+}
+
+// {"n": 1.50, "s": "x", "t": true, "f": false, "z": null, "a": [1, {}], "e": []}
+std::shared_ptr<Value> Sample() {
+  std::shared_ptr<Value> l_Root = JSON::CreateObject();
+  Object& l_Object = l_Root->GetObjectValues();
+  l_Object.Add("n", JSON::CreateNumber("1.50"));
+  l_Object.Add("s", JSON::CreateString("x"));
+  l_Object.Add("t", JSON::CreateBoolean(true));
+  l_Object.Add("f", JSON::CreateBoolean(false));
+  l_Object.Add("z", JSON::CreateString("", true));
+  std::shared_ptr<Value> l_Array = JSON::CreateArray();
+  l_Array->GetArrayValues().Add(JSON::CreateNumber("1"));
+  l_Array->GetArrayValues().Add(JSON::CreateObject());
+  l_Object.Add("a", l_Array);
+  l_Object.Add("e", JSON::CreateArray());
+  return l_Root;
+}
+
+TEST(JSONValue, WritesCompactAndIndentedText) {
+  const std::shared_ptr<Value> l_Root = Sample();
+  EXPECT_EQ(Compact(*l_Root),
+            R"({"n": 1.50, "s": "x", "t": true, "f": false, "z": null, "a": [1, {}], "e": []})");
+  EXPECT_EQ(Indented(*l_Root),
+            "{\n    \"n\": 1.50,\n    \"s\": \"x\",\n    \"t\": true,\n    \"f\": false,\n    \"z\": null,\n"
+            "    \"a\": [\n        1,\n        {}\n    ],\n    \"e\": []\n}");
+  EXPECT_EQ(Indented(*l_Root->GetObjectValues().Get("a"), 1), "[\n        1,\n        {}\n    ]");
+  EXPECT_EQ(Indented(*JSON::CreateArray()), "[]");
+  std::string l_Appended = "x=";
+  JSON::CreateObject()->Serialize(l_Appended);
+  EXPECT_EQ(l_Appended, "x={}");
+}
+
+struct EscapeCase {
+  std::string m_Stored;
+  std::string m_Compact;
+};
+
+class JSONEscape : public testing::TestWithParam<EscapeCase> {};
+
+TEST_P(JSONEscape, OnlyCompactFormEscapes) {
+  const std::shared_ptr<Value> l_String = JSON::CreateString(GetParam().m_Stored);
+  EXPECT_EQ(Compact(*l_String), "\"" + GetParam().m_Compact + "\"");
+  EXPECT_EQ(Indented(*l_String), "\"" + GetParam().m_Stored + "\"");
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, JSONEscape,
+                         testing::Values(EscapeCase{"q\"b\\n\n", "q\\\"b\\\\n\\n"},
+                                         EscapeCase{"\b\f\r\t", "\\b\\f\\r\\t"},
+                                         EscapeCase{"ctl\x01\x1f/", "ctl\x01\x1f/"},
+                                         EscapeCase{"caf\xc3\xa9\x7f", "caf\xc3\xa9\x7f"},
+                                         EscapeCase{std::string("a\0b", 3), std::string("a\0b", 3)},
+                                         EscapeCase{"long run \"then\" more", "long run \\\"then\\\" more"}));
+
+TEST(JSONValue, KeysAreWrittenAsStored) {
+  std::shared_ptr<Value> l_Root = JSON::CreateObject();
+  l_Root->GetObjectValues().Add("k\"y", JSON::CreateNull());
+  EXPECT_EQ(Compact(*l_Root), "{\"k\"y\": null}");
+}
+
+TEST(JSONObject, AddReplacesInPlaceAndFindsByExactKey) {
+  for (int l_Count : {3, 8, 9, 200}) {  // both sides of the switch to the hash index
+    Object l_Object;
+    for (int l_Key = 0; l_Key < l_Count; ++l_Key) {
+      l_Object.Add("k" + std::to_string(l_Key), JSON::CreateNumber(std::to_string(l_Key)));
+    }
+    l_Object.Add("k1", JSON::CreateString("again"));
+    ASSERT_EQ(l_Object.Size(), static_cast<std::size_t>(l_Count));
+    EXPECT_EQ(l_Object.GetMembers()[1].m_Key, "k1");
+    EXPECT_TRUE(l_Object.Get("k1")->IsString());
+    for (int l_Key = 2; l_Key < l_Count; ++l_Key) {
+      EXPECT_EQ(l_Object.GetMembers()[l_Key].m_Value, l_Object.Get("k" + std::to_string(l_Key)));
+    }
+    EXPECT_EQ(l_Object.Get("K1"), nullptr);
+    EXPECT_EQ(l_Object.Get("k"), nullptr);
+  }
+}
+
+TEST(JSONValue, TypeTestsNamesAndContainerAccess) {
+  const std::shared_ptr<Value> l_Values[] = {
+      JSON::CreateObject(), JSON::CreateArray(), JSON::CreateNumber("1"), JSON::CreateString(""),
+      JSON::CreateTrue(),   JSON::CreateFalse(), JSON::CreateNull(),
+  };
+  const char* l_Names[] = {"Object", "Array", "Number", "String", "True", "False", "Null"};
+  for (int l_Type = 0; l_Type < 7; ++l_Type) {
+    const Value& l_Value = *l_Values[l_Type];
+    EXPECT_EQ(l_Value.GetType(), l_Type);
+    EXPECT_EQ(l_Value.GetTypeName(), l_Names[l_Type]);
+    EXPECT_EQ(l_Value.IsBoolean(), l_Type == 4 || l_Type == 5);
+    if (l_Type != 0) {
+      EXPECT_THAT([&] { l_Value.GetObjectValues(); },
+                  ThrowsMessage<std::runtime_error>(
+                      StrEq("JSON::Value::GetObjectValues - Value is not an Object. Actual type: " +
+                            std::string(l_Names[l_Type]))));
+    }
+    if (l_Type != 1) {
+      EXPECT_THAT([&] { l_Value.GetArrayValues(); },
+                  ThrowsMessage<std::runtime_error>(
+                      StrEq("JSON::Value::GetArrayValues - Value is not an Array. Actual type: " +
+                            std::string(l_Names[l_Type]))));
+    }
+  }
+  const JSON::Item l_Odd(9, "");
+  EXPECT_EQ(l_Odd.GetTypeName(), "???");
+  EXPECT_EQ(Compact(l_Odd), "???");
+  EXPECT_THROW(JSON::Item(JSON::TypeArray, ""), std::invalid_argument);
+}
+
+TEST(JSONValue, CloneCopiesTheWholeTree) {
+  const std::shared_ptr<Value> l_Original = Sample();
+  const std::shared_ptr<Value> l_Copy = l_Original->Clone();
+  EXPECT_EQ(Compact(*l_Copy), Compact(*l_Original));
+  l_Copy->GetObjectValues().Get("a")->GetArrayValues().Add(JSON::CreateTrue());
+  l_Copy->GetObjectValues().Add("s", JSON::CreateString("changed"));
+  EXPECT_EQ(Compact(*l_Original), Compact(*Sample()));
+  EXPECT_NE(l_Copy->GetObjectValues().Get("n"), l_Original->GetObjectValues().Get("n"));
+}
+
+TEST(JSONValue, DeepTreesNeedNoRecursion) {
+  constexpr int kDepth = 100000;
+  std::shared_ptr<Value> l_Root = JSON::CreateArray();
+  Value* l_Tip = l_Root.get();
+  for (int l_Level = 1; l_Level < kDepth; ++l_Level) {
+    std::shared_ptr<Value> l_Next = (l_Level % 2) ? JSON::CreateObject() : JSON::CreateArray();
+    if (l_Tip->IsArray()) {
+      l_Tip->GetArrayValues().Add(l_Next);
+    } else {
+      l_Tip->GetObjectValues().Add("", l_Next);
+    }
+    l_Tip = l_Next.get();
+  }
+  const std::string l_Text = Compact(*l_Root);
+  EXPECT_EQ(l_Text.substr(0, 12), "[{\"\": [{\"\": ");
+  // Each array and object pair takes `[{"": ` and `}]`; the innermost object is an empty `{}`.
+  EXPECT_EQ(l_Text.size(), static_cast<std::size_t>(kDepth / 2 * 8 - 4));
+  EXPECT_EQ(l_Text.find("{}"), l_Text.size() - kDepth - 1);  // followed by one closer per level
+  std::shared_ptr<Value> l_Copy = l_Root->Clone();
+  EXPECT_EQ(Compact(*l_Copy), l_Text);
+  // Share the chain with a second holder, then free both holders: each must free iteratively.
+  std::shared_ptr<Value> l_Shared = l_Root->GetArrayValues()[0];
+  l_Root.reset();
+  l_Copy.reset();
+  EXPECT_EQ(l_Shared.use_count(), 1);
+}
+
+}  // namespace

@@ -1,0 +1,70 @@
+// An element: a name, attributes in the order they were first set, and children in document
+// order. Names are neither validated nor escaped. Missing attributes and children are reported by
+// the return values (default value, false); nothing here throws but std::bad_alloc.
+#ifndef XMLElement_H
+#define XMLElement_H
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "XMLContent.h"
+
+namespace XML {
+
+using Attribute = std::pair<std::string, std::string>;
+using AttributeList = std::vector<Attribute>;
+
+class Element final : public Content {
+ public:
+  explicit Element(std::string iName) : Content(TypeElement), m_Name(std::move(iName)) {}
+  ~Element() override;
+
+  std::string GetName() const { return m_Name; }
+
+  // Replaces the value of attribute iName where it stands, or appends (iName, iValue).
+  void SetAttribute(const std::string& iName, const std::string& iValue);
+  // A null iValue sets the empty string.
+  void SetAttribute(const std::string& iName, const char* iValue);
+  // "true" or "false".
+  void SetAttribute(const std::string& iName, bool iValue);
+  // The value of attribute iName, else iDefault.
+  std::string GetAttribute(const std::string& iName, const std::string& iDefault) const;
+  bool HasAttribute(const std::string& iName) const;
+  // Removes attribute iName, keeping the others in order; false when there is none.
+  bool RemoveAttribute(const std::string& iName);
+  AttributeList GetAttributes() const { return m_Attributes; }
+
+  // Appends iChild at the end of the children; an empty pointer is ignored.
+  void AddChild(std::shared_ptr<Content> iChild);
+  // Removes the first child that is the very node iChild; false when it is not a child.
+  bool RemoveChild(const std::shared_ptr<Content>& iChild);
+  // Removes the first child element named iName; false when there is none.
+  bool RemoveChildElement(const std::string& iName);
+  void ClearChildren();
+  // The children themselves are shared, not copied.
+  ContentList GetChildren() const { return m_Children; }
+  std::vector<std::shared_ptr<Element>> GetChildElements() const;
+  // The texts of the text children joined in order; elements and comments are skipped.
+  std::string GetText() const;
+  // The same with each text trimmed first.
+  std::string GetTrimmedText() const;
+
+  std::shared_ptr<Content> Clone() const override;
+
+ private:
+  friend class Writer;
+  // Frees nested elements in a loop; see the destructor.
+  static void ReleaseNested(ContentList& ioChildren);
+
+  std::string m_Name;
+  AttributeList m_Attributes;
+  ContentList m_Children;
+};
+
+std::shared_ptr<Element> CreateElement(std::string&& iName);
+std::shared_ptr<Element> CreateElement(const std::string& iName);
+
+}  // namespace XML
+
+#endif

@@ -1,0 +1,7 @@
+#include "XMLContent.h"
+
+namespace XML {
+
+Content::~Content() = default;
+
+}  // namespace XML

@@ -1,0 +1,78 @@
+#include <gtest/gtest.h>
+
+#include "XML.h"
+
+namespace {
+
+using XML::AttributeList;
+using XML::Element;
+
+TEST(XMLElement, AttributesKeepFirstSetOrder) {
+  Element l_Element("e");
+  l_Element.SetAttribute("b", std::string("1"));
+  l_Element.SetAttribute("a", "2");
+  l_Element.SetAttribute("c", true);
+  l_Element.SetAttribute("b", false);  // replaced where it stands
+  l_Element.SetAttribute("n", static_cast<const char*>(nullptr));
+  EXPECT_EQ(l_Element.GetAttributes(), (AttributeList{{"b", "false"}, {"a", "2"}, {"c", "true"}, {"n", ""}}));
+  EXPECT_EQ(l_Element.GetAttribute("a", "dflt"), "2");
+  EXPECT_EQ(l_Element.GetAttribute("A", "dflt"), "dflt");
+  EXPECT_TRUE(l_Element.HasAttribute("n"));
+  EXPECT_FALSE(l_Element.HasAttribute("b "));
+
+  EXPECT_TRUE(l_Element.RemoveAttribute("a"));
+  EXPECT_FALSE(l_Element.RemoveAttribute("a"));
+  EXPECT_EQ(l_Element.GetAttributes(), (AttributeList{{"b", "false"}, {"c", "true"}, {"n", ""}}));
+}
+
+TEST(XMLElement, ChildrenAreRemovedByIdentityOrName) {
+  std::shared_ptr<Element> l_Parent = XML::CreateElement("p");
+  std::shared_ptr<Element> l_First = XML::CreateElement("x");
+  std::shared_ptr<Element> l_Twin = XML::CreateElement("x");
+  l_Parent->AddChild(XML::CreateText(" a "));
+  l_Parent->AddChild(l_First);
+  l_Parent->AddChild(XML::CreateComment("c"));
+  l_Parent->AddChild(l_Twin);
+  l_Parent->AddChild(XML::CreateText("\tb\n"));
+  l_Parent->AddChild(nullptr);
+  EXPECT_EQ(l_Parent->GetChildren().size(), 5u);
+  EXPECT_EQ(l_Parent->GetText(), " a \tb\n");
+  EXPECT_EQ(l_Parent->GetTrimmedText(), "ab");
+
+  EXPECT_FALSE(l_Parent->RemoveChild(XML::CreateElement("x")));  // equal but not the same node
+  EXPECT_TRUE(l_Parent->RemoveChild(l_Twin));
+  EXPECT_EQ(l_Parent->GetChildElements(), std::vector<std::shared_ptr<Element>>{l_First});
+  EXPECT_FALSE(l_Parent->RemoveChildElement("c"));  // the comment is not an element
+  EXPECT_TRUE(l_Parent->RemoveChildElement("x"));
+  EXPECT_TRUE(l_Parent->GetChildElements().empty());
+  l_Parent->ClearChildren();
+  EXPECT_TRUE(l_Parent->GetChildren().empty());
+}
+
+TEST(XMLText, TrimsOnlyBlanks) {
+  EXPECT_EQ(XML::Text("  \t\r\n").GetTrimmedText(), "");
+  EXPECT_EQ(XML::Text(" a b ").GetTrimmedText(), "a b");
+  EXPECT_EQ(XML::Text("\va\f").GetTrimmedText(), "\va\f");
+}
+
+TEST(XMLElement, CloneCopiesTheWholeTree) {
+  std::shared_ptr<Element> l_Root = XML::CreateElement("r");
+  std::shared_ptr<Element> l_Child = XML::CreateElement("c");
+  l_Root->SetAttribute("k", "v");
+  l_Root->AddChild(l_Child);
+  l_Child->AddChild(XML::CreateText("t"));
+  l_Child->AddChild(XML::CreateComment("m"));
+  const std::string l_Before = XML::Writer().ToString(*l_Root, false);
+
+  std::shared_ptr<Element> l_Copy = std::static_pointer_cast<Element>(l_Root->Clone());
+  EXPECT_EQ(XML::Writer().ToString(*l_Copy, false), l_Before);
+  std::shared_ptr<Element> l_CopiedChild = l_Copy->GetChildElements().at(0);
+  EXPECT_NE(l_CopiedChild, l_Child);
+  EXPECT_NE(l_CopiedChild->GetChildren().front(), l_Child->GetChildren().front());
+  l_CopiedChild->SetAttribute("new", "1");
+  l_CopiedChild->ClearChildren();
+  l_Copy->SetAttribute("k", "changed");
+  EXPECT_EQ(XML::Writer().ToString(*l_Root, false), l_Before);
+}
+
+}  // namespace
