@@ -68,7 +68,7 @@ std::string KELSysTrace::Impl::Prefix(const Position* iPosition) const {
       l_Prefix += l_Part;
     }
     snprintf(l_Part, sizeof l_Part, " : %d)", iPosition->m_Line);
-    l_Prefix += "(" + std::string(iPosition->m_File ? iPosition->m_File : "") + l_Part;
+    l_Prefix.append("(").append(iPosition->m_File ? iPosition->m_File : "").append(l_Part);
   }
   return l_Prefix;
 }
