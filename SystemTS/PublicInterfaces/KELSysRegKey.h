@@ -1,0 +1,165 @@
+// The framework's handle on one key of the emulated registry.
+//
+// Store. Each hive is a folder: 5 (classes root) "/etc/.Quorvane/HKCR", 6 (current user)
+// "$HOME/.Quorvane/HKCU", 7 (local machine) "/etc/.Quorvane/HKLM"; any other identifier has no
+// folder and every operation on it fails. A key path such as "SOFTWARE\Quorvane\Q4" names, below
+// its base (a hive folder, or the folder of an open key), the key file ".../SOFTWARE/Quorvane/Q4.json"
+// holding the key's values and the key folder ".../SOFTWARE/Quorvane/Q4" holding its subkeys. An
+// empty key path names the base itself. A key exists when its folder exists.
+//
+// Key file. One JSON object: "Version" = "1.0", then a member named after the key (the file name
+// without ".json") whose members are the values, each [type, data]: 1 32-bit number, 2 64-bit
+// number, 3 string, 4 array of strings. An empty file is a key without values. Unreadable JSON, or a
+// file without the key's member, opens as a key without values.
+//
+// Life cycle. Opening or creating reads the whole key file into memory; value changes stay in
+// memory until the key is closed. Closing (CloseKey, the destructor, or opening another key on the
+// same object) writes the values back in place, over the same file, changed or not; the write
+// either replaces the whole content or, when the disk cannot hold it, leaves the file untouched. A
+// key opened read-only never changes its file.
+//
+// Access flags. Both bits 0x1 and 0x8 (KELSysRegAccessReadWrite) open the key file for reading
+// and writing; any other combination opens it read-only, and every change is then refused with
+// KEL_E_ACCESSDENIED.
+//
+// Strings. Key paths, key names and file paths are text in the process code set; value names and
+// string data are stored as their UTF-8 bytes, so any byte string read from a key file comes back
+// unchanged when it is written out.
+//
+// Errors. Nothing throws. KEL_S_OK is success; KEL_E_FAIL a missing key or value, a value of
+// another type, or an empty parent path; KEL_E_ACCESSDENIED a change refused, or nothing to
+// delete; file-system failures pass through as KELSysResultFromErrno codes.
+//
+// Trace. The channel "KELSYSREGKEY", when enabled, receives debug lines about opens, closes,
+// queries, access checks and deletions.
+//
+// A key object belongs to one thread at a time and takes no lock.
+#ifndef KELSysRegKey_H
+#define KELSysRegKey_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "KELSysResult.h"
+#include "MORUnicodeString.h"
+
+class KELSysTrace;
+class KELSysJSONObject;
+class KELSysJSONValue;
+class MORFileLockBytes;
+
+enum KELSysRegHive : int {
+  KELSysRegHiveClassesRoot = 5,
+  KELSysRegHiveCurrentUser = 6,
+  KELSysRegHiveLocalMachine = 7,
+};
+
+inline constexpr uint32_t KELSysRegAccessWrite = 0x1;
+inline constexpr uint32_t KELSysRegAccessRead = 0x8;
+inline constexpr uint32_t KELSysRegAccessReadWrite = KELSysRegAccessWrite | KELSysRegAccessRead;
+
+// Value types as stored in key files.
+enum KELSysRegValueType : uint32_t {
+  KELSysRegTypeDWORD = 1,
+  KELSysRegTypeQWORD = 2,
+  KELSysRegTypeString = 3,
+  KELSysRegTypeMultiString = 4,
+};
+
+class KELSysRegKey {
+ public:
+  KELSysRegKey();
+  // Closes the key (with its write-back).
+  ~KELSysRegKey();
+  KELSysRegKey(const KELSysRegKey&) = delete;
+  KELSysRegKey& operator=(const KELSysRegKey&) = delete;
+
+  // Opens the key iKeyPath of hive iHive, or below the open key iParent. KEL_E_FAIL when the key
+  // folder does not exist (the object is then left as it was) or the base path is empty; otherwise
+  // the result of opening and reading the key file. A failed read leaves the object closed.
+  KELSysResult OpenKey(int iHive, const MORUnicodeString& iKeyPath, uint32_t iAccess);
+  KELSysResult OpenKey(const KELSysRegKey& iParent, const MORUnicodeString& iKeyPath, uint32_t iAccess);
+
+  // Creates the key (its folder, its file, and the files and folders of every missing parent up to
+  // the hive's own file beside the hive folder) and opens it. An existing key is opened with its
+  // values. KEL_E_FAIL when the base path is empty, and for an empty key path below a hive (the
+  // hive folder is no key of its own).
+  KELSysResult CreateKey(int iHive, const MORUnicodeString& iKeyPath, uint32_t iAccess);
+  KELSysResult CreateKey(const KELSysRegKey& iParent, const MORUnicodeString& iKeyPath, uint32_t iAccess);
+
+  // Writes the values back and closes the key. KEL_S_OK when nothing is open. A read-only key's
+  // write-back is never attempted on its file and never fails; a read-write key returns the
+  // failure of the write, the file being left as it was.
+  KELSysResult CloseKey();
+
+  // Queries. With no key open: KEL_S_OK and the output untouched. KEL_E_FAIL when the value is
+  // missing, of another type, or malformed (for the list form, strings before a bad element are
+  // already appended).
+  KELSysResult QueryDWORDValue(const MORUnicodeString& iValueName, uint32_t& oValue);
+  KELSysResult QueryQWORDValue(const MORUnicodeString& iValueName, uint64_t& oValue);
+  KELSysResult QueryStringValue(const MORUnicodeString& iValueName, MORUnicodeString& oValue);
+  KELSysResult QueryMultiStringValue(const MORUnicodeString& iValueName,
+                                     std::vector<MORUnicodeString>& oValues);
+
+  // Setters replace any value of the same name and put the new one last in the member order.
+  // KEL_E_ACCESSDENIED unless the key is open for writing.
+  KELSysResult SetDWORDValue(const MORUnicodeString& iValueName, uint32_t iValue);
+  KELSysResult SetQWORDValue(const MORUnicodeString& iValueName, uint64_t iValue);
+  KELSysResult SetStringValue(const MORUnicodeString& iValueName, const MORUnicodeString& iValue);
+  KELSysResult SetMultiStringValue(const MORUnicodeString& iValueName,
+                                   const std::vector<MORUnicodeString>& iValues);
+
+  // Removes the value (KEL_S_OK also when there is none). KEL_E_ACCESSDENIED unless open for writing.
+  KELSysResult DeleteValue(const MORUnicodeString& iValueName);
+
+  // Appends the value names in stored order. KEL_S_OK, also with no key open.
+  KELSysResult EnumValues(std::vector<MORUnicodeString>& oNames);
+  // Appends the subkey names: the entries NAME.json of the key folder that are regular files
+  // (through links) with a folder NAME beside them, in the folder's listing order.
+  // KEL_E_FAIL with no key open, else the failure of the listing.
+  KELSysResult EnumKeys(std::vector<MORUnicodeString>& oNames);
+
+  // Deletes a subkey without subkeys (its folder, then its file); an empty path deletes this key,
+  // closing it first. KEL_E_ACCESSDENIED unless open for writing or when the subkey's folder is
+  // missing; the failure of the removal when the subkey has subkeys (nothing is removed then).
+  KELSysResult DeleteSubKey(const MORUnicodeString& iSubKeyPath);
+  // Deletes a subkey with everything below it; an empty path deletes this key, closing it first.
+  // KEL_E_ACCESSDENIED unless open for writing; KEL_E_FAIL when the subkey's file is missing or
+  // neither a file nor a folder; else the failure of a removal. Links below the key are removed,
+  // never followed.
+  KELSysResult RecurseDeleteKey(const MORUnicodeString& iSubKeyPath);
+
+  // The key file's full path; empty when no key is open.
+  const MORUnicodeString& GetPath() const { return m_Path; }
+
+  // Replaces the trace channel (tests capture the lines this way); nullptr switches tracing off.
+  void SetTraceForTest(KELSysTrace* iTrace) { m_Trace = iTrace; }
+
+ private:
+  KELSysResult Open(const std::string& iBase, const MORUnicodeString& iKeyPath, uint32_t iAccess,
+                    const KELSysRegKey* iParent);
+  KELSysResult Create(const std::string& iBase, const MORUnicodeString& iKeyPath, uint32_t iAccess);
+  void EnsureParentAreKeys(const std::string& iFile);
+  KELSysResult OpenKeyReal(std::string iFile, uint32_t iAccess, int iDirFd, const char* iName);
+  KELSysResult ReadValues();
+  KELSysResult WriteBack();
+  void Release();
+  KELSysResult CheckWriteAccess();
+  KELSysResult FindData(const MORUnicodeString& iValueName, uint32_t iType, const KELSysJSONValue*& oData);
+  KELSysResult SetValue(const MORUnicodeString& iValueName, uint32_t iType, KELSysJSONValue&& iData);
+  bool SubKeyFile(const MORUnicodeString& iSubKeyPath, std::string& oFile);
+  int KeyFolderFd() const;
+  std::string_view KeyName() const;
+
+  std::unique_ptr<MORFileLockBytes> m_File;    // the open key file
+  std::unique_ptr<KELSysJSONObject> m_Values;  // the key's values
+  MORUnicodeString m_Path;                     // the key file's full path
+  KELSysTrace* m_Trace;                        // "KELSYSREGKEY", null when off
+  std::string m_FilePath;                      // m_Path in the process code set, for the system calls
+  mutable int m_DirFd = -1;  // the key folder, opened when a child is first opened below this key
+};
+
+#endif

@@ -1,0 +1,50 @@
+// A plain file behind MORILockBytes: one POSIX descriptor, no locking, positioned reads and writes.
+// The object owns its descriptor and closes it when destroyed.
+//
+// Only regular files are opened. A FIFO, a device, a socket or a directory is refused at once
+// (it is opened without blocking and checked before any read), and so is a file larger than
+// MORFileLockBytesMaxSize, so that a hostile file can neither hang nor exhaust a reader.
+#ifndef MORFileLockBytes_H
+#define MORFileLockBytes_H
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <memory>
+
+#include "MORILockBytes.h"
+
+inline constexpr uint64_t MORFileLockBytesMaxSize = uint64_t(64) << 20;  // 64 MiB
+
+class MORFileLockBytes final : public MORILockBytes {
+ public:
+  // Opens iPath (relative to the directory descriptor iDirFd unless iPath is absolute; AT_FDCWD
+  // for the working directory) in mode iMode (MORLockBytesRead or MORLockBytesReadWrite). The share
+  // mode iShare is accepted for callers that pass one and is not enforced. On success oFile holds
+  // the open file. Failures: the code of the failed system call (KELSysResultFromErrno), KEL_E_FAIL
+  // for a file that is not a regular file, KELSysResultFromErrno(EFBIG) for one over the size limit.
+  static KELSysResult Open(int iDirFd, const char* iPath, uint32_t iMode, uint32_t iShare,
+                           std::unique_ptr<MORFileLockBytes>& oFile);
+
+  ~MORFileLockBytes() override;
+  MORFileLockBytes(const MORFileLockBytes&) = delete;
+  MORFileLockBytes& operator=(const MORFileLockBytes&) = delete;
+
+  KELSysResult ReadAt(uint64_t iOffset, void* oBuffer, size_t iCount, size_t& oRead) override;
+  KELSysResult WriteAt(uint64_t iOffset, const void* iBuffer, size_t iCount, size_t& oWritten) override;
+  KELSysResult SetSize(uint64_t iSize) override;
+  KELSysResult Stat(MORLockBytesStat& oStat) override;
+
+ private:
+  MORFileLockBytes(int iFd, uint32_t iMode, const struct stat& iStat);
+
+  int m_Fd;
+  uint32_t m_Mode;
+  // The status taken when the file was opened. The first Stat after the open answers from it
+  // instead of asking the system again; any later Stat asks.
+  uint64_t m_OpenSize;
+  bool m_OpenStatFresh = true;
+};
+
+#endif

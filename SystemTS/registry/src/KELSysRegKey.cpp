@@ -1,0 +1,200 @@
+// Opening, reading, writing back and closing keys. Values are in KELSysRegKeyValues.cpp, creation,
+// subkeys and deletion in KELSysRegKeyTree.cpp.
+#include "KELSysRegKey.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <optional>
+
+#include "KELSysJSON.h"
+#include "KELSysRegPath.h"
+#include "KELSysTrace.h"
+#include "MORFileLockBytes.h"
+
+namespace {
+
+// Key files up to this size are parsed with a document (and a read buffer) kept per thread, so that
+// the many small keys of a walk allocate no parser each; bigger ones get their own, freed at once.
+constexpr uint64_t k_ReusedDocumentLimit = uint64_t(1) << 20;
+
+// The share mode the framework passes for key files.
+constexpr uint32_t k_ShareMode = 2;
+
+bool IsSingleComponent(std::string_view iKeyPath) {
+  return !iKeyPath.empty() && iKeyPath.find_first_of("\\/") == std::string_view::npos;
+}
+
+}  // namespace
+
+KELSysRegKey::KELSysRegKey() : m_Trace(KELSysTrace::Find("KELSYSREGKEY")) {}
+
+KELSysRegKey::~KELSysRegKey() { CloseKey(); }
+
+KELSysResult KELSysRegKey::OpenKey(int iHive, const MORUnicodeString& iKeyPath, uint32_t iAccess) {
+  std::string l_Root;
+  if (!KELSysRegHiveRoot(iHive, l_Root)) return KEL_E_FAIL;
+  return Open(l_Root, iKeyPath, iAccess, nullptr);
+}
+
+KELSysResult KELSysRegKey::OpenKey(const KELSysRegKey& iParent, const MORUnicodeString& iKeyPath,
+                                   uint32_t iAccess) {
+  if (iParent.m_FilePath.empty()) return KEL_E_FAIL;
+  // Opening below itself closes the parent on the way: its folder descriptor cannot be used.
+  return Open(iParent.m_FilePath, iKeyPath, iAccess, &iParent == this ? nullptr : &iParent);
+}
+
+KELSysResult KELSysRegKey::Open(const std::string& iBase, const MORUnicodeString& iKeyPath, uint32_t iAccess,
+                                const KELSysRegKey* iParent) {
+  size_t l_Length = 0;
+  std::string_view l_KeyPath(iKeyPath.ConvertToMBCS(&l_Length), l_Length);
+  std::string l_File;
+  KELSysRegMapKeyPath(iBase, l_KeyPath, l_File);
+  // A child named by one component is looked up in the parent's folder, held open for all its
+  // children, instead of walking the whole path again for each.
+  int l_DirFd = iParent && IsSingleComponent(l_KeyPath) ? iParent->KeyFolderFd() : -1;
+  struct stat l_Stat;
+  int l_Found;
+  if (l_DirFd >= 0) {
+    l_Found = fstatat(l_DirFd, std::string(l_KeyPath).c_str(), &l_Stat, 0);
+  } else {
+    std::string l_Folder(KELSysRegKeyFolder(l_File));
+    l_Found = stat(l_Folder.c_str(), &l_Stat);
+  }
+  if (l_Found != 0 || !S_ISDIR(l_Stat.st_mode)) return KEL_E_FAIL;
+  const char* l_Name =
+      l_DirFd >= 0 ? l_File.c_str() + (l_File.size() - KELSysRegBaseName(l_File).size()) : nullptr;
+  return OpenKeyReal(std::move(l_File), iAccess, l_DirFd, l_Name);
+}
+
+int KELSysRegKey::KeyFolderFd() const {
+  if (m_DirFd < 0 && !m_FilePath.empty()) {
+    std::string l_Folder(KELSysRegKeyFolder(m_FilePath));
+    m_DirFd = open(l_Folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+  }
+  return m_DirFd;
+}
+
+KELSysResult KELSysRegKey::OpenKeyReal(std::string iFile, uint32_t iAccess, int iDirFd, const char* iName) {
+  CloseKey();
+  uint32_t l_Mode = (iAccess & KELSysRegAccessReadWrite) == KELSysRegAccessReadWrite ? MORLockBytesReadWrite
+                                                                                     : MORLockBytesRead;
+  KELSysResult l_Rc = KEL_E_FAIL;
+  if (m_Trace)
+    m_Trace->Print(KELSysTraceDebug, "  OpenKeyReal m_Path: %s, l_OpenMode: %d, l_Rc: %x\n",
+                   m_FilePath.c_str(), int(l_Mode), unsigned(l_Rc));
+  l_Rc = iDirFd >= 0 ? MORFileLockBytes::Open(iDirFd, iName, l_Mode, k_ShareMode, m_File)
+                     : MORFileLockBytes::Open(AT_FDCWD, iFile.c_str(), l_Mode, k_ShareMode, m_File);
+  if (l_Rc != KEL_S_OK) return l_Rc;
+  m_FilePath = std::move(iFile);
+  m_Path = MORUnicodeString(m_FilePath.c_str(), m_FilePath.size());
+  m_Values = std::make_unique<KELSysJSONObject>();
+  l_Rc = ReadValues();
+  // A key whose file could not be read is not kept: writing its (empty) values back would lose
+  // the ones still on disk.
+  if (l_Rc != KEL_S_OK) Release();
+  return l_Rc;
+}
+
+KELSysResult KELSysRegKey::ReadValues() {
+  MORLockBytesStat l_Stat;
+  KELSysResult l_Rc = m_File->Stat(l_Stat);
+  if (l_Rc != KEL_S_OK) return l_Rc;
+  if (m_Trace) m_Trace->Print(KELSysTraceDebug, "    l_Stat.grfMode: %d\n", int(l_Stat.grfMode));
+  if (l_Stat.cbSize == 0) return KEL_S_OK;
+  if (l_Stat.cbSize > MORFileLockBytesMaxSize) return KELSysResultFromErrno(EFBIG);
+
+  bool l_Reuse = l_Stat.cbSize <= k_ReusedDocumentLimit;
+  thread_local std::string t_Text;
+  thread_local KELSysJSON t_Document;
+  std::string l_OwnText;
+  std::optional<KELSysJSON> l_OwnDocument;
+  std::string& l_Text = l_Reuse ? t_Text : l_OwnText;
+  KELSysJSON& l_Document = l_Reuse ? t_Document : l_OwnDocument.emplace();
+
+  l_Text.resize(size_t(l_Stat.cbSize));
+  size_t l_Read = 0;
+  l_Rc = m_File->ReadAt(0, l_Text.data(), l_Text.size(), l_Read);
+  if (l_Rc != KEL_S_OK) return l_Rc;
+  if (l_Read != l_Text.size()) return KEL_E_FAIL;
+
+  // Text that is not JSON, or lacks the key's member, leaves the key without values.
+  KELSysJSONValue l_Root;
+  if (l_Document.Parse(l_Text.data(), l_Text.size()) != KEL_S_OK || l_Document.Build(l_Root) != KEL_S_OK)
+    return KEL_S_OK;
+  if (l_Root.GetType() != KELSysJSONTypeObject) return KEL_S_OK;
+  KELSysJSONValue* l_Member = l_Root.GetObject().Find(KeyName());
+  if (l_Member != nullptr && l_Member->GetType() == KELSysJSONTypeObject)
+    *m_Values = std::move(l_Member->GetObject());
+  return KEL_S_OK;
+}
+
+std::string_view KELSysRegKey::KeyName() const {
+  std::string_view l_Name = KELSysRegBaseName(m_FilePath);
+  if (l_Name.ends_with(KELSysRegKeyExtension)) l_Name.remove_suffix(KELSysRegKeyExtension.size());
+  return l_Name;
+}
+
+KELSysResult KELSysRegKey::CloseKey() {
+  KELSysResult l_Rc = WriteBack();
+  Release();
+  return l_Rc;
+}
+
+KELSysResult KELSysRegKey::WriteBack() {
+  if (!m_Values || !m_File) return KEL_S_OK;
+  MORLockBytesStat l_Stat;
+  KELSysResult l_Rc = m_File->Stat(l_Stat);
+  if (l_Rc != KEL_S_OK) return l_Rc;
+  bool l_Writable = l_Stat.grfMode == MORLockBytesReadWrite;
+  // A read-only key cannot write its file: unless the text is wanted for the trace, there is
+  // nothing to do.
+  if (!l_Writable && !m_Trace) return KEL_S_OK;
+
+  KELSysJSONObject l_Root;
+  KELSysJSONValue l_Version, l_Values;
+  l_Version.SetString("1.0");
+  l_Values.SetObject(std::move(*m_Values));
+  std::string l_Text;
+  if (l_Root.AddPair("Version", std::move(l_Version)) != KEL_S_OK ||
+      l_Root.AddPair(KeyName(), std::move(l_Values)) != KEL_S_OK)
+    return KEL_E_OUTOFMEMORY;
+  l_Rc = l_Root.Write(l_Text, true, std::string());
+  if (l_Rc != KEL_S_OK) return l_Rc;  // never write a document that is not whole
+
+  // A shorter text is written padded with blanks to the old length and then cut, so that the file
+  // holds valid JSON at every moment: never the new text followed by a tail of the old one.
+  size_t l_Length = l_Text.size();
+  if (l_Writable && l_Stat.cbSize > l_Length && l_Stat.cbSize <= MORFileLockBytesMaxSize)
+    l_Text.resize(size_t(l_Stat.cbSize), ' ');
+  size_t l_Written = 0;
+  KELSysResult l_WriteRc = m_File->WriteAt(0, l_Text.data(), l_Text.size(), l_Written);
+  if (m_Trace) m_Trace->Print(KELSysTraceDebug, "  CloseKey l_JSON: %.*s\n", int(l_Length), l_Text.c_str());
+  if (l_WriteRc != KEL_S_OK) return l_Writable ? l_WriteRc : KEL_S_OK;
+  l_Rc = m_File->Stat(l_Stat);
+  if (l_Rc == KEL_S_OK && l_Length < l_Stat.cbSize) l_Rc = m_File->SetSize(l_Length);
+  return l_Rc;
+}
+
+void KELSysRegKey::Release() {
+  m_File.reset();
+  m_Values.reset();
+  m_Path.Clear();
+  m_FilePath.clear();
+  if (m_DirFd >= 0) close(m_DirFd);
+  m_DirFd = -1;
+}
+
+KELSysResult KELSysRegKey::CheckWriteAccess() {
+  MORLockBytesStat l_Stat;
+  if (!m_File || m_File->Stat(l_Stat) != KEL_S_OK) return KEL_E_ACCESSDENIED;
+  bool l_Allowed = (l_Stat.grfMode & MORLockBytesReadWrite) != 0;
+  if (m_Trace)
+    m_Trace->Print(KELSysTraceDebug,
+                   l_Allowed ? "  CheckWriteAccess true (l_Stat.grfMode: %d)\n"
+                             : "  CheckWriteAccess false (l_Stat.grfMode: %d)\n",
+                   int(l_Stat.grfMode));
+  return l_Allowed ? KEL_S_OK : KEL_E_ACCESSDENIED;
+}

@@ -1,0 +1,70 @@
+#include "KELSysRegPath.h"
+
+#include <cstdlib>
+
+#include "KELSysRegTestRoot.h"
+
+namespace {
+
+constexpr const char* k_SystemRoot = "/etc/.Quorvane";
+
+// Only tests move the system root; the product always uses k_SystemRoot.
+std::string& RootOverride() {
+  static std::string s_Root;
+  return s_Root;
+}
+
+const char* SystemRoot() {
+  const std::string& l_Override = RootOverride();
+  return l_Override.empty() ? k_SystemRoot : l_Override.c_str();
+}
+
+}  // namespace
+
+void KELSysRegSetRootForTest(const char* iRoot) { RootOverride() = iRoot ? iRoot : ""; }
+
+bool KELSysRegHiveRoot(int iHive, std::string& oRoot) {
+  oRoot.clear();
+  switch (iHive) {
+    case 5:
+      oRoot.append(SystemRoot()).append("/HKCR");
+      return true;
+    case 7:
+      oRoot.append(SystemRoot()).append("/HKLM");
+      return true;
+    case 6: {
+      const char* l_Home = getenv("HOME");
+      if (l_Home == nullptr || *l_Home == '\0') return false;
+      oRoot.append(l_Home);
+      if (oRoot.back() != '/') oRoot += '/';
+      oRoot.append(".Quorvane/HKCU");
+      return true;
+    }
+    default:
+      return false;
+  }
+}
+
+void KELSysRegMapKeyPath(std::string_view iBase, std::string_view iKeyPath, std::string& oFile) {
+  if (iKeyPath.empty()) {
+    oFile.assign(iBase);
+    return;
+  }
+  std::string_view l_Folder = KELSysRegKeyFolder(iBase);
+  oFile.clear();
+  oFile.reserve(l_Folder.size() + 1 + iKeyPath.size() + KELSysRegKeyExtension.size());
+  oFile.append(l_Folder);
+  oFile += '/';
+  for (char l_Char : iKeyPath) oFile += l_Char == '\\' ? '/' : l_Char;
+  oFile.append(KELSysRegKeyExtension);
+}
+
+std::string_view KELSysRegKeyFolder(std::string_view iFile) {
+  if (iFile.ends_with(KELSysRegKeyExtension)) iFile.remove_suffix(KELSysRegKeyExtension.size());
+  return iFile;
+}
+
+std::string_view KELSysRegBaseName(std::string_view iPath) {
+  size_t l_Slash = iPath.rfind('/');
+  return l_Slash == std::string_view::npos ? iPath : iPath.substr(l_Slash + 1);
+}

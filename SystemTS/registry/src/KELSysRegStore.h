@@ -1,0 +1,30 @@
+// File-system work of the registry beyond reading and writing key files: making folders and empty
+// key files, listing subkeys, removing key trees. Failures are KELSysResultFromErrno codes.
+#ifndef KELSysRegStore_H
+#define KELSysRegStore_H
+
+#include <string>
+#include <vector>
+
+#include "KELSysResult.h"
+#include "MORUnicodeString.h"
+
+// Whether iPath is a folder (through links).
+bool KELSysRegIsFolder(const char* iPath);
+
+// Makes the folder iPath and every missing folder above it. KEL_S_OK when it exists afterwards.
+KELSysResult KELSysRegMakeFolders(const std::string& iPath);
+
+// Creates iPath as an empty file unless it is already a regular file. Never waits on a FIFO; a
+// failure is ignored (the caller goes on without the file).
+void KELSysRegEnsureFile(const char* iPath);
+
+// Appends the subkeys of the key folder iFolder (see KELSysRegKey::EnumKeys), taking file types
+// from the listing and asking the system only for links and unknown types.
+KELSysResult KELSysRegListSubKeys(const char* iFolder, std::vector<MORUnicodeString>& oNames);
+
+// Removes the folder iPath with everything below it, without following links and without
+// recursion. The first failure stops the removal and is returned.
+KELSysResult KELSysRegRemoveTree(const char* iPath);
+
+#endif

@@ -1,0 +1,104 @@
+#include "MORFileLockBytes.h"
+
+#include <errno.h>
+#include <unistd.h>
+
+namespace {
+
+KELSysResult LastError() { return KELSysResultFromErrno(errno); }
+
+}  // namespace
+
+KELSysResult MORFileLockBytes::Open(int iDirFd, const char* iPath, uint32_t iMode, uint32_t iShare,
+                                    std::unique_ptr<MORFileLockBytes>& oFile) {
+  (void)iShare;  // sharing is not enforced: key files are plain, unlocked files
+  // O_NONBLOCK: opening a FIFO without a writer, or a device, must not wait. The descriptor is
+  // checked right after and only regular files are kept, on which the flag has no effect.
+  int l_Flags = (iMode == MORLockBytesReadWrite ? O_RDWR : O_RDONLY) | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  int l_Fd = openat(iDirFd, iPath, l_Flags);
+  if (l_Fd < 0) return LastError();
+  struct stat l_Stat;
+  KELSysResult l_Rc = KEL_S_OK;
+  if (fstat(l_Fd, &l_Stat) != 0)
+    l_Rc = LastError();
+  else if (!S_ISREG(l_Stat.st_mode))
+    l_Rc = KEL_E_FAIL;
+  else if (uint64_t(l_Stat.st_size) > MORFileLockBytesMaxSize)
+    l_Rc = KELSysResultFromErrno(EFBIG);
+  if (l_Rc != KEL_S_OK) {
+    close(l_Fd);
+    return l_Rc;
+  }
+  oFile.reset(new MORFileLockBytes(l_Fd, iMode == MORLockBytesReadWrite ? iMode : MORLockBytesRead, l_Stat));
+  return KEL_S_OK;
+}
+
+MORFileLockBytes::MORFileLockBytes(int iFd, uint32_t iMode, const struct stat& iStat)
+    : m_Fd(iFd), m_Mode(iMode), m_OpenSize(uint64_t(iStat.st_size)) {}
+
+MORFileLockBytes::~MORFileLockBytes() { close(m_Fd); }
+
+KELSysResult MORFileLockBytes::ReadAt(uint64_t iOffset, void* oBuffer, size_t iCount, size_t& oRead) {
+  m_OpenStatFresh = false;
+  oRead = 0;
+  char* l_Out = static_cast<char*>(oBuffer);
+  while (oRead < iCount) {
+    ssize_t l_Got = pread(m_Fd, l_Out + oRead, iCount - oRead, off_t(iOffset + oRead));
+    if (l_Got < 0 && errno == EINTR) continue;
+    if (l_Got < 0) return LastError();
+    if (l_Got == 0) break;
+    oRead += size_t(l_Got);
+  }
+  return KEL_S_OK;
+}
+
+KELSysResult MORFileLockBytes::WriteAt(uint64_t iOffset, const void* iBuffer, size_t iCount,
+                                       size_t& oWritten) {
+  m_OpenStatFresh = false;
+  oWritten = 0;
+  if (m_Mode != MORLockBytesReadWrite) return KEL_E_ACCESSDENIED;
+  if (iCount == 0) return KEL_S_OK;
+  struct stat l_Before;
+  if (fstat(m_Fd, &l_Before) != 0) return LastError();
+  // Reserve the whole range before the first byte is written, so that a full disk or an exhausted
+  // quota is met here, with the old content still whole, and not halfway through the write.
+  int l_Err = posix_fallocate(m_Fd, off_t(iOffset), off_t(iCount));
+  if (l_Err != 0) {
+    // Some file systems keep the part they managed to allocate, with the size grown over it: give
+    // the file back its old length.
+    struct stat l_After;
+    if (fstat(m_Fd, &l_After) == 0 && l_After.st_size != l_Before.st_size) {
+      int l_Ignored = ftruncate(m_Fd, l_Before.st_size);
+      (void)l_Ignored;
+    }
+    return KELSysResultFromErrno(l_Err);
+  }
+  const char* l_In = static_cast<const char*>(iBuffer);
+  while (oWritten < iCount) {
+    ssize_t l_Put = pwrite(m_Fd, l_In + oWritten, iCount - oWritten, off_t(iOffset + oWritten));
+    if (l_Put < 0 && errno == EINTR) continue;
+    if (l_Put <= 0) return l_Put < 0 ? LastError() : KEL_E_FAIL;
+    oWritten += size_t(l_Put);
+  }
+  return KEL_S_OK;
+}
+
+KELSysResult MORFileLockBytes::SetSize(uint64_t iSize) {
+  m_OpenStatFresh = false;
+  if (m_Mode != MORLockBytesReadWrite) return KEL_E_ACCESSDENIED;
+  return ftruncate(m_Fd, off_t(iSize)) == 0 ? KEL_S_OK : LastError();
+}
+
+KELSysResult MORFileLockBytes::Stat(MORLockBytesStat& oStat) {
+  oStat.grfMode = m_Mode;
+  if (m_OpenStatFresh) {
+    // Nothing has touched the file through this object since it was opened a moment ago.
+    m_OpenStatFresh = false;
+    oStat.cbSize = m_OpenSize;
+    return KEL_S_OK;
+  }
+  struct stat l_Stat;
+  if (fstat(m_Fd, &l_Stat) != 0) return LastError();
+  oStat.cbSize = uint64_t(l_Stat.st_size);
+  return KEL_S_OK;
+}
