@@ -1,0 +1,51 @@
+// Test fixture base: a fresh temporary folder per test, removed afterwards, and small file helpers.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+class KELInsTestDir : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char l_Template[] = "/tmp/KELInsLibTest.XXXXXX";
+    ASSERT_NE(::mkdtemp(l_Template), nullptr) << std::strerror(errno);
+    m_Dir = l_Template;
+  }
+  void TearDown() override { std::filesystem::remove_all(m_Dir); }
+
+  // Absolute path of iName inside the test folder.
+  std::string At(const std::string& iName) const { return m_Dir + "/" + iName; }
+  bool Exists(const std::string& iName) const { return ::access(At(iName).c_str(), F_OK) == 0; }
+  void Write(const std::string& iName, const std::string& iBytes) const {
+    std::ofstream(At(iName), std::ios::binary) << iBytes;
+  }
+  std::string Read(const std::string& iName) const {
+    std::ifstream l_In(At(iName), std::ios::binary);
+    return {std::istreambuf_iterator<char>(l_In), {}};
+  }
+  mode_t ModeOf(const std::string& iName) const {
+    struct stat l_Stat {};
+    ::stat(At(iName).c_str(), &l_Stat);
+    return l_Stat.st_mode & 07777;
+  }
+  // The whole message of a failure carrying errno text, as the C library words it here.
+  static std::string WithErrno(const std::string& iMessage, int iErrno) {
+    return iMessage + " - " + std::strerror(iErrno) + "\n";
+  }
+
+  std::string m_Dir;
+};
+
+// iCall throws exactly class E (not merely a relative) with the whole message iMessage.
+template <class E, class F>
+void ExpectFailure(F iCall, const std::string& iMessage) {
+  EXPECT_THAT(iCall, ::testing::ThrowsMessage<E>(::testing::StrEq(iMessage)));
+}
