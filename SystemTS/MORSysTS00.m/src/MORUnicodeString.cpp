@@ -86,7 +86,7 @@ char16_t* MORUnicodeString::Access::MakeUnique(MORUnicodeString& ioText, int iCa
   DropNarrow(ioText);
   MORUnicodeStringRep* l_Old = ioText.m_Rep;
   if (!IsUnique(l_Old) || l_Old->m_Capacity < iCapacity) {
-    MORUnicodeStringRep* l_New = NewRep(iCapacity);
+    MORUnicodeStringRep* l_New = NewRep(std::max(iCapacity, l_Old->m_Length));
     std::memcpy(l_New->Units(), l_Old->Units(),
                 (static_cast<size_t>(l_Old->m_Length) + 1) * sizeof(char16_t));
     l_New->m_Length = l_Old->m_Length;
@@ -302,14 +302,26 @@ void MORUnicodeString::Access::Splice(MORUnicodeString& ioText, int iStart, int 
     return;
   }
   int l_NewLength = l_Length - iCount + iLength;
-  // Appending grows by half again, so that text built piece by piece is copied O(log n) times.
-  int l_Capacity = l_NewLength;
-  if (iStart == l_Length && l_NewLength > ioText.m_Rep->m_Capacity)
-    l_Capacity = std::max(l_NewLength, l_Length + l_Length / 2);
-  char16_t* l_Units = MakeUnique(ioText, l_Capacity);
-  std::memmove(l_Units + iStart + iLength, l_Units + iStart + iCount,
-               static_cast<size_t>(l_Length - iStart - iCount) * sizeof(char16_t));
-  if (iLength > 0) std::memcpy(l_Units + iStart, iUnits, static_cast<size_t>(iLength) * sizeof(char16_t));
+  int l_Tail = l_Length - iStart - iCount;
+  MORUnicodeStringRep* l_Rep = ioText.m_Rep;
+  DropNarrow(ioText);
+  if (IsUnique(l_Rep) && l_Rep->m_Capacity >= l_NewLength) {
+    char16_t* l_Units = l_Rep->Units();
+    std::memmove(l_Units + iStart + iLength, l_Units + iStart + iCount,
+                 static_cast<size_t>(l_Tail) * sizeof(char16_t));
+    if (iLength > 0) std::memcpy(l_Units + iStart, iUnits, static_cast<size_t>(iLength) * sizeof(char16_t));
+  } else {
+    // Appending grows by half again, so that text built piece by piece is copied O(log n) times.
+    int l_Capacity = iStart == l_Length ? std::max(l_NewLength, l_Length + l_Length / 2) : l_NewLength;
+    MORUnicodeStringRep* l_New = NewRep(l_Capacity);
+    char16_t* l_Units = l_New->Units();
+    std::memcpy(l_Units, l_Rep->Units(), static_cast<size_t>(iStart) * sizeof(char16_t));
+    if (iLength > 0) std::memcpy(l_Units + iStart, iUnits, static_cast<size_t>(iLength) * sizeof(char16_t));
+    std::memcpy(l_Units + iStart + iLength, l_Rep->Units() + iStart + iCount,
+                static_cast<size_t>(l_Tail) * sizeof(char16_t));
+    Release(l_Rep);
+    ioText.m_Rep = l_New;
+  }
   SetLength(ioText, l_NewLength);
 }
 

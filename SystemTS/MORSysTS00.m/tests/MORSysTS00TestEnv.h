@@ -1,0 +1,72 @@
+// Fixture for tests of the text and locale module: every environment variable the module reads is
+// cleared before each test and restored after it, the module's settings are forgotten on both
+// sides, and files live in a fresh temporary folder removed afterwards.
+#ifndef MORSysTS00TestEnv_H
+#define MORSysTS00TestEnv_H
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <clocale>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "MORStringWarning.h"
+#include "MORSysTS00Testing.h"
+
+class MORSysTS00Env : public testing::Test {
+ protected:
+  void SetUp() override {
+    for (const char* l_Name :
+         {"LANG", "LC_ALL", "LC_CTYPE", "MORReffilesPath", "MORInstallPath", "KELSysNLSInstallPath",
+          "KELSysNLSCoreTrace", "MORStringWarningSuppress", "MORDevelopmentStage", "KELSysTrace"}) {
+      const char* l_Value = std::getenv(l_Name);
+      m_Saved[l_Name] = l_Value ? std::optional<std::string>(l_Value) : std::nullopt;
+      unsetenv(l_Name);
+    }
+    MORSysTS00ResetForTests();
+  }
+
+  void TearDown() override {
+    for (const auto& [l_Name, l_Value] : m_Saved)
+      l_Value ? setenv(l_Name.c_str(), l_Value->c_str(), 1) : unsetenv(l_Name.c_str());
+    MORSysTS00ResetForTests();
+    MORStringWarning::SetProcessActive(true);
+    std::setlocale(LC_ALL, "C");
+    if (!m_Temp.empty()) std::filesystem::remove_all(m_Temp);
+  }
+
+  // Sets LANG (unset when null) and forgets the settled code set.
+  static void UseLANG(const char* iLANG) {
+    iLANG ? setenv("LANG", iLANG, 1) : unsetenv("LANG");
+    MORSysTS00ResetForTests();
+  }
+
+  const std::string& Temp() {
+    if (m_Temp.empty()) {
+      char l_Template[] = "/tmp/MORSysTS00_XXXXXX";
+      m_Temp = mkdtemp(l_Template);
+    }
+    return m_Temp;
+  }
+
+  // Writes iText to the file iRelative under the temporary folder, with its folders.
+  std::string WriteFile(const std::string& iRelative, const std::string& iText) {
+    std::filesystem::path l_Path = std::filesystem::path(Temp()) / iRelative;
+    std::filesystem::create_directories(l_Path.parent_path());
+    std::ofstream(l_Path, std::ios::binary) << iText;
+    return l_Path.string();
+  }
+
+  static std::string PID() { return "[PID:" + std::to_string(getpid()) + "] "; }
+
+ private:
+  std::map<std::string, std::optional<std::string>> m_Saved;
+  std::string m_Temp;
+};
+
+#endif
