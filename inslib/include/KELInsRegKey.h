@@ -1,0 +1,98 @@
+// The tool's handle on one open registry key.
+//
+// A KELInsRegKey owns at most one framework key object: it is empty when default-constructed, after
+// a move and after a failed open. Destroying or assigning over a handle that owns a key closes that
+// key (the framework writes it back). Handles are move-only.
+//
+// Every operation either succeeds or throws std::runtime_error; none returns a status. The message
+// names the operation and the object concerned, never the framework's numeric code:
+//   "CreateKey - <path>"  "OpenKey - <path>"  "DeleteKey - <name>"  "DeleteKeyTree - <name>"
+//   "DeleteValue - <name>"  "GetValue - <name>"  "SetValue - <name>, <value>"
+//   "GetSubkeys - "  "GetValues - "
+// Operations that need an open key throw "Null pointer" on an empty handle, before the registry is
+// touched.
+//
+// Names and string values are byte strings in the process code set on this side, MORUnicodeString
+// on the framework's side.
+#ifndef KELInsRegKey_H
+#define KELInsRegKey_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+class KELSysRegKey;
+
+class KELInsRegKey {
+ public:
+  // Hive codes. Any other value is taken as the local machine.
+  static constexpr int32_t HiveClassesRoot = 0;
+  static constexpr int32_t HiveCurrentUser = 1;
+  static constexpr int32_t HiveLocalMachine = 2;
+  // The writable flag of the open operations: exactly 1 opens for reading and writing, anything
+  // else read-only.
+  static constexpr int32_t ReadOnly = 0;
+  static constexpr int32_t ReadWrite = 1;
+
+  KELInsRegKey() noexcept;
+  ~KELInsRegKey();
+  KELInsRegKey(KELInsRegKey&& ioOther) noexcept;
+  KELInsRegKey& operator=(KELInsRegKey&& ioOther) noexcept;
+  KELInsRegKey(const KELInsRegKey&) = delete;
+  KELInsRegKey& operator=(const KELInsRegKey&) = delete;
+
+  bool IsOpen() const noexcept { return m_Key != nullptr; }
+
+  // Creates the key (and any missing parent) below a hive or below an open key, and returns it
+  // opened for reading and writing. An existing key is opened with its values kept.
+  static KELInsRegKey CreateKey(int32_t iHive, const std::string& iPath);
+  static KELInsRegKey CreateKey(const KELInsRegKey& iParent, const std::string& iPath);
+  // Opens an existing key below a hive or below an open key.
+  static KELInsRegKey OpenKey(int32_t iHive, const std::string& iPath, int32_t iWritable);
+  static KELInsRegKey OpenKey(const KELInsRegKey& iParent, const std::string& iPath, int32_t iWritable);
+
+  // Deletes the subkey iName of this key, which must have no subkeys of its own; an empty name
+  // deletes this key itself (the handle then stays open on nothing).
+  void DeleteKey(const std::string& iName);
+  // Deletes the subkey iName with everything below it; an empty name deletes this key itself.
+  void DeleteKeyTree(const std::string& iName);
+  // Removes a value; a missing one is no error.
+  void DeleteValue(const std::string& iName);
+
+  // Reads a 32-bit value. oValue receives what the registry left in its result, also when the read
+  // then fails: on failure it may have changed.
+  void GetValue(const std::string& iName, int32_t& oValue) const;
+  // Reads a string value; on failure oValue is untouched.
+  void GetValue(const std::string& iName, std::string& oValue) const;
+  // Store a value in the open key (written to disk when the key is closed). The key must have been
+  // opened for writing.
+  void SetValue(const std::string& iName, const std::string& iValue);
+  void SetValue(const std::string& iName, int32_t iValue);
+
+  // The names of the subkeys, and of the values, in the registry's order. oNames is emptied first.
+  void GetSubkeys(std::vector<std::string>& oNames) const;
+  void GetValues(std::vector<std::string>& oNames) const;
+
+  // Convenience forms: each opens the key concerned read-only for the one read, and closes it again
+  // on every path out.
+  static void GetValue(int32_t iHive, const std::string& iPath, const std::string& iName, int32_t& oValue);
+  static void GetValue(int32_t iHive, const std::string& iPath, const std::string& iName,
+                       std::string& oValue);
+  // The same for the subkey iSubkey of this key.
+  void GetValue(const std::string& iSubkey, const std::string& iName, int32_t& oValue) const;
+  void GetValue(const std::string& iSubkey, const std::string& iName, std::string& oValue) const;
+  // Delete the key iPath of a hive (opened for writing first): the whole tree, or a key without
+  // subkeys.
+  static void DeleteKeyTree(int32_t iHive, const std::string& iPath);
+  static void DeleteKey(int32_t iHive, const std::string& iPath);
+
+ private:
+  explicit KELInsRegKey(std::unique_ptr<KELSysRegKey> iKey) noexcept;
+  // The owned key; throws "Null pointer" when there is none.
+  KELSysRegKey& Key() const;
+
+  std::unique_ptr<KELSysRegKey> m_Key;
+};
+
+#endif

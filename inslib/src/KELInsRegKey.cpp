@@ -1,0 +1,179 @@
+#include "KELInsRegKey.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "KELSysRegKey.h"
+#include "MORUnicodeString.h"
+
+namespace {
+
+int HiveId(int32_t iHive) {
+  switch (iHive) {
+    case KELInsRegKey::HiveClassesRoot:
+      return KELSysRegHiveClassesRoot;
+    case KELInsRegKey::HiveCurrentUser:
+      return KELSysRegHiveCurrentUser;
+    default:
+      return KELSysRegHiveLocalMachine;
+  }
+}
+
+uint32_t Access(int32_t iWritable) {
+  return iWritable == KELInsRegKey::ReadWrite ? KELSysRegAccessReadWrite : KELSysRegAccessRead;
+}
+
+[[noreturn]] void Fail(const char* iOperation, const std::string& iObject) {
+  throw std::runtime_error(std::string(iOperation) + " - " + iObject);
+}
+
+// The framework's codes are compared as the 32-bit values they are: only success passes.
+void Check(KELSysResult iResult, const char* iOperation, const std::string& iObject) {
+  if (iResult != KEL_S_OK) Fail(iOperation, iObject);
+}
+
+std::string ToBytes(const MORUnicodeString& iText) {
+  size_t l_Length = 0;
+  const char* l_Bytes = iText.ConvertToMBCS(&l_Length);
+  return std::string(l_Bytes, l_Length);
+}
+
+MORUnicodeString ToUnicode(const std::string& iText) { return MORUnicodeString(iText.data(), iText.size()); }
+
+void ToByteList(const std::vector<MORUnicodeString>& iNames, std::vector<std::string>& oNames) {
+  oNames.reserve(iNames.size());
+  for (const MORUnicodeString& l_Name : iNames) oNames.push_back(ToBytes(l_Name));
+}
+
+// Runs an open or create on a new framework key, which is dropped again unless it succeeded.
+template <class F>
+std::unique_ptr<KELSysRegKey> Make(F&& iOpen, const char* iOperation, const std::string& iPath) {
+  auto l_Key = std::make_unique<KELSysRegKey>();
+  Check(iOpen(*l_Key, ToUnicode(iPath)), iOperation, iPath);
+  return l_Key;
+}
+
+}  // namespace
+
+KELInsRegKey::KELInsRegKey() noexcept = default;
+KELInsRegKey::~KELInsRegKey() = default;
+KELInsRegKey::KELInsRegKey(KELInsRegKey&& ioOther) noexcept = default;
+KELInsRegKey& KELInsRegKey::operator=(KELInsRegKey&& ioOther) noexcept = default;
+KELInsRegKey::KELInsRegKey(std::unique_ptr<KELSysRegKey> iKey) noexcept : m_Key(std::move(iKey)) {}
+
+KELSysRegKey& KELInsRegKey::Key() const {
+  if (!m_Key) throw std::runtime_error("Null pointer");
+  return *m_Key;
+}
+
+KELInsRegKey KELInsRegKey::CreateKey(int32_t iHive, const std::string& iPath) {
+  return KELInsRegKey(Make(
+      [&](KELSysRegKey& ioKey, const MORUnicodeString& iName) {
+        return ioKey.CreateKey(HiveId(iHive), iName, KELSysRegAccessReadWrite);
+      },
+      "CreateKey", iPath));
+}
+
+KELInsRegKey KELInsRegKey::CreateKey(const KELInsRegKey& iParent, const std::string& iPath) {
+  const KELSysRegKey& l_Parent = iParent.Key();
+  return KELInsRegKey(Make(
+      [&](KELSysRegKey& ioKey, const MORUnicodeString& iName) {
+        return ioKey.CreateKey(l_Parent, iName, KELSysRegAccessReadWrite);
+      },
+      "CreateKey", iPath));
+}
+
+KELInsRegKey KELInsRegKey::OpenKey(int32_t iHive, const std::string& iPath, int32_t iWritable) {
+  return KELInsRegKey(Make(
+      [&](KELSysRegKey& ioKey, const MORUnicodeString& iName) {
+        return ioKey.OpenKey(HiveId(iHive), iName, Access(iWritable));
+      },
+      "OpenKey", iPath));
+}
+
+KELInsRegKey KELInsRegKey::OpenKey(const KELInsRegKey& iParent, const std::string& iPath, int32_t iWritable) {
+  const KELSysRegKey& l_Parent = iParent.Key();
+  return KELInsRegKey(
+      Make([&](KELSysRegKey& ioKey,
+               const MORUnicodeString& iName) { return ioKey.OpenKey(l_Parent, iName, Access(iWritable)); },
+           "OpenKey", iPath));
+}
+
+void KELInsRegKey::DeleteKey(const std::string& iName) {
+  Check(Key().DeleteSubKey(ToUnicode(iName)), "DeleteKey", iName);
+}
+
+void KELInsRegKey::DeleteKeyTree(const std::string& iName) {
+  Check(Key().RecurseDeleteKey(ToUnicode(iName)), "DeleteKeyTree", iName);
+}
+
+void KELInsRegKey::DeleteValue(const std::string& iName) {
+  Check(Key().DeleteValue(ToUnicode(iName)), "DeleteValue", iName);
+}
+
+void KELInsRegKey::GetValue(const std::string& iName, int32_t& oValue) const {
+  KELSysRegKey& l_Key = Key();
+  // The caller's variable receives whatever the registry left in the result, before the code is
+  // looked at: a malformed value is written and still reported as a failure.
+  uint32_t l_Value = static_cast<uint32_t>(oValue);
+  KELSysResult l_Result = l_Key.QueryDWORDValue(ToUnicode(iName), l_Value);
+  oValue = static_cast<int32_t>(l_Value);
+  Check(l_Result, "GetValue", iName);
+}
+
+void KELInsRegKey::GetValue(const std::string& iName, std::string& oValue) const {
+  MORUnicodeString l_Value;
+  Check(Key().QueryStringValue(ToUnicode(iName), l_Value), "GetValue", iName);
+  oValue = ToBytes(l_Value);
+}
+
+void KELInsRegKey::SetValue(const std::string& iName, const std::string& iValue) {
+  Check(Key().SetStringValue(ToUnicode(iName), ToUnicode(iValue)), "SetValue", iName + ", " + iValue);
+}
+
+void KELInsRegKey::SetValue(const std::string& iName, int32_t iValue) {
+  Check(Key().SetDWORDValue(ToUnicode(iName), static_cast<uint32_t>(iValue)), "SetValue",
+        iName + ", " + std::to_string(iValue));
+}
+
+void KELInsRegKey::GetSubkeys(std::vector<std::string>& oNames) const {
+  KELSysRegKey& l_Key = Key();
+  oNames.clear();
+  std::vector<MORUnicodeString> l_Names;
+  Check(l_Key.EnumKeys(l_Names), "GetSubkeys", "");
+  ToByteList(l_Names, oNames);
+}
+
+void KELInsRegKey::GetValues(std::vector<std::string>& oNames) const {
+  KELSysRegKey& l_Key = Key();
+  oNames.clear();
+  std::vector<MORUnicodeString> l_Names;
+  Check(l_Key.EnumValues(l_Names), "GetValues", "");
+  ToByteList(l_Names, oNames);
+}
+
+void KELInsRegKey::GetValue(int32_t iHive, const std::string& iPath, const std::string& iName,
+                            int32_t& oValue) {
+  OpenKey(iHive, iPath, ReadOnly).GetValue(iName, oValue);
+}
+
+void KELInsRegKey::GetValue(int32_t iHive, const std::string& iPath, const std::string& iName,
+                            std::string& oValue) {
+  OpenKey(iHive, iPath, ReadOnly).GetValue(iName, oValue);
+}
+
+void KELInsRegKey::GetValue(const std::string& iSubkey, const std::string& iName, int32_t& oValue) const {
+  OpenKey(*this, iSubkey, ReadOnly).GetValue(iName, oValue);
+}
+
+void KELInsRegKey::GetValue(const std::string& iSubkey, const std::string& iName, std::string& oValue) const {
+  OpenKey(*this, iSubkey, ReadOnly).GetValue(iName, oValue);
+}
+
+void KELInsRegKey::DeleteKeyTree(int32_t iHive, const std::string& iPath) {
+  OpenKey(iHive, iPath, ReadWrite).DeleteKeyTree(std::string());
+}
+
+void KELInsRegKey::DeleteKey(int32_t iHive, const std::string& iPath) {
+  OpenKey(iHive, iPath, ReadWrite).DeleteKey(std::string());
+}

@@ -1,0 +1,11 @@
+// KELListInstalls: lists the installations registered on this machine. The exit status is the
+// number of installations written, returned as it is (the shell sees it modulo 256).
+#include <iostream>
+
+#include "ListInstalls.h"
+
+int main(int argc, char** argv) {
+  // The documents are written through the C++ streams only; unsynchronised they are buffered whole.
+  std::ios::sync_with_stdio(false);
+  return static_cast<int>(ListInstalls(argc, argv));
+}

@@ -1,0 +1,23 @@
+#include "InstallFilter.h"
+
+InstallFilter::InstallFilter(const InstallQuery& iQuery)
+    : m_Level(iQuery.level), m_Type(iQuery.type), m_HfxLevel(iQuery.hfxLevel) {
+  // Only a "*" that is both the last one and the final character is a wildcard; "*top" or "D*p"
+  // are plain type names.
+  std::string::size_type l_Star = m_Type.rfind('*');
+  if (l_Star != std::string::npos && l_Star + 1 == m_Type.size()) {
+    m_Type.pop_back();
+    m_TypeIsPrefix = true;
+  }
+}
+
+bool InstallFilter::Accepts(std::string_view iLevel, std::string_view iType,
+                            std::string_view iHfxLevel) const {
+  if (!m_Level.empty() && iLevel != m_Level) return false;
+  if (m_TypeIsPrefix) {
+    if (!iType.starts_with(m_Type)) return false;
+  } else if (!m_Type.empty() && iType != m_Type) {
+    return false;
+  }
+  return m_HfxLevel.empty() || iHfxLevel == m_HfxLevel;
+}

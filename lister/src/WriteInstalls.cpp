@@ -1,0 +1,99 @@
+#include "WriteInstalls.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "DiscoverInstalls.h"
+#include "JSON.h"
+#include "XML.h"
+
+namespace {
+
+// Opens iPath for writing as a text file, creating or truncating it. On failure says why on oErr and
+// returns nothing.
+std::unique_ptr<std::ofstream> OpenOutput(const std::string& iPath, std::ostream& oErr) {
+  errno = 0;
+  auto l_File = std::make_unique<std::ofstream>(iPath, std::ios::out | std::ios::trunc);
+  if (l_File->is_open()) return l_File;
+  const int l_Errno = errno;
+  // A null text from strerror puts oErr in the failed state and loses the rest of the line; that
+  // is all the handling it gets.
+  oErr << "Opening file " << iPath << " failed: " << std::strerror(l_Errno) << std::endl;
+  return nullptr;
+}
+
+std::shared_ptr<XML::Element> BuildXml(InstallList&& ioList) {
+  std::shared_ptr<XML::Element> l_Root = XML::CreateElement(std::string("installs"));
+  for (InstallRecord& l_Record : ioList) {
+    std::shared_ptr<XML::Element> l_Install = XML::CreateElement(std::string("install"));
+    l_Install->SetAttribute("buildLevel", l_Record.buildLevel);
+    l_Install->SetAttribute("type", l_Record.type);
+    l_Install->SetAttribute("ident", l_Record.ident);
+    l_Install->SetAttribute("hfxLevel", l_Record.hfxLevel);
+    l_Install->SetAttribute("path", l_Record.path);
+    l_Root->AddChild(std::move(l_Install));
+    l_Record = InstallRecord();  // the document holds the text now
+  }
+  return l_Root;
+}
+
+std::shared_ptr<JSON::Value> BuildJson(InstallList&& ioList) {
+  JSON::Driver l_Driver;
+  l_Driver.BeginObject();
+  l_Driver.AddMember("installs", JSON::CreateArray());
+  for (InstallRecord& l_Record : ioList) {
+    l_Driver.AddElement(JSON::CreateObject());
+    l_Driver.AddMember("buildLevel", JSON::CreateString(std::move(l_Record.buildLevel), true));
+    l_Driver.AddMember("type", JSON::CreateString(std::move(l_Record.type), true));
+    l_Driver.AddMember("ident", JSON::CreateString(std::move(l_Record.ident), true));
+    l_Driver.AddMember("hfxLevel", JSON::CreateString(std::move(l_Record.hfxLevel), true));
+    l_Driver.AddMember("path", JSON::CreateString(std::move(l_Record.path), true));
+    l_Driver.End();
+  }
+  l_Driver.End();
+  return l_Driver.GetRoot();
+}
+
+void WriteJsonText(const JSON::Value& iRoot, bool iLeadingLine, std::ostream& oStream) {
+  std::string l_Text = iLeadingLine ? "\n" : "";
+  iRoot.Serialize(l_Text);
+  l_Text += '\n';
+  oStream.write(l_Text.data(), static_cast<std::streamsize>(l_Text.size()));
+  oStream.flush();
+}
+
+}  // namespace
+
+int64_t WriteInstallsXml(const InstallQuery& iQuery, std::ostream& oOut, std::ostream& oErr) {
+  InstallList l_List = DiscoverInstalls(iQuery);
+  const auto l_Count = static_cast<int64_t>(l_List.size());
+  std::shared_ptr<XML::Element> l_Root = BuildXml(std::move(l_List));
+  XML::Writer l_Writer;
+  if (iQuery.outputPath.empty()) {
+    l_Writer.Write(*l_Root, oOut);
+    return l_Count;
+  }
+  std::unique_ptr<std::ofstream> l_File = OpenOutput(iQuery.outputPath, oErr);
+  if (!l_File) return 0;
+  l_Writer.Write(*l_Root, *l_File);
+  return l_Count;
+}
+
+int64_t WriteInstallsJson(const InstallQuery& iQuery, std::ostream& oOut, std::ostream& oErr) {
+  InstallList l_List = DiscoverInstalls(iQuery);
+  const auto l_Count = static_cast<int64_t>(l_List.size());
+  std::shared_ptr<JSON::Value> l_Root = BuildJson(std::move(l_List));
+  // On standard output the document follows an empty line; in a file it does not.
+  if (iQuery.outputPath.empty()) {
+    WriteJsonText(*l_Root, true, oOut);
+    return l_Count;
+  }
+  std::unique_ptr<std::ofstream> l_File = OpenOutput(iQuery.outputPath, oErr);
+  if (!l_File) return 0;
+  WriteJsonText(*l_Root, false, *l_File);
+  return l_Count;
+}
