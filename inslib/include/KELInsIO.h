@@ -15,11 +15,11 @@ class KELInsIO {
   // line feed. With no replacement the file is left untouched. A file that is read-only for its owner
   // is made owner-writable for the rewrite and set back afterwards.
   // An empty iSearched returns 0 without touching anything.
-  // Throws std::runtime_error "KELInsIO::ReplaceInLines: Filename is empty", "...: Failed to open "
-  // + path (the file or the temporary file) or "...: Failed to write " + temporary path, each followed by
-  // "\nReplaced: " + iSearched + "\nReplacing: " + iReplacement; failures of the copy back, the removal of
-  // the temporary file and of Chmod throw the KELInsFileSystem exceptions (the temporary file then stays, and
-  // the mode is not set back).
+  // Throws std::runtime_error "KELInsIO::ReplaceInLines: " + cause + "\nReplaced: " + iSearched +
+  // "\nReplacing: " + iReplacement, the cause being "Filename is empty", "Failed to open " + path (the
+  // file or the temporary file), "Failed to read " + path or "Failed to write " + temporary path.
+  // Failures of the copy back, of the removal of the temporary file and of Chmod throw the
+  // KELInsFileSystem exceptions; the temporary file then stays and the mode is not set back.
   static int32_t ReplaceInLines(const std::string& iFileName, const std::string& iSearched,
                                 const std::string& iReplacement);
 

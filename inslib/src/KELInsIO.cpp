@@ -89,6 +89,10 @@ int32_t KELInsIO::ReplaceInLines(const std::string& iFileName, const std::string
       l_Total += ReplaceAll(l_Line, iSearched, iReplacement);
       l_Buffer += l_Line;
     }
+    // A path that opens but cannot be read (a directory) must not pass for a file without matches.
+    if (l_In.bad()) {
+      ThrowReplaceError("Failed to read " + l_Path, iSearched, iReplacement);
+    }
   }
   if (l_Total == 0) {
     return 0;

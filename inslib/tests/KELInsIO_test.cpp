@@ -41,7 +41,8 @@ TEST_F(KELInsIOTest, FailuresNameTheCauseAndBothTexts) {
   ASSERT_EQ(::mkdir(At("f_TmpRIL").c_str(), 0755), 0);
   ExpectFailure<std::runtime_error>([&] { KELInsIO::ReplaceInLines(At("f"), "a", "b"); },
                                     "KELInsIO::ReplaceInLines: Failed to open " + At("f_TmpRIL") + l_Texts);
-  EXPECT_EQ(Read("f"), "a");
+  ExpectFailure<std::runtime_error>([&] { KELInsIO::ReplaceInLines(m_Dir, "a", "b"); },
+                                    "KELInsIO::ReplaceInLines: Failed to read " + m_Dir + l_Texts);
 }
 
 TEST(KELInsIO, ReplaceAllNeverRescansInsertedText) {
