@@ -49,7 +49,8 @@ KELSysResult KELSysRegKey::OpenKey(const KELSysRegKey& iParent, const MORUnicode
 KELSysResult KELSysRegKey::Open(const std::string& iBase, const MORUnicodeString& iKeyPath, uint32_t iAccess,
                                 const KELSysRegKey* iParent) {
   size_t l_Length = 0;
-  std::string_view l_KeyPath(iKeyPath.ConvertToMBCS(&l_Length), l_Length);
+  const char* l_Bytes = iKeyPath.ConvertToMBCS(&l_Length);
+  std::string_view l_KeyPath(l_Bytes, l_Length);
   std::string l_File;
   KELSysRegMapKeyPath(iBase, l_KeyPath, l_File);
   // A child named by one component is looked up in the parent's folder, held open for all its

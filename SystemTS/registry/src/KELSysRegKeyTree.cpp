@@ -33,7 +33,8 @@ KELSysResult KELSysRegKey::CreateKey(const KELSysRegKey& iParent, const MORUnico
 KELSysResult KELSysRegKey::Create(const std::string& iBase, const MORUnicodeString& iKeyPath,
                                   uint32_t iAccess) {
   size_t l_Length = 0;
-  std::string_view l_KeyPath(iKeyPath.ConvertToMBCS(&l_Length), l_Length);
+  const char* l_Bytes = iKeyPath.ConvertToMBCS(&l_Length);
+  std::string_view l_KeyPath(l_Bytes, l_Length);
   std::string l_File;
   KELSysRegMapKeyPath(iBase, l_KeyPath, l_File);
   size_t l_Slash = l_File.rfind('/');
@@ -73,7 +74,8 @@ KELSysResult KELSysRegKey::EnumKeys(std::vector<MORUnicodeString>& oNames) {
 
 bool KELSysRegKey::SubKeyFile(const MORUnicodeString& iSubKeyPath, std::string& oFile) {
   size_t l_Length = 0;
-  std::string_view l_KeyPath(iSubKeyPath.ConvertToMBCS(&l_Length), l_Length);
+  const char* l_Bytes = iSubKeyPath.ConvertToMBCS(&l_Length);
+  std::string_view l_KeyPath(l_Bytes, l_Length);
   KELSysRegMapKeyPath(m_FilePath, l_KeyPath, oFile);
   bool l_Self = oFile == m_FilePath;
   if (l_Self) CloseKey();
