@@ -24,11 +24,6 @@ class KELSysMORTraceTest : public testing::Test {
     struct stat l_St;
     return stat(iPath.c_str(), &l_St) == 0 && S_ISDIR(l_St.st_mode) ? l_St.st_mode & 07777 : 0;
   }
-  std::string Pid() const {
-    char l_Pid[16];
-    snprintf(l_Pid, sizeof l_Pid, "_P%08d_I", static_cast<int>(getpid()));
-    return l_Pid;
-  }
 
   KELSysTraceTempDir m_Dir;
 };
@@ -50,15 +45,15 @@ TEST_F(KELSysMORTraceTest, CreatesPrivateFolders) {
   EXPECT_EQ(l_Folder, Path("a/KELSysTrace"));
   EXPECT_EQ(Mode(l_Folder), 0700u);
   ASSERT_EQ(l_Places.GetProcessFolder(false, l_Utc), 0);
-  EXPECT_EQ(l_Utc, Path("a/KELSysTrace/D20240501_T102030") + Pid());
+  EXPECT_EQ(l_Utc, Path("a/KELSysTrace/D20240501_T102030") + KELSysTracePidPart());
   EXPECT_EQ(Mode(l_Utc), 0700u);
   // The start time is taken once: a later clock does not rename the folder.
   l_Clock->m_Seconds += 3600;
   ASSERT_EQ(l_Places.GetProcessFolder(true, l_Local), 0);
-  EXPECT_EQ(l_Local, Path("a/KELSysTrace/D20240501_T122030") + Pid());
+  EXPECT_EQ(l_Local, Path("a/KELSysTrace/D20240501_T122030") + KELSysTracePidPart());
   // An existing folder is taken as it is.
-  KELSysMORTrace l_Again(KELSysTraceMakeEnv({{"MORTraceDir", Path("a")}}), l_Clock);
-  EXPECT_EQ(l_Again.GetTraceFolder(l_Folder), 0);
+  EXPECT_EQ(
+      KELSysMORTrace(KELSysTraceMakeEnv({{"MORTraceDir", Path("a")}}), l_Clock).GetTraceFolder(l_Folder), 0);
 }
 
 TEST_F(KELSysMORTraceTest, StampsWithSecondsWhenTimeCannotBeBrokenDown) {
@@ -67,7 +62,7 @@ TEST_F(KELSysMORTraceTest, StampsWithSecondsWhenTimeCannotBeBrokenDown) {
   KELSysMORTrace l_Places(KELSysTraceMakeEnv({{"MORTemp", Path("b")}}), l_Clock);
   std::string l_Folder;
   ASSERT_EQ(l_Places.GetProcessFolder(false, l_Folder), 0);
-  EXPECT_EQ(l_Folder, Path("b/KELSysTrace/1714558830") + Pid());
+  EXPECT_EQ(l_Folder, Path("b/KELSysTrace/1714558830") + KELSysTracePidPart());
 }
 
 TEST_F(KELSysMORTraceTest, FailsWhereNoFolderCanBeMade) {
@@ -76,14 +71,6 @@ TEST_F(KELSysMORTraceTest, FailsWhereNoFolderCanBeMade) {
   EXPECT_EQ(l_Places.GetTraceFolder(l_Folder), -1);
   EXPECT_EQ(l_Places.GetProcessFolder(false, l_Folder), -1);
   EXPECT_EQ(l_Folder, "unchanged");
-}
-
-TEST_F(KELSysMORTraceTest, ChoosesDecoderFolder) {
-  EXPECT_EQ(KELSysMORTrace(KELSysTraceMakeEnv({{"MORTraDecDir", "/d"}, {"HOME", "/h"}}), nullptr)
-                .GetDecoderFolder(),
-            "/d");
-  EXPECT_EQ(KELSysMORTrace(KELSysTraceMakeEnv({{"HOME", "/h"}}), nullptr).GetDecoderFolder(), "/h");
-  EXPECT_EQ(KELSysMORTrace(KELSysTraceMakeEnv({}), nullptr).GetDecoderFolder(), "/tmp");
 }
 
 TEST_F(KELSysMORTraceTest, NormalizesPaths) {

@@ -2,35 +2,39 @@
 #ifndef KELSysTraceTestSupport_H
 #define KELSysTraceTestSupport_H
 
-#include <ftw.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
+#include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "KELSysMORTrace.h"
 #include "KELSysTraceClock.h"
 
 class KELSysTraceTempDir {
  public:
-  KELSysTraceTempDir() {
-    char l_Template[] = "/tmp/KELSysTraceTest.XXXXXX";
-    m_Path = mkdtemp(l_Template);
+  KELSysTraceTempDir() : m_Path(std::filesystem::temp_directory_path() / "KELSysTraceTest.XXXXXX") {
+    m_Path = mkdtemp(m_Path.data());
   }
-  ~KELSysTraceTempDir() {
-    nftw(
-        m_Path.c_str(), [](const char* iPath, const struct stat*, int, struct FTW*) { return remove(iPath); },
-        16, FTW_DEPTH | FTW_PHYS);
-  }
+  ~KELSysTraceTempDir() { std::filesystem::remove_all(m_Path); }
   const std::string& Path() const { return m_Path; }
   std::string Write(const std::string& iName, const std::string& iText) const {
     std::ofstream(m_Path + "/" + iName) << iText;
     return m_Path + "/" + iName;
+  }
+  // Every entry below the folder, relative and sorted, one a line.
+  std::string Tree() const {
+    std::vector<std::string> l_Paths;
+    for (const auto& l_Entry : std::filesystem::recursive_directory_iterator(m_Path))
+      l_Paths.push_back(l_Entry.path().string().substr(m_Path.size()) + "\n");
+    std::sort(l_Paths.begin(), l_Paths.end());
+    std::string l_Text;
+    for (const std::string& l_Path : l_Paths) l_Text += l_Path;
+    return l_Text;
   }
 
  private:
@@ -38,9 +42,8 @@ class KELSysTraceTempDir {
 };
 
 inline std::string KELSysTraceReadFile(const std::string& iPath) {
-  std::ifstream l_In(iPath);
   std::stringstream l_Text;
-  l_Text << l_In.rdbuf();
+  l_Text << std::ifstream(iPath).rdbuf();
   return l_Text.str();
 }
 
@@ -69,6 +72,13 @@ inline KELSysTraceEnv KELSysTraceMakeEnv(std::map<std::string, std::string> iVar
     auto l_It = l_Vars->find(iName);
     return l_It == l_Vars->end() ? nullptr : l_It->second.c_str();
   };
+}
+
+// The per-process folder name part for this process: "_P<pid in 8 digits>_I".
+inline std::string KELSysTracePidPart() {
+  char l_Part[32];
+  snprintf(l_Part, sizeof l_Part, "_P%08d_I", static_cast<int>(getpid()));
+  return l_Part;
 }
 
 #endif

@@ -1,7 +1,6 @@
 #include "KELSysTrace.h"
 
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include "KELSysTraceObj.h"
 #include "KELSysTraceTestSupport.h"
@@ -57,16 +56,6 @@ TEST(KELSysTrace, WritesLevelTagsAndCodes) {
             "[E] KELSysJSON: e\n[W] KELSysJSON: w\n[I] KELSysJSON: i\n[D] KELSysJSON: d=4\n"
             "[80004005](a.cpp : 1) [E] KELSysJSON: c\n(a.cpp : 2) [E] KELSysJSON: c\n"
             "[00000401](a.cpp : 3) [E] KELSysJSON: c\n( : 4) [E] KELSysJSON: no file\n");
-}
-
-TEST(KELSysTrace, ShowsThreadInUpperCaseHex) {
-  auto l_Out = std::make_shared<KELSysTraceMemoryObj>();
-  KELSysTrace l_Trace("T", l_Out,
-                      KELSysTraceLayout{KELSysTracePrefixThread, KELSysTraceDebug, 0, false, nullptr});
-  l_Trace.Print(KELSysTraceInfo, "t\n");
-  char l_Expected[64];
-  snprintf(l_Expected, sizeof l_Expected, "[%016zX] [I] T: t\n", static_cast<size_t>(pthread_self()));
-  EXPECT_EQ(l_Out->GetText(), l_Expected);
 }
 
 TEST(KELSysTrace, FiltersLevelsAndCutsLongTexts) {
