@@ -1,0 +1,110 @@
+#include "KELSysJSON.h"
+
+#include <new>
+#include <utility>
+
+#include "KELSysJSONBuilder.h"
+#include "KELSysJSONPrivate.h"
+#include "KELSysJSONWalker.h"
+#include "KELSysTrace.h"
+
+// Working storage reused by every build and traversal of a document.
+struct KELSysJSON::Work {
+  std::vector<KELSysJSONWalker::Frame> m_Frames;
+  std::vector<KELSysJSONValue*> m_Open;
+};
+
+namespace {
+
+// The walk sink that hands every event to traversal callbacks.
+class KELSysJSONCallbackSink {
+ public:
+  explicit KELSysJSONCallbackSink(KELSysJSONTraverse& iCallbacks) : m_Callbacks(iCallbacks) {}
+  bool ObjectBegin(const KELSysJSONTokenRecord&) { return m_Callbacks.OnObjectBegin(); }
+  bool Key(const char* iBytes, uint32_t iLength) { return m_Callbacks.OnPairKey(iBytes, iLength); }
+  bool ObjectEnd() { return m_Callbacks.OnObjectEnd(); }
+  bool ArrayBegin(const KELSysJSONTokenRecord&) { return m_Callbacks.OnArrayBegin(); }
+  bool ItemBegin() { return m_Callbacks.OnArrayItemBegin(); }
+  bool ItemEnd() { return m_Callbacks.OnArrayItemEnd(); }
+  bool ArrayEnd() { return m_Callbacks.OnArrayEnd(); }
+  bool String(const char* iBytes, uint32_t iLength) { return m_Callbacks.OnString(iBytes, iLength); }
+  bool Primitive(const KELSysJSONPrimitive& iRead) {
+    switch (iRead.m_Kind) {
+      case KELSysJSONPrimitive::True:
+        return m_Callbacks.OnBoolean(true);
+      case KELSysJSONPrimitive::False:
+        return m_Callbacks.OnBoolean(false);
+      case KELSysJSONPrimitive::Integer:
+        return m_Callbacks.OnInteger(iRead.m_Integer);
+      case KELSysJSONPrimitive::Double:
+        return m_Callbacks.OnDouble(iRead.m_Double);
+      default:
+        return m_Callbacks.OnNull();
+    }
+  }
+
+ private:
+  KELSysJSONTraverse& m_Callbacks;
+};
+
+}  // namespace
+
+KELSysJSON::KELSysJSON()
+    : m_Tokens(std::make_unique<KELSysJSONTokenBlock>()),
+      m_Work(std::make_unique<Work>()),
+      m_Trace(KELSysTrace::Find("KELSysJSON")) {}
+
+KELSysJSON::~KELSysJSON() = default;
+
+KELSysResult KELSysJSON::Parse(const char* iText, size_t iLength, KELSysTrace* iErrors) {
+  m_Text = iText;
+  return m_Tokens->Tokenize(iText, iLength, iErrors, "SystemTS/MORSysTS03.m/src/KELSysJSON", __LINE__);
+}
+
+KELSysResult KELSysJSON::Build(KELSysJSONValue& oRoot) {
+  oRoot.SetNull();
+  try {
+    KELSysJSONBuilder l_Builder(oRoot, m_Work->m_Open, m_Trace, m_Scratch);
+    KELSysJSONWalker l_Walker(m_Tokens->m_Records, m_Tokens->m_Count, m_Text, m_Work->m_Frames);
+    if (l_Walker.Walk(l_Builder)) return KEL_S_OK;
+    oRoot.SetNull();
+    return KEL_E_FAIL;
+  } catch (const std::bad_alloc&) {
+    oRoot.SetNull();
+    return KEL_E_OUTOFMEMORY;
+  }
+}
+
+KELSysResult KELSysJSON::Traverse(const char* iText, size_t iLength, KELSysJSONTraverse& iCallbacks,
+                                  KELSysTrace* iErrors) {
+  KELSysResult l_Result = Parse(iText, iLength, iErrors);
+  if (l_Result != KEL_S_OK) return l_Result;
+  try {
+    KELSysJSONCallbackSink l_Sink(iCallbacks);
+    KELSysJSONWalker l_Walker(m_Tokens->m_Records, m_Tokens->m_Count, m_Text, m_Work->m_Frames);
+    return l_Walker.Walk(l_Sink) ? KEL_S_OK : KEL_E_FAIL;
+  } catch (const std::bad_alloc&) {
+    return KEL_E_OUTOFMEMORY;
+  }
+}
+
+KELSysResult KELSysJSON::Traverse(const char* iText, size_t iLength, KELSysTrace* iErrors) {
+  if (!m_Traverse) return KEL_E_INVALIDARG;
+  return Traverse(iText, iLength, *m_Traverse, iErrors);
+}
+
+void KELSysJSON::SetTraverse(std::unique_ptr<KELSysJSONTraverse> iCallbacks) {
+  m_Traverse = std::move(iCallbacks);
+}
+
+uint32_t KELSysJSON::GetTokenCount() const { return m_Tokens->m_Count; }
+
+uint32_t KELSysJSON::GetTokenCapacity() const { return m_Tokens->m_Capacity; }
+
+KELSysResult KELSysJSON::GetToken(uint32_t iIndex, KELSysJSONToken& oToken) const {
+  if (iIndex >= m_Tokens->m_Count) return KEL_E_INVALIDARG;
+  const KELSysJSONTokenRecord& l_Record = m_Tokens->m_Records[iIndex];
+  oToken =
+      KELSysJSONToken(l_Record.m_Type, l_Record.m_Start, l_Record.m_End, l_Record.m_Size, l_Record.m_Parent);
+  return KEL_S_OK;
+}

@@ -1,0 +1,43 @@
+// The walk sink that builds a value tree in place, and writes the build trace lines to the
+// "KELSysJSON" channel when it is on.
+#ifndef KELSysJSONBuilder_H
+#define KELSysJSONBuilder_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "KELSysJSONPrimitive.h"
+#include "KELSysJSONPrivate.h"
+#include "KELSysJSONValue.h"
+#include "KELSysTrace.h"
+
+class KELSysJSONBuilder {
+ public:
+  // oRoot must be null. ioOpen and ioScratch are working storage kept by the caller between builds.
+  KELSysJSONBuilder(KELSysJSONValue& oRoot, std::vector<KELSysJSONValue*>& ioOpen, KELSysTrace* iTrace,
+                    std::string& ioScratch);
+
+  bool ObjectBegin(const KELSysJSONTokenRecord& iToken);
+  bool Key(const char* iBytes, uint32_t iLength);
+  bool ObjectEnd();
+  bool ArrayBegin(const KELSysJSONTokenRecord& iToken);
+  bool ItemBegin();
+  bool ItemEnd() { return true; }
+  bool ArrayEnd();
+  bool String(const char* iBytes, uint32_t iLength);
+  bool Primitive(const KELSysJSONPrimitive& iRead);
+
+ private:
+  void Trace(const char* iLine) {
+    if (m_Trace) m_Trace->Print(KELSysTraceDebug, "%s", iLine);
+  }
+  void TraceText(const char* iFormat, const char* iBytes, uint32_t iLength);
+
+  KELSysJSONValue* m_Target;  // the value the next event fills
+  std::vector<KELSysJSONValue*>& m_Open;
+  KELSysTrace* m_Trace;
+  std::string& m_Scratch;
+};
+
+#endif

@@ -1,0 +1,21 @@
+// What a primitive token says. Read in this order: "true", "null", "false"; 64 bytes or more: null,
+// deliberately not read; a text holding ",", "." or "e": a double (strtod, so the locale's decimal
+// separator applies); anything else: an integer as strtoull reads it in base 10, kept as its signed
+// 64-bit bits ("-5" gives -5, a bare word 0, "12ab" 12, "1E5" 1, an overflow -1).
+#ifndef KELSysJSONPrimitive_H
+#define KELSysJSONPrimitive_H
+
+#include <cstdint>
+
+class KELSysJSONPrimitive {
+ public:
+  enum Kind { Null, Cut, True, False, Integer, Double };
+
+  static KELSysJSONPrimitive Read(const char* iText, uint32_t iLength);
+
+  Kind m_Kind = Null;  // Cut: a null that was too long to read
+  int64_t m_Integer = 0;
+  double m_Double = 0.0;
+};
+
+#endif

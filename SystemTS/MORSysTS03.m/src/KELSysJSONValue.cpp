@@ -1,0 +1,139 @@
+#include "KELSysJSONValue.h"
+
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "KELSysJSONTree.h"
+#include "KELSysJSONWriter.h"
+
+KELSysJSONValue::KELSysJSONValue(const KELSysJSONValue& iOther)
+    : KELSysJSONBase(iOther),
+      m_Type(iOther.m_Type),
+      m_Scalar(iOther.m_Scalar),
+      m_String(iOther.m_String),
+      m_Array(iOther.m_Array),
+      m_Object(iOther.m_Object) {}
+
+KELSysJSONValue::KELSysJSONValue(KELSysJSONValue&& iOther) noexcept
+    : KELSysJSONBase(iOther),
+      m_Type(iOther.m_Type),
+      m_Scalar(iOther.m_Scalar),
+      m_String(std::move(iOther.m_String)),
+      m_Array(std::move(iOther.m_Array)),
+      m_Object(std::move(iOther.m_Object)) {
+  iOther.m_Type = KELSysJSONTypeNull;
+}
+
+// Both assignments build the new content first: the source may lie below this value.
+KELSysJSONValue& KELSysJSONValue::operator=(const KELSysJSONValue& iOther) {
+  if (this != &iOther) {
+    KELSysJSONValue l_Copy(iOther);
+    Swap(l_Copy);
+  }
+  return *this;
+}
+
+KELSysJSONValue& KELSysJSONValue::operator=(KELSysJSONValue&& iOther) noexcept {
+  if (this != &iOther) {
+    KELSysJSONValue l_Taken(std::move(iOther));
+    Swap(l_Taken);
+  }
+  return *this;
+}
+
+void KELSysJSONValue::Swap(KELSysJSONValue& ioOther) noexcept {
+  std::swap(m_Type, ioOther.m_Type);
+  std::swap(m_Scalar, ioOther.m_Scalar);
+  m_String.swap(ioOther.m_String);
+  m_Array.m_Values.Items().swap(ioOther.m_Array.m_Values.Items());
+  m_Object.m_Pairs.Items().swap(ioOther.m_Object.m_Pairs.Items());
+  m_Object.m_Missing.swap(ioOther.m_Object.m_Missing);
+}
+
+void KELSysJSONValue::SetNull() {
+  m_Type = KELSysJSONTypeNull;
+  m_Scalar.m_Integer = 0;
+  m_String.clear();
+  m_Array.Clear();
+  m_Object.Clear();
+}
+
+void KELSysJSONValue::SetBoolean(bool iValue) {
+  SetNull();
+  m_Type = KELSysJSONTypeBoolean;
+  m_Scalar.m_Boolean = iValue;
+}
+
+void KELSysJSONValue::SetInteger(int64_t iValue) {
+  SetNull();
+  m_Type = KELSysJSONTypeInteger;
+  m_Scalar.m_Integer = iValue;
+}
+
+void KELSysJSONValue::SetInteger(int32_t iValue) { SetInteger(static_cast<int64_t>(iValue)); }
+
+void KELSysJSONValue::SetDouble(double iValue) {
+  SetNull();
+  m_Type = KELSysJSONTypeDouble;
+  m_Scalar.m_Double = iValue;
+}
+
+KELSysResult KELSysJSONValue::SetString(const char* iBytes) {
+  return iBytes ? SetString(iBytes, std::strlen(iBytes)) : (SetNull(), KEL_S_OK);
+}
+
+KELSysResult KELSysJSONValue::SetString(const char* iBytes, size_t iLength) {
+  if (iBytes == nullptr) {
+    SetNull();
+    return KEL_S_OK;
+  }
+  try {
+    std::string l_Bytes(iBytes, iLength);  // the bytes may lie below this value
+    SetNull();
+    m_String.swap(l_Bytes);
+  } catch (const std::bad_alloc&) {
+    SetNull();
+    return KEL_E_OUTOFMEMORY;
+  }
+  m_Type = KELSysJSONTypeString;
+  return KEL_S_OK;
+}
+
+KELSysResult KELSysJSONValue::SetObject(const KELSysJSONObject& iObject) {
+  try {
+    return SetObject(KELSysJSONObject(iObject));
+  } catch (const std::bad_alloc&) {
+    SetNull();
+    return KEL_E_OUTOFMEMORY;
+  }
+}
+
+KELSysResult KELSysJSONValue::SetObject(KELSysJSONObject&& iObject) {
+  KELSysJSONObject l_Taken(std::move(iObject));
+  SetNull();
+  m_Object = std::move(l_Taken);
+  m_Type = KELSysJSONTypeObject;
+  return KEL_S_OK;
+}
+
+KELSysResult KELSysJSONValue::SetArray(const KELSysJSONArray& iArray) {
+  try {
+    return SetArray(KELSysJSONArray(iArray));
+  } catch (const std::bad_alloc&) {
+    SetNull();
+    return KEL_E_OUTOFMEMORY;
+  }
+}
+
+KELSysResult KELSysJSONValue::SetArray(KELSysJSONArray&& iArray) {
+  KELSysJSONArray l_Taken(std::move(iArray));
+  SetNull();
+  m_Array = std::move(l_Taken);
+  m_Type = KELSysJSONTypeArray;
+  return KEL_S_OK;
+}
+
+KELSysResult KELSysJSONValue::Write(std::string& oOut, bool iCompact, const std::string& iIndent) const {
+  return KELSysJSONWriter(oOut, iCompact, iIndent).Run(*this);
+}

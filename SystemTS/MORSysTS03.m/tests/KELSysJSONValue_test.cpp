@@ -1,0 +1,155 @@
+// The value tree as callers use it: setters, lookups, copies, removal, and trees nested deeper than
+// any stack would allow recursion for.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "KELSysJSON.h"
+#include "KELSysJSONTestUtil.h"
+
+namespace {
+
+std::string Compact(const KELSysJSONBase& iNode) {
+  std::string l_Out;
+  EXPECT_EQ(iNode.Write(l_Out, true, ""), KEL_S_OK);
+  return l_Out;
+}
+
+KELSysJSONValue Built(const std::string& iText) {
+  KELSysJSON l_JSON;
+  KELSysJSONValue l_Root;
+  EXPECT_EQ(l_JSON.Parse(iText.data(), iText.size()), KEL_S_OK);
+  EXPECT_EQ(l_JSON.Build(l_Root), KEL_S_OK);
+  return l_Root;
+}
+
+TEST(KELSysJSONValue, SettersStartFromNull) {
+  KELSysJSONValue l_Value = Built("{\"a\":[1,2]}");
+  l_Value.SetInteger(int32_t{-7});
+  EXPECT_EQ(l_Value.GetType(), KELSysJSONTypeInteger);
+  EXPECT_EQ(l_Value.GetObject().GetSize(), 0u);  // the old object is gone
+  l_Value.SetInteger(int64_t{1} << 40);
+  EXPECT_EQ(Compact(l_Value), "1099511627776");
+  EXPECT_EQ(l_Value.SetString("x\"y"), KEL_S_OK);
+  EXPECT_EQ(Compact(l_Value), "\"x\"y\"");  // written as stored, never escaped
+  EXPECT_EQ(l_Value.SetString(nullptr), KEL_S_OK);
+  EXPECT_TRUE(l_Value.IsNull());
+  l_Value.SetDouble(0.5);
+  EXPECT_EQ(Compact(l_Value), "0.5");
+  l_Value.SetBoolean(false);
+  EXPECT_EQ(Compact(l_Value), "false");
+  EXPECT_EQ(l_Value.GetString(), "");
+}
+
+// The registry's use: read a key file, change a value, drop another, write it back.
+TEST(KELSysJSONValue, EditsAKeyFile) {
+  KELSysJSONValue l_Root =
+      Built("{\"Version\":\"1.0\",\"X1\":{\"Path\":[3,\"/opt/q4/x1\"],\"SPlevel\":[3,\"419.1\"]}}");
+  KELSysJSONObject& l_Key = l_Root.GetObject().Lookup("X1").GetObject();
+  KELSysJSONValue l_Data;
+  ASSERT_EQ(l_Data.SetString("/opt/q4/x2"), KEL_S_OK);
+  l_Key.Lookup("Path").GetArray().GetAt(1)->Swap(l_Data);
+  EXPECT_TRUE(l_Key.Remove("SPlevel"));
+  EXPECT_FALSE(l_Key.Remove("SPlevel"));
+  KELSysJSONArray l_Pair;
+  KELSysJSONValue l_Item;
+  l_Item.SetInteger(4);
+  ASSERT_EQ(l_Pair.Append(l_Item), KEL_S_OK);
+  ASSERT_EQ(l_Item.SetString("x"), KEL_S_OK);
+  ASSERT_EQ(l_Pair.Append(std::move(l_Item)), KEL_S_OK);
+  KELSysJSONValue l_New;
+  ASSERT_EQ(l_New.SetArray(l_Pair), KEL_S_OK);
+  ASSERT_EQ(l_Key.AddPair("GAlevel", l_New), KEL_S_OK);
+  EXPECT_EQ(Compact(l_Root),
+            "{\"Version\":\"1.0\",\"X1\":{\"Path\":[3,\"/opt/q4/x2\"],\"GAlevel\":[4,\"x\"]}}");
+  size_t l_Count = 0;
+  for (const KELSysJSONPair& l_Member : l_Key) l_Count += l_Member.GetKey().size();
+  EXPECT_EQ(l_Count, 4u + 7u);
+}
+
+TEST(KELSysJSONValue, LookupFindsTheFirstAndKeepsOneMissingValue) {
+  KELSysJSONValue l_Root = Built("{\"a\":1,\"b\":2,\"a\":3}");
+  KELSysJSONObject& l_Object = l_Root.GetObject();
+  EXPECT_EQ(l_Object.Lookup("a").GetInteger(), 1);
+  KELSysJSONValue& l_Missing = l_Object.Lookup("z");
+  EXPECT_TRUE(l_Missing.IsNull());
+  EXPECT_EQ(&l_Object.Lookup("y"), &l_Missing);
+  EXPECT_EQ(&l_Object.Lookup(nullptr), &l_Missing);
+  l_Missing.SetInteger(5);  // not a member
+  EXPECT_EQ(l_Object.GetSize(), 3u);
+  EXPECT_EQ(l_Object.Find("z"), nullptr);
+  EXPECT_EQ(Compact(l_Root), "{\"a\":1,\"b\":2,\"a\":3}");
+  EXPECT_TRUE(l_Object.Remove("a"));
+  EXPECT_EQ(Compact(l_Root), "{\"b\":2,\"a\":3}");
+  KELSysJSONObject l_Copy(l_Object);
+  EXPECT_TRUE(l_Copy.Lookup("q").IsNull());  // a copy has a missing value of its own
+}
+
+TEST(KELSysJSONValue, CopiesAreDeepAndIndependent) {
+  KELSysJSONValue l_Original = Built("{\"a\":[1,{\"b\":[\"c\"]}],\"d\":{}}");
+  KELSysJSONValue l_Copy(l_Original);
+  l_Copy.GetObject().Lookup("a").GetArray().GetAt(1)->GetObject().Lookup("b").GetArray().GetAt(0)->SetNull();
+  EXPECT_EQ(Compact(l_Original), "{\"a\":[1,{\"b\":[\"c\"]}],\"d\":{}}");
+  EXPECT_EQ(Compact(l_Copy), "{\"a\":[1,{\"b\":[null]}],\"d\":{}}");
+  l_Copy = l_Original;
+  EXPECT_EQ(Compact(l_Copy), Compact(l_Original));
+}
+
+// Setting a value from a part of itself must copy (or take) the part before clearing the value.
+TEST(KELSysJSONValue, TakesPartsOfItself) {
+  KELSysJSONValue l_Value = Built("{\"a\":{\"b\":[1,\"two\"]}}");
+  ASSERT_EQ(l_Value.SetObject(l_Value.GetObject().Lookup("a").GetObject()), KEL_S_OK);
+  EXPECT_EQ(Compact(l_Value), "{\"b\":[1,\"two\"]}");
+  ASSERT_EQ(l_Value.SetArray(std::move(l_Value.GetObject().Lookup("b").GetArray())), KEL_S_OK);
+  EXPECT_EQ(Compact(l_Value), "[1,\"two\"]");
+  ASSERT_EQ(l_Value.SetString(l_Value.GetArray().GetAt(1)->GetString().c_str()), KEL_S_OK);
+  EXPECT_EQ(Compact(l_Value), "\"two\"");
+  l_Value = Built("[[[7]]]");
+  l_Value = std::move(*l_Value.GetArray().GetAt(0));
+  EXPECT_EQ(Compact(l_Value), "[[7]]");
+  l_Value = *l_Value.GetArray().GetAt(0);
+  EXPECT_EQ(Compact(l_Value), "[7]");
+  ASSERT_EQ(l_Value.GetArray().Append(*l_Value.GetArray().GetAt(0)), KEL_S_OK);
+  EXPECT_EQ(Compact(l_Value), "[7,7]");
+}
+
+// A million levels: parsed, built, traversed, copied, written and destroyed with no recursion.
+TEST(KELSysJSONValue, MillionLevelsDeep) {
+  const size_t l_Depth = 1000000;
+  std::string l_Text = std::string(l_Depth, '[') + std::string(l_Depth, ']');
+  KELSysJSON l_JSON;
+  KELSysJSONTraverseCustom l_Check;
+  EXPECT_EQ(l_JSON.Traverse(l_Text.data(), l_Text.size(), l_Check), KEL_S_OK);
+  KELSysJSONValue l_Root;
+  ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK);
+  ASSERT_EQ(l_JSON.Build(l_Root), KEL_S_OK);
+  KELSysJSONValue l_Copy(l_Root);
+  l_Root.SetNull();
+  EXPECT_EQ(Compact(l_Copy), l_Text);
+
+  KELSysJSONTestSink l_Sink;
+  l_Text.resize(l_Depth);  // unclosed
+  EXPECT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size(), &l_Sink.m_Trace), KEL_E_FAIL);
+  EXPECT_NE(l_Sink.m_Lines->GetText().find("JSON parsing error at position 1000000\n"), std::string::npos);
+}
+
+// Trees made through the interface, including inside a missing-member value, are as deep as texts.
+TEST(KELSysJSONValue, DeepTreesMadeByHand) {
+  KELSysJSONValue l_Chain;
+  for (int l_Level = 0; l_Level < 1000000; ++l_Level) {
+    KELSysJSONObject l_Object;
+    ASSERT_EQ(l_Object.AddPair("k", std::move(l_Chain)), KEL_S_OK);
+    ASSERT_EQ(l_Chain.SetObject(std::move(l_Object)), KEL_S_OK);
+  }
+  std::string l_Out;
+  ASSERT_EQ(l_Chain.GetObject().Lookup("k").Write(l_Out, true, ""), KEL_S_OK);
+  std::string l_Expected;
+  for (int l_Level = 1; l_Level < 1000000; ++l_Level) l_Expected += "{\"k\":";
+  EXPECT_EQ(l_Out, l_Expected + "null" + std::string(999999, '}'));
+  KELSysJSONValue l_Copy(l_Chain);
+  KELSysJSONObject l_Holder;
+  l_Holder.Lookup("none").Swap(l_Chain);
+  l_Holder.Lookup("none").GetObject().Lookup("none").Swap(l_Copy);
+}
+
+}  // namespace

@@ -1,0 +1,197 @@
+// Building trees from texts and writing them back: primitives, strings, structure checks, the two
+// written forms, traversal, and the trace lines of a build.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "KELSysJSON.h"
+#include "KELSysJSONTestUtil.h"
+
+namespace {
+
+struct Case {
+  std::string m_Text;
+  std::string m_Written;
+};
+
+class KELSysJSONRewrite : public ::testing::TestWithParam<Case> {};
+
+TEST_P(KELSysJSONRewrite, WritesCompact) { EXPECT_EQ(Rewrite(GetParam().m_Text), GetParam().m_Written); }
+
+const std::string g_Digits63(63, '7');
+const std::string g_Point63 = "0." + std::string(61, '5');
+
+INSTANTIATE_TEST_SUITE_P(
+    Primitives, KELSysJSONRewrite,
+    ::testing::Values(Case{"[1.5, 2, true, null, word, false]", "[1.5,2,true,null,0,false]"},
+                      Case{"[-5, +7, 12ab, 1E5, 1e5, 0x10, -, e]", "[-5,7,12,1,100000.0,0,0,0.0]"},
+                      Case{"[3.0, 1e20, 0.1, -0.0]", "[3.0,1e+20.0,0.10000000000000001,-0.0]"},
+                      Case{"[1e999, -1e999]", "[inf.0,-inf.0]"},  // kept as read; written again alike
+                      Case{"[inf.0, nan.0]", "[inf.0,nan.0]"},
+                      // strtoull: an overflow is all ones, and a minus sign wraps around
+                      Case{"[99999999999999999999, 18446744073709551615, -18446744073709551615]",
+                           "[-1,-1,1]"},
+                      Case{"[9223372036854775807, 9223372036854775808, -9223372036854775808]",
+                           "[9223372036854775807,-9223372036854775808,-9223372036854775808]"},
+                      Case{"[" + g_Digits63 + "]", "[-1]"},     // 63 bytes: still read
+                      Case{"[" + g_Digits63 + "7]", "[null]"},  // 64 bytes: cut off
+                      Case{"[" + g_Point63 + "]", "[0.55555555555555558]"},
+                      Case{"[" + g_Point63 + "5]", "[null]"}));
+
+INSTANTIATE_TEST_SUITE_P(Strings, KELSysJSONRewrite,
+                         ::testing::Values(Case{"[\"a\\nb\"]",
+                                                "[\"a\\nb\"]"},  // escapes are kept, not decoded
+                                           Case{"{\"\\\"\\/\\\\\\b\\f\\n\\r\\t\\u00aF\":\"\\uD83D\\uDE00\"}",
+                                                "{\"\\\"\\/\\\\\\b\\f\\n\\r\\t\\u00aF\":\"\\uD83D\\uDE00\"}"},
+                                           Case{"[\"caf\xC3\xA9\", \"\xFF\xFE\", \"tab\there\"]",
+                                                "[\"caf\xC3\xA9\",\"\xFF\xFE\",\"tab\there\"]"},
+                                           Case{std::string("[\"\"]\0[", 6), "[\"\"]"}));
+
+INSTANTIATE_TEST_SUITE_P(
+    Structure, KELSysJSONRewrite,
+    ::testing::Values(
+        Case{"{\"a\":1}", "{\"a\":1}"}, Case{" { } ", "{}"}, Case{"[]", "[]"},
+        Case{"1 2", "1"},  // the first value only
+        Case{"{\"Version\":\"1.0\",\"X1\":{\"Path\":[3,\"/opt/q4/x1\"],\"SPlevel\":[3,\"419.1\"]}}",
+             "{\"Version\":\"1.0\",\"X1\":{\"Path\":[3,\"/opt/q4/x1\"],\"SPlevel\":[3,\"419.1\"]}}"},
+        Case{"{\"a\":1,\"a\":2}", "{\"a\":1,\"a\":2}"},
+        Case{"{1:2}", "build E_FAIL"},    // a key must be a string
+        Case{"{\"a\"}", "build E_FAIL"},  // a key without a value
+        Case{"{\"a\",\"b\":1}", "build E_FAIL"},
+        Case{"[{\"a\":1,2}]", "build E_FAIL"},  // member count does not match
+        Case{"{\"a\":[1,2}", "parse E_FAIL"}));
+
+TEST(KELSysJSONWrite, IndentsWithTabs) {
+  EXPECT_EQ(Rewrite("{\"a\":1}", false), "{\n\t\"a\":1\n}");
+  EXPECT_EQ(Rewrite("[]", false), "[\n\t\n]");
+  EXPECT_EQ(Rewrite("{\"a\":[1,{}],\"b\":\"c\"}", false),
+            "{\n\t\"a\":[\n\t\t1,\n\t\t{\n\t\t\t\n\t\t}\n\t],\n\t\"b\":\"c\"\n}");
+}
+
+// A node written on its own, indented below an enclosing level: the closing bracket drops the
+// first character of the container's indentation.
+TEST(KELSysJSONWrite, NodesWriteOnTheirOwn) {
+  KELSysJSON l_JSON;
+  const std::string l_Text = "{\"k\":[true]}";
+  ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK);
+  KELSysJSONValue l_Root;
+  ASSERT_EQ(l_JSON.Build(l_Root), KEL_S_OK);
+  std::string l_Out;
+  EXPECT_EQ(l_Root.GetObject().GetAt(0)->Write(l_Out, true, ""), KEL_S_OK);
+  EXPECT_EQ(l_Out, "\"k\":[true]");
+  l_Out.clear();
+  EXPECT_EQ(l_Root.GetObject().Lookup("k").GetArray().Write(l_Out, false, "\t"), KEL_S_OK);
+  EXPECT_EQ(l_Out, "[\n\t\ttrue\n\t]");
+  l_Out = "x=";
+  EXPECT_EQ(l_Root.GetObject().Write(l_Out, true, ""), KEL_S_OK);  // appends
+  EXPECT_EQ(l_Out, "x={\"k\":[true]}");
+}
+
+// Records the events of a traversal as one line of text.
+class Recorder : public KELSysJSONTraverse {
+ public:
+  std::string m_Events;
+  int m_StopAfter = -1;
+
+  bool Note(const std::string& iEvent) {
+    m_Events += iEvent + " ";
+    return m_StopAfter < 0 || --m_StopAfter > 0;
+  }
+  bool OnObjectBegin() override { return Note("{"); }
+  bool OnPairKey(const char* iKey, size_t iLength) override {
+    return Note("k:" + std::string(iKey, iLength));
+  }
+  bool OnObjectEnd() override { return Note("}"); }
+  bool OnArrayBegin() override { return Note("["); }
+  bool OnArrayItemBegin() override { return Note("<"); }
+  bool OnArrayItemEnd() override { return Note(">"); }
+  bool OnArrayEnd() override { return Note("]"); }
+  bool OnNull() override { return Note("null"); }
+  bool OnBoolean(bool iValue) override { return Note(iValue ? "true" : "false"); }
+  bool OnDouble(double iValue) override { return Note("d:" + std::to_string(iValue)); }
+  bool OnInteger(int64_t iValue) override { return Note("i:" + std::to_string(iValue)); }
+  bool OnString(const char* iBytes, size_t iLength) override {
+    return Note("s:" + std::string(iBytes, iLength));
+  }
+};
+
+TEST(KELSysJSONTraverse, CallsBackInDocumentOrder) {
+  const std::string l_Text = "{\"a\":[1, 2.5, \"x\\n\", null, true], \"b\":{}, \"c\":" + g_Digits63 + "7}";
+  KELSysJSON l_JSON;
+  Recorder l_Recorder;
+  EXPECT_EQ(l_JSON.Traverse(l_Text.data(), l_Text.size(), l_Recorder), KEL_S_OK);
+  EXPECT_EQ(l_Recorder.m_Events,
+            "{ k:a [ < i:1 > < d:2.500000 > < s:x\\n > < null > < true > ] k:b { } k:c null } ");
+
+  Recorder l_Stopping;
+  l_Stopping.m_StopAfter = 4;
+  EXPECT_EQ(l_JSON.Traverse(l_Text.data(), l_Text.size(), l_Stopping), KEL_E_FAIL);
+  EXPECT_EQ(l_Stopping.m_Events, "{ k:a [ < ");
+}
+
+TEST(KELSysJSONTraverse, RejectsWhatBuildRejects) {
+  KELSysJSON l_JSON;
+  KELSysJSONTraverseCustom l_Check;
+  EXPECT_EQ(l_JSON.Traverse("{1:2}", 5, l_Check), KEL_E_FAIL);
+  EXPECT_EQ(l_JSON.Traverse("[1,", 3, l_Check), KEL_E_FAIL);
+  EXPECT_EQ(l_JSON.Traverse(nullptr, 3, l_Check), KEL_E_INVALIDARG);
+  EXPECT_EQ(l_JSON.Traverse("[1]", 3), KEL_E_INVALIDARG);  // no traversal object of its own yet
+  l_JSON.SetTraverse(std::make_unique<KELSysJSONTraverseCustom>());
+  EXPECT_EQ(l_JSON.Traverse("[1]", 3), KEL_S_OK);
+  EXPECT_EQ(l_JSON.Traverse("[{\"a\"}]", 7), KEL_E_FAIL);
+}
+
+// A document parses many texts; each build fills a tree from the last parse only.
+TEST(KELSysJSONDocument, IsReusable) {
+  KELSysJSON l_JSON;
+  KELSysJSONValue l_Root;
+  for (const std::string l_Text : {"[1,[2,[3]]]", "{\"a\":\"b\"}", "{", "77"}) {
+    KELSysResult l_Parsed = l_JSON.Parse(l_Text.data(), l_Text.size());
+    KELSysResult l_Built = l_JSON.Build(l_Root);
+    std::string l_Out;
+    l_Root.Write(l_Out, true, "");
+    EXPECT_EQ(l_Out, l_Parsed == KEL_S_OK ? Rewrite(l_Text) : "null") << l_Text;
+    EXPECT_EQ(l_Built, l_Parsed == KEL_S_OK ? KEL_S_OK : KEL_E_FAIL) << l_Text;
+  }
+}
+
+// The build trace lines need the channel switched on by the environment before the process asks
+// for it, so they are checked in a child process that this file starts with the variable set.
+const bool g_TraceChild = [] {
+  if (std::getenv("KELSysJSONTestTraceChild") == nullptr) return false;
+  const std::string l_Text = "{\"k\":[\"s\",tru,true,false,null,1.5,-2," + g_Digits63 + "7]}";
+  KELSysJSON l_JSON;
+  KELSysJSONValue l_Root;
+  if (l_JSON.Parse(l_Text.data(), l_Text.size()) == KEL_S_OK) l_JSON.Build(l_Root);
+  std::exit(0);
+}();
+
+TEST(KELSysJSONDocument, TracesTheBuild) {
+  char l_Self[4096];
+  ssize_t l_Length = readlink("/proc/self/exe", l_Self, sizeof l_Self - 1);
+  ASSERT_GT(l_Length, 0);
+  l_Self[l_Length] = '\0';
+  std::string l_Command =
+      "KELSysTrace=KELSysJSON KELSysJSONTestTraceChild=1 '" + std::string(l_Self) + "' 2>&1 >/dev/null";
+  FILE* l_Child = popen(l_Command.c_str(), "r");
+  ASSERT_NE(l_Child, nullptr);
+  std::string l_Lines;
+  char l_Buffer[256];
+  while (size_t l_Read = fread(l_Buffer, 1, sizeof l_Buffer, l_Child)) l_Lines.append(l_Buffer, l_Read);
+  EXPECT_EQ(pclose(l_Child), 0);
+  std::string l_Expected;
+  for (const char* l_Line :
+       {"JSON Object begin", "  JSON Pair string 'k'", "JSON Array begin", "JSON String 's'",
+        "JSON Double primitive '0'", "JSON Boolean primitive 'true'", "JSON Boolean primitive 'false'",
+        "JSON primitive Null", "JSON Double primitive '1.500000'", "JSON Double primitive '-2'",
+        "JSON Array end", "JSON Object end"})
+    l_Expected += std::string("[D] KELSysJSON: ") + l_Line + "\n";
+  EXPECT_EQ(l_Lines, l_Expected);
+}
+
+}  // namespace

@@ -1,0 +1,280 @@
+// The JSON tokenizer: one forward pass over a text that writes fixed 20-byte token records into a
+// caller-owned array. It allocates nothing; when the array is full it stops with
+// KELSysJSONTokenizeNoMemory, and after the caller has grown the array, running it again resumes where
+// it stopped without producing any token twice.
+//
+// The tokenizer is lax: it checks brackets, string escapes and the bytes of primitives, but not what
+// a primitive says nor where values may stand. Several top-level values, bare words and primitives
+// used as keys all tokenize; the tree builder decides what they mean.
+#ifndef KELSysJSONPrivate_H
+#define KELSysJSONPrivate_H
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+#include "KELSysResult.h"
+#include "KELSysTrace.h"
+
+enum KELSysJSONTokenType : int32_t {
+  KELSysJSONTokenUndefined = 0,
+  KELSysJSONTokenObject = 1,
+  KELSysJSONTokenArray = 2,
+  KELSysJSONTokenString = 3,
+  KELSysJSONTokenPrimitive = 4,
+};
+
+// One token. Offsets are bytes into the text. A string spans the bytes between its quotes; a
+// container ends one past its closing bracket. While a container is open its m_End is negative: the
+// tokenizer keeps there the link to the container open around it (-2 - its index, -1 for none). For an
+// object, m_Size counts its keys (each key holds its value as its own child); for an array, its elements.
+struct KELSysJSONTokenRecord {
+  int32_t m_Type;
+  int32_t m_Start;
+  int32_t m_End;
+  int32_t m_Size;
+  int32_t m_Parent;  // index of the enclosing token, -1 at top level
+};
+static_assert(sizeof(KELSysJSONTokenRecord) == 20, "token records are 20 bytes");
+
+// Results of KELSysJSONTokenizer::Run besides a token count.
+enum KELSysJSONTokenizeResult : int32_t {
+  KELSysJSONTokenizeNoMemory = -1,    // the token array is full; grow it and run again
+  KELSysJSONTokenizeInvalid = -2,     // a byte that cannot stand where it is
+  KELSysJSONTokenizeIncomplete = -3,  // the text ends inside a string or a container
+};
+
+// The largest text the 32-bit token offsets can describe.
+inline constexpr size_t KELSysJSONMaxText = 0x7FFFFFFF;
+
+class KELSysJSONTokenizer {
+ public:
+  uint32_t m_Pos = 0;    // next byte to read; after a failure, the byte the report points at
+  uint32_t m_Next = 0;   // index of the next free token
+  int32_t m_Super = -1;  // index of the enclosing token, -1 for none
+  int32_t m_Inner = -1;  // innermost open container, -1 for none
+  int32_t m_Root = -1;   // top-level token above the last token, -1 before the first
+
+  void Reset() { *this = KELSysJSONTokenizer(); }
+
+  // Tokenizes iText up to iLength bytes or the first NUL. Returns the number of tokens, or one of
+  // KELSysJSONTokenizeResult. iLength must not exceed KELSysJSONMaxText.
+  int32_t Run(const char* iText, uint32_t iLength, KELSysJSONTokenRecord* ioTokens, uint32_t iCapacity) {
+    for (; m_Pos < iLength && iText[m_Pos] != '\0'; ++m_Pos) {
+      int32_t l_Result;
+      switch (iText[m_Pos]) {
+        case '\t':
+        case '\n':
+        case '\r':
+        case ' ':
+          continue;
+        case '{':
+        case '[':
+          l_Result =
+              Open(iText[m_Pos] == '{' ? KELSysJSONTokenObject : KELSysJSONTokenArray, ioTokens, iCapacity);
+          break;
+        case '}':
+        case ']':
+          l_Result = Close(iText[m_Pos] == '}' ? KELSysJSONTokenObject : KELSysJSONTokenArray, ioTokens);
+          break;
+        case '"':
+          l_Result = String(iText, iLength, ioTokens, iCapacity);
+          break;
+        case ':':
+          m_Super = static_cast<int32_t>(m_Next) - 1;
+          continue;
+        case ',':
+          if (m_Super != -1 && ioTokens[m_Super].m_Type != KELSysJSONTokenObject &&
+              ioTokens[m_Super].m_Type != KELSysJSONTokenArray)
+            m_Super = ioTokens[m_Super].m_Parent;
+          continue;
+        default:
+          l_Result = Primitive(iText, iLength, ioTokens, iCapacity);
+          break;
+      }
+      if (l_Result < 0) return l_Result;
+    }
+    return m_Inner != -1 ? KELSysJSONTokenizeIncomplete : static_cast<int32_t>(m_Next);
+  }
+
+ private:
+  // Takes the next free token, linked to the enclosing one. Nothing changes when none is free, so
+  // that the pass can resume at the same byte.
+  KELSysJSONTokenRecord* Take(int32_t iType, int32_t iStart, int32_t iEnd, KELSysJSONTokenRecord* ioTokens,
+                              uint32_t iCapacity) {
+    if (m_Next >= iCapacity) return nullptr;
+    KELSysJSONTokenRecord* l_Token = &ioTokens[m_Next];
+    *l_Token = {iType, iStart, iEnd, 0, m_Super};
+    if (m_Super != -1)
+      ++ioTokens[m_Super].m_Size;
+    else
+      m_Root = static_cast<int32_t>(m_Next);
+    ++m_Next;
+    return l_Token;
+  }
+
+  int32_t Open(int32_t iType, KELSysJSONTokenRecord* ioTokens, uint32_t iCapacity) {
+    if (!Take(iType, static_cast<int32_t>(m_Pos), -2 - m_Inner, ioTokens, iCapacity))
+      return KELSysJSONTokenizeNoMemory;
+    m_Super = m_Inner = static_cast<int32_t>(m_Next) - 1;
+    return 0;
+  }
+
+  // A closing bracket closes the innermost open token found going from the last token up through
+  // its parents. Every token made while a container is open lies below it, and the enclosing
+  // token always lies on the last token's chain of parents, so that token is the innermost open
+  // container, kept in m_Inner: no walk is needed, and a text of closing brackets stays linear.
+  // With none open, the walk would end at the last token's top-level token: the bracket is then
+  // accepted, closing nothing, when that token's type matches and an enclosing token is set.
+  int32_t Close(int32_t iType, KELSysJSONTokenRecord* ioTokens) {
+    if (m_Next == 0) return KELSysJSONTokenizeInvalid;
+    if (m_Inner == -1)
+      return ioTokens[m_Root].m_Type == iType && m_Super != -1 ? 0 : KELSysJSONTokenizeInvalid;
+    KELSysJSONTokenRecord& l_Token = ioTokens[m_Inner];
+    if (l_Token.m_Type != iType) return KELSysJSONTokenizeInvalid;
+    m_Inner = -2 - l_Token.m_End;
+    l_Token.m_End = static_cast<int32_t>(m_Pos) + 1;
+    m_Super = l_Token.m_Parent;
+    return 0;
+  }
+
+  static bool IsHex(char iByte) {
+    return (iByte >= '0' && iByte <= '9') || (iByte >= 'a' && iByte <= 'f') || (iByte >= 'A' && iByte <= 'F');
+  }
+
+  // One escape after a backslash at iText[ioPos - 1]; ioPos is left on the escape's last byte.
+  static int32_t Escape(const char* iText, uint32_t iLength, uint32_t& ioPos) {
+    if (ioPos >= iLength || iText[ioPos] == '\0') return KELSysJSONTokenizeIncomplete;
+    switch (iText[ioPos]) {
+      case '"':
+      case '/':
+      case '\\':
+      case 'b':
+      case 'f':
+      case 'n':
+      case 'r':
+      case 't':
+        return 0;
+      case 'u':
+        for (int l_Digit = 0; l_Digit < 4; ++l_Digit) {
+          ++ioPos;
+          if (ioPos >= iLength || iText[ioPos] == '\0') return KELSysJSONTokenizeIncomplete;
+          if (!IsHex(iText[ioPos])) return KELSysJSONTokenizeInvalid;
+        }
+        return 0;
+      default:
+        return KELSysJSONTokenizeInvalid;
+    }
+  }
+
+  // A string from the opening quote at m_Pos. Any failure leaves m_Pos on that quote.
+  int32_t String(const char* iText, uint32_t iLength, KELSysJSONTokenRecord* ioTokens, uint32_t iCapacity) {
+    uint32_t l_Pos = m_Pos + 1;
+    for (;;) {
+      while (l_Pos < iLength && !IsStringStop(iText[l_Pos])) ++l_Pos;
+      if (l_Pos >= iLength || iText[l_Pos] == '\0') return KELSysJSONTokenizeIncomplete;
+      if (iText[l_Pos] == '"') break;
+      ++l_Pos;  // past the backslash
+      int32_t l_Result = Escape(iText, iLength, l_Pos);
+      if (l_Result < 0) return l_Result;
+      ++l_Pos;
+    }
+    if (!Take(KELSysJSONTokenString, static_cast<int32_t>(m_Pos) + 1, static_cast<int32_t>(l_Pos), ioTokens,
+              iCapacity))
+      return KELSysJSONTokenizeNoMemory;
+    m_Pos = l_Pos;
+    return 0;
+  }
+
+  static bool IsStringStop(char iByte) { return iByte == '"' || iByte == '\\' || iByte == '\0'; }
+
+  // A primitive from m_Pos to the next separator or the end of the text; m_Pos is left on its last
+  // byte. Every byte must be printable ASCII; on a failure m_Pos points at the offending byte.
+  int32_t Primitive(const char* iText, uint32_t iLength, KELSysJSONTokenRecord* ioTokens,
+                    uint32_t iCapacity) {
+    uint32_t l_Pos = m_Pos;
+    for (; l_Pos < iLength; ++l_Pos) {
+      unsigned char l_Byte = static_cast<unsigned char>(iText[l_Pos]);
+      if (l_Byte == '\t' || l_Byte == '\n' || l_Byte == '\r' || l_Byte == ' ' || l_Byte == ',' ||
+          l_Byte == ']' || l_Byte == '}' || l_Byte == ':' || l_Byte == '\0')
+        break;
+      if (l_Byte < 32 || l_Byte > 126) {
+        m_Pos = l_Pos;
+        return KELSysJSONTokenizeInvalid;
+      }
+    }
+    if (!Take(KELSysJSONTokenPrimitive, static_cast<int32_t>(m_Pos), static_cast<int32_t>(l_Pos), ioTokens,
+              iCapacity))
+      return KELSysJSONTokenizeNoMemory;
+    m_Pos = l_Pos - 1;
+    return 0;
+  }
+};
+
+// A growable block of token records with the tokenizer state of its last pass.
+class KELSysJSONTokenBlock {
+ public:
+  KELSysJSONTokenBlock() = default;
+  ~KELSysJSONTokenBlock() { Free(); }
+  KELSysJSONTokenBlock(const KELSysJSONTokenBlock&) = delete;
+  KELSysJSONTokenBlock& operator=(const KELSysJSONTokenBlock&) = delete;
+
+  KELSysJSONTokenRecord* m_Records = nullptr;
+  uint32_t m_Capacity = 0;  // in tokens
+  uint32_t m_Count = 0;     // tokens of the last successful pass
+  KELSysJSONTokenizer m_State;
+
+  void Free() {
+    std::free(m_Records);
+    m_Records = nullptr;
+    m_Capacity = 0;
+    m_Count = 0;
+  }
+
+  // Tokenizes a whole text. A block without records starts with iLength / 2 of them and doubles
+  // while the tokenizer runs out (a block of none cannot grow). Returns KEL_S_OK;
+  // KEL_E_INVALIDARG for a null or oversized text; KEL_E_OUTOFMEMORY when the block cannot grow (it
+  // is freed); KEL_E_FAIL for a text that does not tokenize (the block is freed and, with iErrors,
+  // "JSON parsing error at position %u" is reported against iFile and iLine).
+  KELSysResult Tokenize(const char* iText, size_t iLength, KELSysTrace* iErrors,
+                        const char* iFile = "SystemTS/PrivateInterfaces/KELSysJSONPrivate",
+                        int iLine = __LINE__) {
+    if (iText == nullptr || iLength > KELSysJSONMaxText) return KEL_E_INVALIDARG;
+    m_State.Reset();
+    m_Count = 0;
+    const uint32_t l_Length = static_cast<uint32_t>(iLength);
+    if (m_Capacity == 0 && !Grow(l_Length / 2)) return KEL_E_OUTOFMEMORY;
+    for (;;) {
+      int32_t l_Result = m_State.Run(iText, l_Length, m_Records, m_Capacity);
+      if (l_Result >= 0) {
+        m_Count = static_cast<uint32_t>(l_Result);
+        return KEL_S_OK;
+      }
+      if (l_Result == KELSysJSONTokenizeNoMemory) {
+        uint64_t l_Wanted = uint64_t{m_Capacity} * 2;
+        if (l_Wanted > KELSysJSONMaxText) l_Wanted = KELSysJSONMaxText;
+        if (l_Wanted <= m_Capacity || !Grow(static_cast<uint32_t>(l_Wanted))) {
+          Free();
+          return KEL_E_OUTOFMEMORY;
+        }
+        continue;
+      }
+      if (iErrors)
+        iErrors->Report(KELSysTraceError, iFile, iLine, "JSON parsing error at position %u\n", m_State.m_Pos);
+      Free();
+      return KEL_E_FAIL;
+    }
+  }
+
+ private:
+  bool Grow(uint32_t iCapacity) {
+    if (iCapacity == 0) return true;  // nothing to hold; the first token needed fails to grow
+    void* l_Records = std::realloc(m_Records, size_t{iCapacity} * sizeof(KELSysJSONTokenRecord));
+    if (l_Records == nullptr) return false;
+    m_Records = static_cast<KELSysJSONTokenRecord*>(l_Records);
+    m_Capacity = iCapacity;
+    return true;
+  }
+};
+
+#endif

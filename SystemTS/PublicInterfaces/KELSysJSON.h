@@ -1,0 +1,84 @@
+// A JSON document: parses a text into tokens, then builds a value tree from them or walks them with
+// traversal callbacks. A document is reusable: each parse keeps the token array (and its capacity)
+// of the one before, so parsing many texts with one document allocates only when a text needs more
+// tokens than any before it.
+//
+//   KELSysJSON l_JSON;
+//   KELSysJSONValue l_Root;
+//   if (l_JSON.Parse(l_Text.data(), l_Text.size()) == KEL_S_OK && l_JSON.Build(l_Root) == KEL_S_OK)
+//     l_Path = l_Root.GetObject().Lookup("Path");
+//
+// The build trace lines go to the channel "KELSysJSON" at debug level when the environment enables it.
+// Nesting depth is limited by memory only: no operation recurses.
+#ifndef KELSysJSON_H
+#define KELSysJSON_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "KELSysJSONArray.h"
+#include "KELSysJSONObject.h"
+#include "KELSysJSONPair.h"
+#include "KELSysJSONToken.h"
+#include "KELSysJSONTraverse.h"
+#include "KELSysJSONValue.h"
+#include "KELSysResult.h"
+
+class KELSysTrace;
+class KELSysJSONTokenBlock;
+
+class KELSysJSON {
+ public:
+  KELSysJSON();
+  ~KELSysJSON();
+  KELSysJSON(const KELSysJSON&) = delete;
+  KELSysJSON& operator=(const KELSysJSON&) = delete;
+
+  // Tokenizes iText (iLength bytes, or up to its first NUL). The text must stay unchanged until the
+  // Build or GetToken calls that read it are done. Returns KEL_S_OK; KEL_E_INVALIDARG for a null
+  // text (or one over 2 GiB); KEL_E_OUTOFMEMORY when the token array cannot be had or grown (a
+  // fresh document given a text under two bytes has room for no token and fails this way too);
+  // KEL_E_FAIL for a malformed text, reported to iErrors (when given) at error level as
+  // "JSON parsing error at position %u".
+  KELSysResult Parse(const char* iText, size_t iLength, KELSysTrace* iErrors = nullptr);
+
+  // Fills oRoot from the first token of the last successful parse and whatever it contains.
+  // Primitives read as: true, false, null; null when 64 bytes or longer; a double (strtod) when
+  // they hold ",", "." or "e"; else an integer (strtoull, base 10, kept as its signed 64-bit bits,
+  // so "-5" is -5, a bare word 0, "1E5" 1). Returns KEL_S_OK; KEL_E_FAIL (oRoot left null) when no
+  // token was parsed or the structure is rejected: an object member whose key is not a string, a
+  // key without a value, or a container whose built members do not match its token count;
+  // KEL_E_OUTOFMEMORY (oRoot left null).
+  KELSysResult Build(KELSysJSONValue& oRoot);
+
+  // Parses iText and walks its tokens calling iCallbacks in document order, with the same
+  // reading of primitives and the same checks as Build. Returns the Parse result when it fails,
+  // else KEL_S_OK, or KEL_E_FAIL when the structure is rejected or a callback answered false.
+  KELSysResult Traverse(const char* iText, size_t iLength, KELSysJSONTraverse& iCallbacks,
+                        KELSysTrace* iErrors = nullptr);
+  // The same with the document's own traversal object (KEL_E_INVALIDARG when it has none).
+  KELSysResult Traverse(const char* iText, size_t iLength, KELSysTrace* iErrors = nullptr);
+  // Hands the document a traversal object that it keeps and destroys with itself.
+  void SetTraverse(std::unique_ptr<KELSysJSONTraverse> iCallbacks);
+
+  // Tokens of the last successful parse.
+  uint32_t GetTokenCount() const;
+  // Room in the token array, in tokens (0 before the first parse and after a failed one).
+  uint32_t GetTokenCapacity() const;
+  // KEL_S_OK, or KEL_E_INVALIDARG past the last token.
+  KELSysResult GetToken(uint32_t iIndex, KELSysJSONToken& oToken) const;
+
+ private:
+  struct Work;
+
+  std::unique_ptr<KELSysJSONTokenBlock> m_Tokens;  // token array, its capacity and count, tokenizer state
+  std::unique_ptr<Work> m_Work;                    // walk stacks, reused by every build and traversal
+  const char* m_Text = nullptr;                    // text of the last parse
+  std::string m_Scratch;                           // token texts copied out for the trace lines
+  KELSysTrace* m_Trace = nullptr;                  // the "KELSysJSON" channel, null when off
+  std::unique_ptr<KELSysJSONTraverse> m_Traverse;
+};
+
+#endif

@@ -1,0 +1,89 @@
+// A JSON value: a type tag and the payload that the tag names. A value always owns an array and an
+// object of its own (empty unless its type is array or object); string payloads are raw bytes, kept
+// exactly as they stood between the quotes of the parsed text (escapes are not decoded).
+//
+// Every setter first clears the value back to null (type null, empty string, both containers
+// emptied) and then sets type and payload. Copies are deep; copying, destroying and writing a value
+// of any nesting depth uses no recursion.
+#ifndef KELSysJSONValue_H
+#define KELSysJSONValue_H
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "KELSysJSONArray.h"
+#include "KELSysJSONBase.h"
+#include "KELSysJSONObject.h"
+
+enum KELSysJSONType : uint32_t {
+  KELSysJSONTypeNull = 0,
+  KELSysJSONTypeBoolean = 1,
+  KELSysJSONTypeInteger = 2,
+  KELSysJSONTypeDouble = 3,
+  KELSysJSONTypeString = 4,
+  KELSysJSONTypeObject = 5,
+  KELSysJSONTypeArray = 6,
+};
+
+class KELSysJSONValue : public KELSysJSONBase {
+ public:
+  KELSysJSONValue() { m_Scalar.m_Integer = 0; }
+  KELSysJSONValue(const KELSysJSONValue& iOther);
+  // The source is left null.
+  KELSysJSONValue(KELSysJSONValue&& iOther) noexcept;
+  KELSysJSONValue& operator=(const KELSysJSONValue& iOther);
+  KELSysJSONValue& operator=(KELSysJSONValue&& iOther) noexcept;
+  ~KELSysJSONValue() override = default;
+
+  KELSysJSONType GetType() const { return m_Type; }
+  bool IsNull() const { return m_Type == KELSysJSONTypeNull; }
+
+  // Payloads. Each is meaningful only for its own type; the others read as false, 0, 0.0 or "".
+  bool GetBoolean() const { return m_Type == KELSysJSONTypeBoolean && m_Scalar.m_Boolean; }
+  int64_t GetInteger() const { return m_Type == KELSysJSONTypeInteger ? m_Scalar.m_Integer : 0; }
+  double GetDouble() const { return m_Type == KELSysJSONTypeDouble ? m_Scalar.m_Double : 0.0; }
+  const std::string& GetString() const { return m_String; }
+  KELSysJSONArray& GetArray() { return m_Array; }
+  const KELSysJSONArray& GetArray() const { return m_Array; }
+  KELSysJSONObject& GetObject() { return m_Object; }
+  const KELSysJSONObject& GetObject() const { return m_Object; }
+
+  void SetNull();
+  void SetBoolean(bool iValue);
+  void SetInteger(int64_t iValue);
+  void SetInteger(int32_t iValue);
+  void SetDouble(double iValue);
+  // String payloads are bytes. A null iBytes leaves the value null. Returns KEL_S_OK, or
+  // KEL_E_OUTOFMEMORY with the value left null.
+  KELSysResult SetString(const char* iBytes);
+  KELSysResult SetString(const char* iBytes, size_t iLength);
+  KELSysResult SetString(std::string_view iBytes) { return SetString(iBytes.data(), iBytes.size()); }
+  // A copy of iObject / iArray (which may lie inside this value), or takes it over. Returns KEL_S_OK,
+  // or KEL_E_OUTOFMEMORY with the value left null.
+  KELSysResult SetObject(const KELSysJSONObject& iObject);
+  KELSysResult SetObject(KELSysJSONObject&& iObject);
+  KELSysResult SetArray(const KELSysJSONArray& iArray);
+  KELSysResult SetArray(KELSysJSONArray&& iArray);
+
+  // The value's text; see KELSysJSONBase::Write.
+  KELSysResult Write(std::string& oOut, bool iCompact, const std::string& iIndent) const override;
+
+  void Swap(KELSysJSONValue& ioOther) noexcept;
+
+ private:
+  friend class KELSysJSONTree;
+  friend class KELSysJSONBuilder;
+
+  KELSysJSONType m_Type = KELSysJSONTypeNull;
+  union {
+    bool m_Boolean;
+    int64_t m_Integer;
+    double m_Double;
+  } m_Scalar;
+  std::string m_String;
+  KELSysJSONArray m_Array;
+  KELSysJSONObject m_Object;
+};
+
+#endif
