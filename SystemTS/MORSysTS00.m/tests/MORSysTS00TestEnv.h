@@ -17,6 +17,22 @@
 
 #include "MORStringWarning.h"
 #include "MORSysTS00Testing.h"
+#include "MORUnicodeString.h"
+
+// The text as bytes: UTF-8, the process code set, and the raw UTF-16 units.
+inline std::string UTF8(const MORUnicodeString& iText) {
+  size_t l_Length = 0;
+  const char* l_Bytes = iText.ConvertToUTF8(&l_Length);
+  return std::string(l_Bytes, l_Length);
+}
+inline std::string MBCS(const MORUnicodeString& iText) {
+  size_t l_Length = 0;
+  const char* l_Bytes = iText.ConvertToMBCS(&l_Length);
+  return std::string(l_Bytes, l_Length);
+}
+inline std::u16string Units(const MORUnicodeString& iText) {
+  return std::u16string(iText.ConvertToUTF16(), iText.GetLength());
+}
 
 class MORSysTS00Env : public testing::Test {
  protected:
