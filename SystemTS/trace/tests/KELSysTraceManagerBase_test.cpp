@@ -12,12 +12,15 @@ std::string Describe(const KELSysTraceManagerBase& iManager) {
   std::string l_Text;
   for (const std::string& l_Name : iManager.GetChannelNames()) {
     const KELSysTraceSettings& l_Set = *iManager.GetSettings(l_Name);
-    l_Text +=
-        (l_Text.empty() ? "" : " ") + l_Name + (l_Set.m_Kind == KELSysTraceOutputKind::System ? "=S:" : "=");
-    std::string l_Attributes;
-    for (int l_A = 0; l_A < KELSysTraceAttrCount; ++l_A)
-      if (l_Set.Get(l_A)) l_Attributes += "," + std::to_string(l_A) + "=" + std::to_string(l_Set.Get(l_A));
-    l_Text += l_Set.m_Output + (l_Attributes.empty() ? "" : "[" + l_Attributes.substr(1) + "]");
+    l_Text.append(l_Text.empty() ? "" : " ").append(l_Name).append("=");
+    l_Text.append(l_Set.m_Kind == KELSysTraceOutputKind::System ? "S:" : "").append(l_Set.m_Output);
+    char l_Open = '[';
+    for (int l_A = 0; l_A < KELSysTraceAttrCount; ++l_A) {
+      if (l_Set.Get(l_A) == 0) continue;
+      l_Text.append(1, l_Open).append(std::to_string(l_A)).append("=").append(std::to_string(l_Set.Get(l_A)));
+      l_Open = ',';
+    }
+    if (l_Open == ',') l_Text.append("]");
   }
   return l_Text;
 }
@@ -99,7 +102,7 @@ TEST(KELSysTraceManagerBase, RecognisesOptionFileNames) {
 
 TEST(KELSysTraceManagerBase, LoadsOptionFiles) {
   KELSysTraceTempDir l_Dir;
-  l_Dir.Write("OPFILE.1", "# comment\n\n  -o A\n-I5 -L20 B\n" + std::string(9000, 'x') + "\nE");
+  l_Dir.Write("OPFILE.1", std::string("# comment\n\n  -o A\n-I5 -L20 B\n").append(9000, 'x').append("\nE"));
   l_Dir.Write("b.options", "--name C --file c.trc\n");
   l_Dir.Write("c.txt", "D\n");
   mkdir((l_Dir.Path() + "/sub.option").c_str(), 0700);

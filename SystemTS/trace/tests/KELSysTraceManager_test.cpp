@@ -13,7 +13,7 @@ class KELSysTraceManagerTest : public testing::Test {
     return std::make_unique<KELSysTraceManager>(iSpecs, KELSysTraceMakeEnv({{"MORTraceDir", m_Dir.Path()}}),
                                                 m_Clock);
   }
-  const std::string m_Folder = "/KELSysTrace/D20240501_T102030" + KELSysTracePidPart();
+  const std::string m_Folder = std::string("/KELSysTrace/D20240501_T102030").append(KELSysTracePidPart());
   KELSysTraceTempDir m_Dir;
   std::shared_ptr<KELSysTraceFixedClock> m_Clock = std::make_shared<KELSysTraceFixedClock>();
 };

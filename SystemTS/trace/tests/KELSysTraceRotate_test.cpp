@@ -19,8 +19,8 @@ class KELSysTraceRotateTest : public testing::Test {
     std::string l_Text;
     for (unsigned l_I = 1; l_I <= iCount; ++l_I) {
       std::string l_Name = iSet.FileName(l_I);
-      l_Text +=
-          (l_I > 1 ? "|" : "") + (access(l_Name.c_str(), F_OK) == 0 ? KELSysTraceReadFile(l_Name) : "-");
+      l_Text.append(l_I > 1 ? "|" : "")
+          .append(access(l_Name.c_str(), F_OK) == 0 ? KELSysTraceReadFile(l_Name) : "-");
     }
     return l_Text;
   }
@@ -56,15 +56,16 @@ TEST_F(KELSysTraceRotateTest, RotatesBeforeLinesThatDoNotFitAndWrapsAround) {
   EXPECT_EQ(Contents(l_Set, 3), "1234567890|-|-");
   EXPECT_EQ(Write(l_Set, "a"), 0);
   EXPECT_EQ(Write(l_Set, std::string(20, 'b')), 0);  // larger than the room: a file of its own
-  EXPECT_EQ(Contents(l_Set, 3), "1234567890|a|" + std::string(20, 'b'));
+  EXPECT_EQ(Contents(l_Set, 3), std::string("1234567890|a|").append(20, 'b'));
   EXPECT_EQ(Write(l_Set, "c"), 0);  // the last file is past the maximum: back to 1, emptied
-  EXPECT_EQ(Contents(l_Set, 3), "c|a|" + std::string(20, 'b'));
+  EXPECT_EQ(Contents(l_Set, 3), std::string("c|a|").append(20, 'b'));
   EXPECT_EQ(l_Set.GetIndex(), 1u);
 }
 
 TEST_F(KELSysTraceRotateTest, StartsWithOldestFile) {
   KELSysTraceRotate l_Names(Base(), 10, 3);
-  for (unsigned l_I = 1; l_I <= 3; ++l_I) m_Dir.Write("trace." + std::to_string(l_I) + ".log", "old");
+  for (unsigned l_I = 1; l_I <= 3; ++l_I)
+    m_Dir.Write(std::string("trace.").append(std::to_string(l_I)).append(".log"), "old");
   Age(l_Names.FileName(1), 2000);
   Age(l_Names.FileName(2), 1000);
   Age(l_Names.FileName(3), 3000);
