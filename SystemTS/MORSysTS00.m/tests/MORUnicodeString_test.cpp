@@ -48,7 +48,7 @@ TEST_F(MORUnicodeStringTest, CopiesMayLiveInSeveralThreads) {
   std::vector<std::thread> l_Threads;
   for (int l_Thread = 0; l_Thread < 4; ++l_Thread)
     l_Threads.emplace_back([&l_Shared] {
-      for (int l_Round = 0; l_Round < 20000; ++l_Round) {
+      for (int l_Round = 0; l_Round < 50000; ++l_Round) {
         MORUnicodeString l_Copy = l_Shared;
         if (l_Round % 3 == 0) l_Copy.Append(u'x');
       }
