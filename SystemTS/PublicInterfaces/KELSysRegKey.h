@@ -133,7 +133,7 @@ class KELSysRegKey {
   KELSysResult RecurseDeleteKey(const MORUnicodeString& iSubKeyPath);
 
   // The key file's full path; empty when no key is open.
-  const MORUnicodeString& GetPath() const { return m_Path; }
+  const MORUnicodeString& GetPath() const;
 
   // Replaces the trace channel (tests capture the lines this way); nullptr switches tracing off.
   void SetTraceForTest(KELSysTrace* iTrace) { m_Trace = iTrace; }
@@ -156,9 +156,11 @@ class KELSysRegKey {
 
   std::unique_ptr<MORFileLockBytes> m_File;    // the open key file
   std::unique_ptr<KELSysJSONObject> m_Values;  // the key's values
-  MORUnicodeString m_Path;                     // the key file's full path
-  KELSysTrace* m_Trace;                        // "KELSYSREGKEY", null when off
-  std::string m_FilePath;                      // m_Path in the process code set, for the system calls
+  // The key file's full path, made from m_FilePath when first asked for: most keys are read and
+  // closed without anyone looking at it.
+  mutable MORUnicodeString m_Path;
+  KELSysTrace* m_Trace;      // "KELSYSREGKEY", null when off
+  std::string m_FilePath;    // m_Path in the process code set, for the system calls
   mutable int m_DirFd = -1;  // the key folder, opened when a child is first opened below this key
 };
 

@@ -36,6 +36,9 @@ class MORFileLockBytes final : public MORILockBytes {
   KELSysResult SetSize(uint64_t iSize) override;
   KELSysResult Stat(MORLockBytesStat& oStat) override;
 
+  // The open mode, as Stat reports it, without asking the system.
+  uint32_t GetMode() const { return m_Mode; }
+
  private:
   MORFileLockBytes(int iFd, uint32_t iMode, const struct stat& iStat);
 

@@ -70,6 +70,11 @@ KELSysResult KELSysRegKey::Open(const std::string& iBase, const MORUnicodeString
   return OpenKeyReal(std::move(l_File), iAccess, l_DirFd, l_Name);
 }
 
+const MORUnicodeString& KELSysRegKey::GetPath() const {
+  if (m_Path.IsEmpty() && !m_FilePath.empty()) m_Path.BuildFromMBCS(m_FilePath.c_str(), m_FilePath.size());
+  return m_Path;
+}
+
 int KELSysRegKey::KeyFolderFd() const {
   if (m_DirFd < 0 && !m_FilePath.empty()) {
     std::string l_Folder(KELSysRegKeyFolder(m_FilePath));
@@ -90,7 +95,6 @@ KELSysResult KELSysRegKey::OpenKeyReal(std::string iFile, uint32_t iAccess, int 
                      : MORFileLockBytes::Open(AT_FDCWD, iFile.c_str(), l_Mode, k_ShareMode, m_File);
   if (l_Rc != KEL_S_OK) return l_Rc;
   m_FilePath = std::move(iFile);
-  m_Path = MORUnicodeString(m_FilePath.c_str(), m_FilePath.size());
   m_Values = std::make_unique<KELSysJSONObject>();
   l_Rc = ReadValues();
   // A key whose file could not be read is not kept: writing its (empty) values back would lose
@@ -146,13 +150,13 @@ KELSysResult KELSysRegKey::CloseKey() {
 
 KELSysResult KELSysRegKey::WriteBack() {
   if (!m_Values || !m_File) return KEL_S_OK;
-  MORLockBytesStat l_Stat;
-  KELSysResult l_Rc = m_File->Stat(l_Stat);
-  if (l_Rc != KEL_S_OK) return l_Rc;
-  bool l_Writable = l_Stat.grfMode == MORLockBytesReadWrite;
+  bool l_Writable = m_File->GetMode() == MORLockBytesReadWrite;
   // A read-only key cannot write its file: unless the text is wanted for the trace, there is
   // nothing to do.
   if (!l_Writable && !m_Trace) return KEL_S_OK;
+  MORLockBytesStat l_Stat;
+  KELSysResult l_Rc = m_File->Stat(l_Stat);
+  if (l_Rc != KEL_S_OK) return l_Rc;
 
   KELSysJSONObject l_Root;
   KELSysJSONValue l_Version, l_Values;

@@ -1,0 +1,1 @@
+kel_fuzz_target(KELSysRegKeyFileFuzz ${CMAKE_CURRENT_SOURCE_DIR}/KELSysRegKeyFileFuzz.cpp DEPS KELSysRegistry)
