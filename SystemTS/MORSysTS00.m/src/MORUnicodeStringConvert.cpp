@@ -181,19 +181,25 @@ const char* MORUnicodeString::ConvertToMBCS(size_t* oLength) const {
     if (oLength) *oLength = l_Length;
     return l_Bytes;
   }
-  if (MORStringWarning::IsActive()) WriteRiskBox();
+  bool l_Warn = MORStringWarning::IsActive();
+  if (l_Warn) WriteRiskBox();
   const KELSysNLS& l_NLS = KELSysNLS::GetProcess();
-  std::string l_Converted;
+  char* l_Bytes = nullptr;
+  size_t l_Size = 0;
   if (l_NLS.IsUTF8()) {
-    l_Converted.resize(MORUTF8Length(l_Units, l_Length));
-    MORUTF8Encode(l_Units, l_Length, l_Converted.data());
+    l_Size = MORUTF8Length(l_Units, l_Length);
+    l_Bytes = Access::NewNarrow(*this, Access::kMBCS, l_Size);
+    MORUTF8Encode(l_Units, l_Length, l_Bytes);
   } else {
+    std::string l_Converted;
     l_NLS.GetCodePage().FromUTF16(l_Units, l_Length, l_Converted);
+    l_Size = l_Converted.size();
+    l_Bytes = Access::NewNarrow(*this, Access::kMBCS, l_Size);
+    std::memcpy(l_Bytes, l_Converted.data(), l_Size);
   }
-  char* l_Bytes = Access::NewNarrow(*this, Access::kMBCS, l_Converted.size());
-  std::memcpy(l_Bytes, l_Converted.data(), l_Converted.size());
-  CheckASCII(l_Bytes, l_Converted.size(), true);
-  if (oLength) *oLength = l_Converted.size();
+  // The check only reports; with warnings off there is nothing to learn from it.
+  if (l_Warn) CheckASCII(l_Bytes, l_Size, true);
+  if (oLength) *oLength = l_Size;
   return l_Bytes;
 }
 
