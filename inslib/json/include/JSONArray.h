@@ -22,7 +22,7 @@ class Array final : public Value {
   std::size_t Size() const override { return m_Elements.size(); }
 
  private:
-  void DetachNested(std::vector<std::shared_ptr<Value>>& oPending) override;
+  void DropChildren(std::vector<std::shared_ptr<Value>>* oPending) override;
 
   std::vector<std::shared_ptr<Value>> m_Elements;
 };

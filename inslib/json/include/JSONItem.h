@@ -18,7 +18,7 @@ class Item final : public Value {
   std::size_t Size() const override { return 0; }
 
  private:
-  void DetachNested(std::vector<std::shared_ptr<Value>>&) override {}
+  void DropChildren(std::vector<std::shared_ptr<Value>>*) override {}
 
   std::string m_Text;
 };

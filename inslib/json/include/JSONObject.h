@@ -30,7 +30,7 @@ class Object final : public Value {
   std::size_t Size() const override { return m_Members.size(); }
 
  private:
-  void DetachNested(std::vector<std::shared_ptr<Value>>& oPending) override;
+  void DropChildren(std::vector<std::shared_ptr<Value>>* oPending) override;
   // Position of iKey in m_Members, or -1.
   std::ptrdiff_t Find(std::string_view iKey) const;
   std::ptrdiff_t FindIndexed(std::string_view iKey) const;

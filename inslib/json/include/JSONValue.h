@@ -69,10 +69,10 @@ class Value {
   const Array& GetArrayValues() const;
 
  protected:
-  // Containers free their subtrees through this: it unlinks nested containers level by level in a
-  // loop, so that a chain of 100,000 nested arrays does not become 100,000 nested destructor calls.
+  // Containers free their children through this, so that a chain of 100,000 nested arrays does not
+  // become 100,000 nested destructor calls.
   static void ReleaseNested(Value& ioContainer);
-  // Moves iChild to oPending when it is a container with children of its own.
+  // Moves ioChild to oPending when it is a container with children of its own.
   static void DeferNested(std::shared_ptr<Value>& ioChild, std::vector<std::shared_ptr<Value>>& oPending);
 
  private:
@@ -80,8 +80,8 @@ class Value {
   friend class Object;
   friend class Array;
   explicit Value(std::int32_t iType) : m_Type(iType) {}
-  // Moves every child that would recurse on destruction to oPending.
-  virtual void DetachNested(std::vector<std::shared_ptr<Value>>& oPending) = 0;
+  // Drops every child; with oPending, children that have children of their own move there instead.
+  virtual void DropChildren(std::vector<std::shared_ptr<Value>>* oPending) = 0;
 
   std::int32_t m_Type;
 };

@@ -10,8 +10,11 @@ void Array::Add(std::shared_ptr<Value> iValue) { m_Elements.push_back(std::move(
 
 std::shared_ptr<Value> Array::Clone() const { return CloneTree(*this); }
 
-void Array::DetachNested(std::vector<std::shared_ptr<Value>>& oPending) {
-  for (std::shared_ptr<Value>& l_Element : m_Elements) DeferNested(l_Element, oPending);
+void Array::DropChildren(std::vector<std::shared_ptr<Value>>* oPending) {
+  if (oPending) {
+    for (std::shared_ptr<Value>& l_Element : m_Elements) DeferNested(l_Element, *oPending);
+  }
+  m_Elements.clear();
 }
 
 }  // namespace JSON

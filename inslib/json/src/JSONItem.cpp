@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+#include "JSONNodePool.h"
+
 namespace JSON {
 
 Item::Item(std::int32_t iType, std::string iText) : Value(iType), m_Text(std::move(iText)) {
@@ -11,6 +13,8 @@ Item::Item(std::int32_t iType, std::string iText) : Value(iType), m_Text(std::mo
   }
 }
 
-std::shared_ptr<Value> Item::Clone() const { return std::make_shared<Item>(GetType(), m_Text); }
+std::shared_ptr<Value> Item::Clone() const {
+  return std::allocate_shared<Item>(NodeAllocator<Item>(), GetType(), m_Text);
+}
 
 }  // namespace JSON

@@ -24,8 +24,8 @@ void Object::Add(std::string iKey, std::shared_ptr<Value> iValue) {
     m_Members[static_cast<std::size_t>(l_Found)].m_Value = std::move(iValue);
     return;
   }
-  // Most objects hold a handful of members: start with room for four rather than growing 1, 2, 4.
-  if (m_Members.empty()) m_Members.reserve(4);
+  // Most objects hold a handful of members: one block for up to eight rather than growing 1, 2, 4, 8.
+  if (m_Members.empty()) m_Members.reserve(8);
   m_Members.push_back({std::move(iKey), std::move(iValue)});
   if (!m_Slots.empty() && 2 * m_Members.size() <= m_Slots.size()) {
     Index(m_Members.size() - 1);
@@ -42,8 +42,12 @@ std::shared_ptr<Value> Object::Get(std::string_view iKey) const {
 
 std::shared_ptr<Value> Object::Clone() const { return CloneTree(*this); }
 
-void Object::DetachNested(std::vector<std::shared_ptr<Value>>& oPending) {
-  for (Entry& l_Member : m_Members) DeferNested(l_Member.m_Value, oPending);
+void Object::DropChildren(std::vector<std::shared_ptr<Value>>* oPending) {
+  if (oPending) {
+    for (Entry& l_Member : m_Members) DeferNested(l_Member.m_Value, *oPending);
+  }
+  m_Members.clear();
+  m_Slots.clear();
 }
 
 std::ptrdiff_t Object::Find(std::string_view iKey) const {

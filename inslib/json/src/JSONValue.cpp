@@ -4,6 +4,7 @@
 
 #include "JSONArray.h"
 #include "JSONItem.h"
+#include "JSONNodePool.h"
 #include "JSONObject.h"
 #include "JSONTextWriter.h"
 
@@ -54,43 +55,64 @@ const Array& Value::GetArrayValues() const {
 }
 
 void Value::DeferNested(std::shared_ptr<Value>& ioChild, std::vector<std::shared_ptr<Value>>& oPending) {
-  // Only a container with children can start a chain of destructors; scalars and empty containers
-  // die where they are. A child shared with others is deferred too: it may be its last holder
-  // that is freed later in the loop.
+  // Scalars and empty containers die where they are. A child shared with others is deferred too:
+  // it may be its last holder that is freed later in the loop.
   if (ioChild && ioChild->Size() > 0) oPending.push_back(std::move(ioChild));
 }
 
+namespace {
+// Levels of containers being freed by ordinary nested destructor calls on this thread.
+thread_local int t_DirectLevels = 0;
+constexpr int kDirectLevels = 64;
+}  // namespace
+
 void Value::ReleaseNested(Value& ioContainer) {
+  // Ordinary trees are freed the ordinary way, each destructor dropping its children, which frees
+  // every node while it is still in cache. Only below kDirectLevels does freeing switch to a loop
+  // that unlinks one level at a time, so that depth costs no stack.
+  if (t_DirectLevels < kDirectLevels) {
+    ++t_DirectLevels;
+    ioContainer.DropChildren(nullptr);
+    --t_DirectLevels;
+    return;
+  }
   std::vector<std::shared_ptr<Value>> l_Pending;
-  ioContainer.DetachNested(l_Pending);
+  ioContainer.DropChildren(&l_Pending);
   while (!l_Pending.empty()) {
     std::shared_ptr<Value> l_Node = std::move(l_Pending.back());
     l_Pending.pop_back();
     // When l_Node is the last holder, its nested containers join the loop and its own destructor
     // below finds nothing left to recurse into.
-    if (l_Node.use_count() == 1) l_Node->DetachNested(l_Pending);
+    if (l_Node.use_count() == 1) l_Node->DropChildren(&l_Pending);
   }
 }
 
-std::shared_ptr<Value> CreateObject() { return std::make_shared<Object>(); }
+namespace {
+template <class Node, class... Args>
+std::shared_ptr<Value> MakeNode(Args&&... iArgs) {
+  return std::allocate_shared<Node>(NodeAllocator<Node>(), std::forward<Args>(iArgs)...);
+}
+}  // namespace
 
-std::shared_ptr<Value> CreateArray() { return std::make_shared<Array>(); }
+std::shared_ptr<Value> CreateObject() { return MakeNode<Object>(); }
+
+std::shared_ptr<Value> CreateArray() { return MakeNode<Array>(); }
 
 std::shared_ptr<Value> CreateNumber(std::string iText) {
-  return std::make_shared<Item>(TypeNumber, std::move(iText));
+  return MakeNode<Item>(TypeNumber, std::move(iText));
 }
 
 std::shared_ptr<Value> CreateString(std::string iText, bool iEmptyAsNull) {
   if (iEmptyAsNull && iText.empty()) return CreateNull();
-  return std::make_shared<Item>(TypeString, std::move(iText));
+  return MakeNode<Item>(TypeString, std::move(iText));
 }
 
-std::shared_ptr<Value> CreateTrue() { return std::make_shared<Item>(TypeTrue, std::string()); }
+std::shared_ptr<Value> CreateTrue() { return MakeNode<Item>(TypeTrue, std::string()); }
 
-std::shared_ptr<Value> CreateFalse() { return std::make_shared<Item>(TypeFalse, std::string()); }
+std::shared_ptr<Value> CreateFalse() { return MakeNode<Item>(TypeFalse, std::string()); }
 
 std::shared_ptr<Value> CreateBoolean(bool iValue) { return iValue ? CreateTrue() : CreateFalse(); }
 
-std::shared_ptr<Value> CreateNull() { return std::make_shared<Item>(TypeNull, std::string()); }
+std::shared_ptr<Value> CreateNull() { return MakeNode<Item>(TypeNull, std::string()); }
 
 }  // namespace JSON

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <sstream>
+#include <thread>
 
 #include "JSON.h"
 
@@ -139,6 +140,17 @@ TEST(JSONValue, CloneCopiesTheWholeTree) {
   l_Copy->GetObjectValues().Add("s", JSON::CreateString("changed"));
   EXPECT_EQ(Compact(*l_Original), Compact(*Sample()));
   EXPECT_NE(l_Copy->GetObjectValues().Get("n"), l_Original->GetObjectValues().Get("n"));
+}
+
+TEST(JSONValue, TreesMayBeFreedOnAnotherThread) {
+  std::vector<std::shared_ptr<Value>> l_Trees;
+  for (int l_Tree = 0; l_Tree < 50; ++l_Tree) l_Trees.push_back(Sample());
+  std::thread([&l_Trees] {
+    l_Trees.clear();
+    for (int l_Tree = 0; l_Tree < 50; ++l_Tree) EXPECT_EQ(Compact(*Sample()), Compact(*Sample()));
+  }).join();
+  for (int l_Tree = 0; l_Tree < 50; ++l_Tree) l_Trees.push_back(Sample());
+  for (const std::shared_ptr<Value>& l_Tree : l_Trees) EXPECT_EQ(Compact(*l_Tree), Compact(*Sample()));
 }
 
 TEST(JSONValue, DeepTreesNeedNoRecursion) {

@@ -4,18 +4,21 @@
 #ifndef XMLElement_H
 #define XMLElement_H
 
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "XMLAttributeArena.h"
 #include "XMLContent.h"
 
 namespace XML {
 
-using Attribute = std::pair<std::string, std::string>;
 using AttributeList = std::vector<Attribute>;
 
 class Element final : public Content {
+  using ChildList = std::vector<std::shared_ptr<Content>>;
+
  public:
   explicit Element(std::string iName) : Content(TypeElement), m_Name(std::move(iName)) {}
   ~Element() override;
@@ -33,7 +36,7 @@ class Element final : public Content {
   bool HasAttribute(const std::string& iName) const;
   // Removes attribute iName, keeping the others in order; false when there is none.
   bool RemoveAttribute(const std::string& iName);
-  AttributeList GetAttributes() const { return m_Attributes; }
+  AttributeList GetAttributes() const { return AttributeList(m_Attributes.begin(), m_Attributes.end()); }
 
   // Appends iChild at the end of the children; an empty pointer is ignored.
   void AddChild(std::shared_ptr<Content> iChild);
@@ -43,7 +46,7 @@ class Element final : public Content {
   bool RemoveChildElement(const std::string& iName);
   void ClearChildren();
   // The children themselves are shared, not copied.
-  ContentList GetChildren() const { return m_Children; }
+  ContentList GetChildren() const { return ContentList(m_Children.begin(), m_Children.end()); }
   std::vector<std::shared_ptr<Element>> GetChildElements() const;
   // The texts of the text children joined in order; elements and comments are skipped.
   std::string GetText() const;
@@ -54,12 +57,15 @@ class Element final : public Content {
 
  private:
   friend class Writer;
-  // Frees nested elements in a loop; see the destructor.
-  static void ReleaseNested(ContentList& ioChildren);
+  // Drops the children; a deep tree costs no stack frame per level.
+  static void ReleaseNested(ChildList& ioChildren);
 
   std::string m_Name;
-  AttributeList m_Attributes;
-  ContentList m_Children;
+  AttributeArena m_Arena;  // before m_Attributes, which allocates from it
+  std::vector<Attribute, ArenaAllocator<Attribute>> m_Attributes{ArenaAllocator<Attribute>(&m_Arena)};
+  // Children in a vector rather than a list: a document with 100,000 children then costs no
+  // allocation per child. Removal is a linear search either way.
+  ChildList m_Children;
 };
 
 std::shared_ptr<Element> CreateElement(std::string&& iName);

@@ -28,12 +28,12 @@ class Writer {
   // The element's text; with iWithDeclaration the declaration, a line break, then the element.
   std::string ToString(const Element& iElement, bool iWithDeclaration);
   // The declaration, then each node as a child of a top-level element would be written.
-  std::string ToString(ContentList iContent);
+  std::string ToString(const ContentList& iContent);
   // The declaration, a line break and the element; nothing after its closing tag. Stream errors
   // are left in the stream's state.
   void Write(const Element& iElement, std::ostream& oStream);
   // The declaration and the nodes, as ToString(ContentList).
-  void Write(ContentList iContent, std::ostream& oStream);
+  void Write(const ContentList& iContent, std::ostream& oStream);
 
  private:
   // What was written last; a text suppresses line breaks.
@@ -41,10 +41,12 @@ class Writer {
 
   void Start(std::ostream* oStream);
   void WriteRoot(const Element& iElement, bool iNoLeadingBreak);
-  void WriteNodes(const Element* iParent, const ContentList& iChildren);
+  void WriteNodes(const Element* iParent, const std::shared_ptr<Content>* iBegin,
+                  const std::shared_ptr<Content>* iEnd);
+  void WriteList(const ContentList& iContent);
   bool Open(const Element& iElement, bool iNoLeadingBreak);
   void Close(const Element& iElement);
-  void WriteAttributes(const AttributeList& iAttributes);
+  void WriteAttributes(std::span<const Attribute> iAttributes);
   void WriteComment(const std::string& iText);
   void WriteText(const Text& iText);
   void Break();

@@ -1,9 +1,11 @@
 #include "XMLWriter.h"
 
 #include <algorithm>
-#include <cstring>
+#include <array>
+#include <cstdint>
 #include <numeric>
 #include <ostream>
+#include <string_view>
 
 #include "XMLComment.h"
 #include "XMLText.h"
@@ -15,44 +17,49 @@ namespace {
 // Text collects in a string handed to the stream in blocks of about this size.
 constexpr std::size_t kBlock = 64 * 1024;
 
-constexpr const char* kSpecials = "\"&'<>";
+// The bytes that become entities, and their entities in the same order.
+constexpr std::string_view kSpecials = "\"&'<>";
+constexpr const char* kEntities[] = {"&quot;", "&amp;", "&apos;", "&lt;", "&gt;"};
 
-const char* Entity(char iSpecial) {
-  switch (iSpecial) {
-    case '"':
-      return "&quot;";
-    case '&':
-      return "&amp;";
-    case '\'':
-      return "&apos;";
-    case '<':
-      return "&lt;";
-    default:
-      return "&gt;";
+// For each byte, 1 + its place in kSpecials, or 0 when it is copied as it is.
+constexpr std::array<std::uint8_t, 256> kEntityOf = [] {
+  std::array<std::uint8_t, 256> l_Of{};
+  for (std::size_t l_Place = 0; l_Place < kSpecials.size(); ++l_Place) {
+    l_Of[static_cast<unsigned char>(kSpecials[l_Place])] = static_cast<std::uint8_t>(l_Place + 1);
   }
-}
+  return l_Of;
+}();
+
+bool NeedsEntity(char iByte) { return kEntityOf[static_cast<unsigned char>(iByte)] != 0; }
 
 void AppendEscaped(std::string& oOut, const std::string& iText) {
-  std::size_t l_Run = 0;
-  for (std::size_t l_Pos = iText.find_first_of(kSpecials); l_Pos != std::string::npos;
-       l_Pos = iText.find_first_of(kSpecials, l_Run)) {
-    oOut.append(iText, l_Run, l_Pos - l_Run);
-    oOut += Entity(iText[l_Pos]);
-    l_Run = l_Pos + 1;
+  const char* const l_End = iText.data() + iText.size();
+  const char* l_Run = iText.data();
+  for (const char* l_Special; (l_Special = std::find_if(l_Run, l_End, NeedsEntity)) != l_End;) {
+    oOut.append(l_Run, l_Special);
+    oOut += kEntities[kEntityOf[static_cast<unsigned char>(*l_Special)] - 1];
+    l_Run = l_Special + 1;
   }
-  oOut.append(iText, l_Run, std::string::npos);
+  oOut.append(l_Run, l_End);
 }
 
 // Orders ' a="…"' before ' b="…"' by comparing the names alone. Exact as long as no name holds
 // '=': wherever one name is a prefix of the other, the '=' that follows the shorter one decides,
-// just as it would in the whole texts.
+// just as it would in the whole texts. Names are short, so a plain loop beats a call to memcmp.
 bool NameBefore(const std::string& iLeft, const std::string& iRight) {
   const std::size_t l_Common = std::min(iLeft.size(), iRight.size());
-  const int l_Order = l_Common ? std::memcmp(iLeft.data(), iRight.data(), l_Common) : 0;
-  if (l_Order != 0) return l_Order < 0;
+  for (std::size_t l_Pos = 0; l_Pos < l_Common; ++l_Pos) {
+    if (iLeft[l_Pos] != iRight[l_Pos]) {
+      return static_cast<unsigned char>(iLeft[l_Pos]) < static_cast<unsigned char>(iRight[l_Pos]);
+    }
+  }
   if (iLeft.size() == iRight.size()) return false;
   if (iLeft.size() < iRight.size()) return '=' < static_cast<unsigned char>(iRight[l_Common]);
   return static_cast<unsigned char>(iLeft[l_Common]) < '=';
+}
+
+bool HoldsEquals(const Attribute& iAttribute) {
+  return std::find(iAttribute.first.begin(), iAttribute.first.end(), '=') != iAttribute.first.end();
 }
 
 void AppendAttribute(std::string& oOut, const Attribute& iAttribute) {
@@ -74,10 +81,10 @@ std::string Writer::ToString(const Element& iElement, bool iWithDeclaration) {
   return std::move(m_Out);
 }
 
-std::string Writer::ToString(ContentList iContent) {
+std::string Writer::ToString(const ContentList& iContent) {
   Start(nullptr);
   m_Out += Declaration;
-  WriteNodes(nullptr, iContent);
+  WriteList(iContent);
   return std::move(m_Out);
 }
 
@@ -88,10 +95,10 @@ void Writer::Write(const Element& iElement, std::ostream& oStream) {
   Flush(0);
 }
 
-void Writer::Write(ContentList iContent, std::ostream& oStream) {
+void Writer::Write(const ContentList& iContent, std::ostream& oStream) {
   Start(&oStream);
   m_Out += Declaration;
-  WriteNodes(nullptr, iContent);
+  WriteList(iContent);
   Flush(0);
 }
 
@@ -103,18 +110,28 @@ void Writer::Start(std::ostream* oStream) {
 }
 
 void Writer::WriteRoot(const Element& iElement, bool iNoLeadingBreak) {
-  if (Open(iElement, iNoLeadingBreak)) WriteNodes(&iElement, iElement.m_Children);
+  if (Open(iElement, iNoLeadingBreak)) {
+    WriteNodes(&iElement, iElement.m_Children.data(),
+               iElement.m_Children.data() + iElement.m_Children.size());
+  }
+}
+
+void Writer::WriteList(const ContentList& iContent) {
+  // Writing from a copy keeps every node alive and in place whatever the list's owner does.
+  const std::vector<std::shared_ptr<Content>> l_Nodes(iContent.begin(), iContent.end());
+  WriteNodes(nullptr, l_Nodes.data(), l_Nodes.data() + l_Nodes.size());
 }
 
 // Walks the children with an explicit stack of open elements, so any depth works. iParent, when
 // given, is already open and is closed after its last child.
-void Writer::WriteNodes(const Element* iParent, const ContentList& iChildren) {
+void Writer::WriteNodes(const Element* iParent, const std::shared_ptr<Content>* iBegin,
+                        const std::shared_ptr<Content>* iEnd) {
   struct Frame {
     const Element* m_Element;
-    ContentList::const_iterator m_Next;
-    ContentList::const_iterator m_End;
+    const std::shared_ptr<Content>* m_Next;
+    const std::shared_ptr<Content>* m_End;
   };
-  std::vector<Frame> l_Stack{{iParent, iChildren.begin(), iChildren.end()}};
+  std::vector<Frame> l_Stack{{iParent, iBegin, iEnd}};
   while (!l_Stack.empty()) {
     Frame& l_Top = l_Stack.back();
     if (l_Top.m_Next == l_Top.m_End) {
@@ -129,7 +146,8 @@ void Writer::WriteNodes(const Element* iParent, const ContentList& iChildren) {
     if (l_Child.GetType() == TypeElement) {
       const Element& l_Element = static_cast<const Element&>(l_Child);
       if (Open(l_Element, false)) {
-        l_Stack.push_back({&l_Element, l_Element.m_Children.begin(), l_Element.m_Children.end()});
+        const std::shared_ptr<Content>* l_First = l_Element.m_Children.data();
+        l_Stack.push_back({&l_Element, l_First, l_First + l_Element.m_Children.size()});
       } else {
         m_Kind = KindElement;
       }
@@ -166,11 +184,8 @@ void Writer::Close(const Element& iElement) {
   m_Out += '>';
 }
 
-void Writer::WriteAttributes(const AttributeList& iAttributes) {
-  const bool l_Plain = std::none_of(iAttributes.begin(), iAttributes.end(), [](const Attribute& l_Pair) {
-    return l_Pair.first.find('=') != std::string::npos;
-  });
-  if (!l_Plain) {
+void Writer::WriteAttributes(std::span<const Attribute> iAttributes) {
+  if (std::any_of(iAttributes.begin(), iAttributes.end(), HoldsEquals)) {
     // Names holding '=' are rare enough to sort the whole texts as they will be written.
     std::vector<std::string> l_Pieces;
     for (const Attribute& l_Pair : iAttributes) AppendAttribute(l_Pieces.emplace_back(), l_Pair);

@@ -23,6 +23,17 @@ TEST(XMLElement, AttributesKeepFirstSetOrder) {
   EXPECT_TRUE(l_Element.RemoveAttribute("a"));
   EXPECT_FALSE(l_Element.RemoveAttribute("a"));
   EXPECT_EQ(l_Element.GetAttributes(), (AttributeList{{"b", "false"}, {"c", "true"}, {"n", ""}}));
+
+  // Past the room kept inside the element, the attributes move out and keep their order.
+  AttributeList l_Expected = l_Element.GetAttributes();
+  for (char l_Name = 'p'; l_Name < 'x'; ++l_Name) {
+    l_Element.SetAttribute(std::string(1, l_Name), std::string(40, l_Name));
+    l_Expected.emplace_back(std::string(1, l_Name), std::string(40, l_Name));
+  }
+  EXPECT_TRUE(l_Element.RemoveAttribute("c"));
+  l_Expected.erase(l_Expected.begin() + 1);
+  EXPECT_EQ(l_Element.GetAttributes(), l_Expected);
+  EXPECT_EQ(std::static_pointer_cast<Element>(l_Element.Clone())->GetAttributes(), l_Expected);
 }
 
 TEST(XMLElement, ChildrenAreRemovedByIdentityOrName) {

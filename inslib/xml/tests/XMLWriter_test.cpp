@@ -53,9 +53,9 @@ TEST(XMLWriter, EscapesValuesAndTextsOnly) {
 
 TEST(XMLWriter, SortsAttributesByTheirWrittenText) {
   std::shared_ptr<Element> l_Element = Make("e");
-  for (const char* l_Name : {"b", "ab", "\xc3", "a", "a-b", "Z"}) l_Element->SetAttribute(l_Name, "v");
+  for (const char* l_Name : {"b", "ab", "\xc3", "a", "a-b", "Z", "c"}) l_Element->SetAttribute(l_Name, "v");
   EXPECT_EQ(XML::Writer().ToString(*l_Element, false),
-            "<e Z=\"v\" a-b=\"v\" a=\"v\" ab=\"v\" b=\"v\" \xc3=\"v\"/>");
+            "<e Z=\"v\" a-b=\"v\" a=\"v\" ab=\"v\" b=\"v\" c=\"v\" \xc3=\"v\"/>");
   // A name holding '=' sorts on the whole text: ' x="' comes before ' x=="'.
   std::shared_ptr<Element> l_Odd = Make("e");
   l_Odd->SetAttribute("x=", "1");
