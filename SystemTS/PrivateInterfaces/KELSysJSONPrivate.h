@@ -171,7 +171,7 @@ class KELSysJSONTokenizer {
   int32_t String(const char* iText, uint32_t iLength, KELSysJSONTokenRecord* ioTokens, uint32_t iCapacity) {
     uint32_t l_Pos = m_Pos + 1;
     for (;;) {
-      while (l_Pos < iLength && !IsStringStop(iText[l_Pos])) ++l_Pos;
+      l_Pos = SkipPlain(iText, iLength, l_Pos);
       if (l_Pos >= iLength || iText[l_Pos] == '\0') return KELSysJSONTokenizeIncomplete;
       if (iText[l_Pos] == '"') break;
       ++l_Pos;  // past the backslash
@@ -186,7 +186,22 @@ class KELSysJSONTokenizer {
     return 0;
   }
 
-  static bool IsStringStop(char iByte) { return iByte == '"' || iByte == '\\' || iByte == '\0'; }
+  // The first byte from iPos on that is a double quote, a backslash or NUL (iLength if none).
+  // Strings are most of a text: eight bytes are tested at once while no such byte is among them.
+  static uint32_t SkipPlain(const char* iText, uint32_t iLength, uint32_t iPos) {
+    constexpr uint64_t l_Ones = 0x0101010101010101ull, l_Highs = 0x8080808080808080ull;
+    for (; iPos + 8 <= iLength; iPos += 8) {
+      uint64_t l_Word;
+      std::memcpy(&l_Word, iText + iPos, 8);
+      const uint64_t l_Quote = l_Word ^ (l_Ones * '"'), l_Slash = l_Word ^ (l_Ones * '\\');
+      // Some byte of x is zero exactly when (x - 0x01...) & ~x has a high bit set.
+      const uint64_t l_Zero =
+          ((l_Word - l_Ones) & ~l_Word) | ((l_Quote - l_Ones) & ~l_Quote) | ((l_Slash - l_Ones) & ~l_Slash);
+      if (l_Zero & l_Highs) break;
+    }
+    while (iPos < iLength && iText[iPos] != '"' && iText[iPos] != '\\' && iText[iPos] != '\0') ++iPos;
+    return iPos;
+  }
 
   // A primitive from m_Pos to the next separator or the end of the text; m_Pos is left on its last
   // byte. Every byte must be printable ASCII; on a failure m_Pos points at the offending byte.
@@ -194,11 +209,9 @@ class KELSysJSONTokenizer {
                     uint32_t iCapacity) {
     uint32_t l_Pos = m_Pos;
     for (; l_Pos < iLength; ++l_Pos) {
-      unsigned char l_Byte = static_cast<unsigned char>(iText[l_Pos]);
-      if (l_Byte == '\t' || l_Byte == '\n' || l_Byte == '\r' || l_Byte == ' ' || l_Byte == ',' ||
-          l_Byte == ']' || l_Byte == '}' || l_Byte == ':' || l_Byte == '\0')
-        break;
-      if (l_Byte < 32 || l_Byte > 126) {
+      const unsigned char l_Class = PrimitiveClass(static_cast<unsigned char>(iText[l_Pos]));
+      if (l_Class == kPrimitiveEnd) break;
+      if (l_Class == kPrimitiveBad) {
         m_Pos = l_Pos;
         return KELSysJSONTokenizeInvalid;
       }
@@ -208,6 +221,20 @@ class KELSysJSONTokenizer {
       return KELSysJSONTokenizeNoMemory;
     m_Pos = l_Pos - 1;
     return 0;
+  }
+
+  static constexpr unsigned char kPrimitiveByte = 0, kPrimitiveEnd = 1, kPrimitiveBad = 2;
+  static unsigned char PrimitiveClass(unsigned char iByte) {
+    static constexpr struct Table {
+      unsigned char m_Class[256];
+      constexpr Table() : m_Class() {
+        for (int l_Byte = 0; l_Byte < 256; ++l_Byte)
+          m_Class[l_Byte] = l_Byte < 32 || l_Byte > 126 ? kPrimitiveBad : kPrimitiveByte;
+        for (unsigned char l_End : {'\t', '\n', '\r', ' ', ',', ']', '}', ':', '\0'})
+          m_Class[l_End] = kPrimitiveEnd;
+      }
+    } s_Table;
+    return s_Table.m_Class[iByte];
   }
 };
 

@@ -90,14 +90,19 @@ void KELSysJSONTree::Drain(std::vector<Detached>& ioPending) noexcept {
 }
 
 template <class Item>
-void KELSysJSONTree::Release(std::vector<Item>& ioItems) noexcept {
-  std::vector<Detached> l_Pending;
-  for (Item& l_Item : ioItems) Detach(ValueOf(l_Item), l_Pending);
-  Drain(l_Pending);
+void KELSysJSONTree::Release(std::vector<Item>& ioItems, int iDepth) noexcept {
+  for (Item& l_Item : ioItems)
+    if (HasChildren(ValueOf(l_Item))) Release(ValueOf(l_Item), iDepth + 1);
   ioItems.clear();
 }
 
-void KELSysJSONTree::Release(KELSysJSONValue& ioValue) noexcept {
+void KELSysJSONTree::Release(KELSysJSONValue& ioValue, int iDepth) noexcept {
+  if (iDepth < kRecursion) {
+    Release(ioValue.m_Array.m_Values.Items(), iDepth);
+    Release(ioValue.m_Object.m_Pairs.Items(), iDepth);
+    if (ioValue.m_Object.m_Missing) Release(*ioValue.m_Object.m_Missing, iDepth + 1);
+    return;
+  }
   std::vector<Detached> l_Pending;
   Detach(ioValue, l_Pending);
   Drain(l_Pending);
@@ -105,5 +110,5 @@ void KELSysJSONTree::Release(KELSysJSONValue& ioValue) noexcept {
 
 template void KELSysJSONTree::Copy(std::vector<KELSysJSONValue>&, const std::vector<KELSysJSONValue>&);
 template void KELSysJSONTree::Copy(std::vector<KELSysJSONPair>&, const std::vector<KELSysJSONPair>&);
-template void KELSysJSONTree::Release(std::vector<KELSysJSONValue>&) noexcept;
-template void KELSysJSONTree::Release(std::vector<KELSysJSONPair>&) noexcept;
+template void KELSysJSONTree::Release(std::vector<KELSysJSONValue>&, int) noexcept;
+template void KELSysJSONTree::Release(std::vector<KELSysJSONPair>&, int) noexcept;

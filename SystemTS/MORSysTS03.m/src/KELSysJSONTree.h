@@ -16,11 +16,14 @@ class KELSysJSONTree {
   template <class Item>
   static void Copy(std::vector<Item>& oTarget, const std::vector<Item>& iSource);
 
-  // Empties the list, destroying everything below it level by level.
+  // Empties the list and everything below it. The first levels are emptied by direct recursion,
+  // at most kRecursion deep; deeper ones level by level from an explicit list.
   template <class Item>
-  static void Release(std::vector<Item>& ioItems) noexcept;
+  static void Release(std::vector<Item>& ioItems) noexcept {
+    Release(ioItems, 0);
+  }
   // Empties what the value holds below it; its own payloads stay.
-  static void Release(KELSysJSONValue& ioValue) noexcept;
+  static void Release(KELSysJSONValue& ioValue) noexcept { Release(ioValue, 0); }
 
   // A value's type, scalar and string payloads, without its containers.
   static void CopyShallow(KELSysJSONValue& oTarget, const KELSysJSONValue& iSource);
@@ -42,6 +45,10 @@ class KELSysJSONTree {
                         std::vector<CopyTask>& ioWork);
   static KELSysJSONValue& ValueOf(KELSysJSONValue& iItem) { return iItem; }
   static KELSysJSONValue& ValueOf(KELSysJSONPair& iItem) { return iItem.m_Value; }
+  static constexpr int kRecursion = 32;
+  template <class Item>
+  static void Release(std::vector<Item>& ioItems, int iDepth) noexcept;
+  static void Release(KELSysJSONValue& ioValue, int iDepth) noexcept;
   static void Detach(KELSysJSONValue& ioValue, std::vector<Detached>& ioPending) noexcept;
   static void Drain(std::vector<Detached>& ioPending) noexcept;
 };

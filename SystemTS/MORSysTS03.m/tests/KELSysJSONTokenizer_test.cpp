@@ -100,6 +100,7 @@ TEST(KELSysJSONTokenizer, NullTextIsAnInvalidArgument) {
 TEST(KELSysJSONTokenizer, GrowsFromHalfTheLength) {
   KELSysJSON l_JSON;
   EXPECT_EQ(l_JSON.Parse("7", 1), KEL_E_OUTOFMEMORY);
+  EXPECT_EQ(KELSysJSON().Parse("7", 2), KEL_S_OK);  // with its NUL (fuzz input one-byte-rewrite)
   EXPECT_EQ(l_JSON.Parse("", 0), KEL_S_OK);
   EXPECT_EQ(l_JSON.Parse("77", 2), KEL_S_OK);
   EXPECT_EQ(l_JSON.GetTokenCapacity(), 1u);

@@ -1,0 +1,2 @@
+kel_fuzz_target(KELSysJSONRoundTripFuzz ${CMAKE_CURRENT_SOURCE_DIR}/KELSysJSONRoundTripFuzz.cpp DEPS MORSysTS03)
+kel_fuzz_target(KELSysJSONTraverseFuzz ${CMAKE_CURRENT_SOURCE_DIR}/KELSysJSONTraverseFuzz.cpp DEPS MORSysTS03)
