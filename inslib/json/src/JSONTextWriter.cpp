@@ -1,5 +1,6 @@
 #include "JSONTextWriter.h"
 
+#include <algorithm>
 #include <array>
 #include <ostream>
 
@@ -11,7 +12,7 @@ namespace JSON {
 
 namespace {
 
-constexpr std::size_t kBlock = 64 * 1024;
+constexpr std::size_t kBlock = 32 * 1024;
 
 // For each byte, the letter written after a backslash, or 0 when the byte is copied as it is.
 constexpr std::array<char, 256> MakeEscapes() {
@@ -27,27 +28,16 @@ constexpr std::array<char, 256> MakeEscapes() {
 }
 constexpr std::array<char, 256> kEscapes = MakeEscapes();
 
-void AppendEscaped(std::string& oText, const std::string& iText) {
-  const char* l_Run = iText.data();
-  const char* const l_End = l_Run + iText.size();
-  for (const char* l_Pos = l_Run; l_Pos != l_End; ++l_Pos) {
-    const char l_Letter = kEscapes[static_cast<unsigned char>(*l_Pos)];
-    if (l_Letter == 0) continue;
-    oText.append(l_Run, l_Pos);
-    oText += '\\';
-    oText += l_Letter;
-    l_Run = l_Pos + 1;
-  }
-  oText.append(l_Run, l_End);
-}
-
 }  // namespace
 
-TextWriter::TextWriter(std::string& oText, std::ostream* oStream, bool iIndented, int iLevel)
+TextWriter::TextWriter(std::string* oText, std::ostream* oStream, bool iIndented, int iLevel)
     : m_Text(oText),
       m_Stream(oStream),
       m_Indented(iIndented),
-      m_Level(iLevel > 0 ? static_cast<std::size_t>(iLevel) : 0) {}
+      m_Level(iLevel > 0 ? static_cast<std::size_t>(iLevel) : 0),
+      m_Buffer(new char[kBlock]),
+      m_Pos(m_Buffer.get()),
+      m_End(m_Buffer.get() + kBlock) {}
 
 void TextWriter::Run(const Value* iRoot) {
   Open(iRoot);
@@ -62,16 +52,15 @@ void TextWriter::Run(const Value* iRoot) {
     // Open may push and so move l_Top: take the child first.
     const Value* l_Child = ChildAt(*l_Top.m_Container, l_Top.m_Next++).get();
     Open(l_Child);
-    Flush(kBlock);
   }
-  Flush(0);
+  Drain();
 }
 
 void TextWriter::Open(const Value* iValue) {
   if (!iValue) {
-    m_Text += "null";
+    Put("null");
   } else if (iValue->IsObject() || iValue->IsArray()) {
-    m_Text += iValue->IsObject() ? '{' : '[';
+    Put(iValue->IsObject() ? '{' : '[');
     m_Stack.push_back({iValue, 0});
   } else {
     Scalar(*iValue);
@@ -79,58 +68,97 @@ void TextWriter::Open(const Value* iValue) {
 }
 
 void TextWriter::StartChild(const Frame& iFrame) {
-  if (iFrame.m_Next > 0) m_Text += m_Indented ? "," : ", ";
+  if (iFrame.m_Next > 0) Put(m_Indented ? std::string_view(",") : std::string_view(", "));
   if (m_Indented) Break(m_Level + m_Stack.size());
   if (iFrame.m_Container->IsObject()) {
-    m_Text += '"';
-    m_Text += static_cast<const Object*>(iFrame.m_Container)->GetMembers()[iFrame.m_Next].m_Key;
-    m_Text += "\": ";
+    Put('"');
+    Put(static_cast<const Object*>(iFrame.m_Container)->GetMembers()[iFrame.m_Next].m_Key);
+    Put("\": ");
   }
 }
 
 void TextWriter::Close(const Frame& iFrame) {
   if (m_Indented && iFrame.m_Next > 0) Break(m_Level + m_Stack.size() - 1);
-  m_Text += iFrame.m_Container->IsObject() ? '}' : ']';
+  Put(iFrame.m_Container->IsObject() ? '}' : ']');
 }
 
 void TextWriter::Scalar(const Value& iValue) {
   switch (iValue.GetType()) {
     case TypeNumber:
-      m_Text += static_cast<const Item&>(iValue).GetText();
+      Put(static_cast<const Item&>(iValue).GetText());
       break;
     case TypeString:
-      m_Text += '"';
+      Put('"');
       // Only the compact form escapes; the indented form shows strings as they are stored.
       if (m_Indented) {
-        m_Text += static_cast<const Item&>(iValue).GetText();
+        Put(static_cast<const Item&>(iValue).GetText());
       } else {
-        AppendEscaped(m_Text, static_cast<const Item&>(iValue).GetText());
+        PutEscaped(static_cast<const Item&>(iValue).GetText());
       }
-      m_Text += '"';
+      Put('"');
       break;
     case TypeTrue:
-      m_Text += "true";
+      Put("true");
       break;
     case TypeFalse:
-      m_Text += "false";
+      Put("false");
       break;
     case TypeNull:
-      m_Text += "null";
+      Put("null");
       break;
     default:
-      m_Text += "???";
+      Put("???");
   }
 }
 
 void TextWriter::Break(std::size_t iLevel) {
-  m_Text += '\n';
-  m_Text.append(4 * iLevel, ' ');
+  static constexpr std::string_view kSpaces =
+      "                                                                ";
+  Put('\n');
+  for (std::size_t l_Left = 4 * iLevel; l_Left > 0;) {
+    const std::size_t l_Part = std::min(l_Left, kSpaces.size());
+    Put(kSpaces.substr(0, l_Part));
+    l_Left -= l_Part;
+  }
 }
 
-void TextWriter::Flush(std::size_t iAbove) {
-  if (!m_Stream || m_Text.size() < iAbove || m_Text.empty()) return;
-  m_Stream->write(m_Text.data(), static_cast<std::streamsize>(m_Text.size()));
-  m_Text.clear();
+// Copies unchanged runs whole and puts a backslash and a letter for each byte that needs one.
+void TextWriter::PutEscaped(const std::string& iText) {
+  const char* l_Run = iText.data();
+  const char* const l_End = l_Run + iText.size();
+  for (const char* l_Pos = l_Run; l_Pos != l_End; ++l_Pos) {
+    const char l_Letter = kEscapes[static_cast<unsigned char>(*l_Pos)];
+    if (l_Letter == 0) continue;
+    Put(std::string_view(l_Run, static_cast<std::size_t>(l_Pos - l_Run)));
+    Put('\\');
+    Put(l_Letter);
+    l_Run = l_Pos + 1;
+  }
+  Put(std::string_view(l_Run, static_cast<std::size_t>(l_End - l_Run)));
+}
+
+// A piece that does not fit: hand on what is buffered, then buffer the piece or, when it is
+// larger than the whole buffer, hand it on directly.
+void TextWriter::Spill(std::string_view iText) {
+  Drain();
+  if (iText.size() <= kBlock) {
+    Put(iText);
+  } else if (m_Text) {
+    m_Text->append(iText);
+  } else {
+    m_Stream->write(iText.data(), static_cast<std::streamsize>(iText.size()));
+  }
+}
+
+void TextWriter::Drain() {
+  const std::size_t l_Size = static_cast<std::size_t>(m_Pos - m_Buffer.get());
+  if (l_Size == 0) return;
+  if (m_Text) {
+    m_Text->append(m_Buffer.get(), l_Size);
+  } else {
+    m_Stream->write(m_Buffer.get(), static_cast<std::streamsize>(l_Size));
+  }
+  m_Pos = m_Buffer.get();
 }
 
 }  // namespace JSON

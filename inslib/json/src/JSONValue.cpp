@@ -13,16 +13,12 @@ namespace JSON {
 Value::~Value() = default;
 
 void Value::Write(std::ostream& oStream, int iLevel) const {
-  std::string l_Buffer;
-  TextWriter(l_Buffer, &oStream, true, iLevel).Run(this);
+  TextWriter(nullptr, &oStream, true, iLevel).Run(this);
 }
 
-void Value::Serialize(std::ostream& oStream) const {
-  std::string l_Buffer;
-  TextWriter(l_Buffer, &oStream, false, 0).Run(this);
-}
+void Value::Serialize(std::ostream& oStream) const { TextWriter(nullptr, &oStream, false, 0).Run(this); }
 
-void Value::Serialize(std::string& oText) const { TextWriter(oText, nullptr, false, 0).Run(this); }
+void Value::Serialize(std::string& oText) const { TextWriter(&oText, nullptr, false, 0).Run(this); }
 
 std::string Value::GetTypeName() const {
   static const char* const s_Names[] = {"Object", "Array", "Number", "String", "True", "False", "Null"};

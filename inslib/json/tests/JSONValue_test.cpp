@@ -78,6 +78,20 @@ INSTANTIATE_TEST_SUITE_P(Table, JSONEscape,
                                          EscapeCase{std::string("a\0b", 3), std::string("a\0b", 3)},
                                          EscapeCase{"long run \"then\" more", "long run \\\"then\\\" more"}));
 
+TEST(JSONValue, LongTextsArriveWhole) {
+  // Runs longer than the writer's buffer go around it; the pieces must still come out in order.
+  const std::string l_Long = std::string(70000, 'a') + "\"" + std::string(40000, 'b');
+  std::shared_ptr<Value> l_Array = JSON::CreateArray();
+  for (int l_Copy = 0; l_Copy < 3; ++l_Copy) l_Array->GetArrayValues().Add(JSON::CreateString(l_Long));
+  const std::string l_Escaped = "\"" + std::string(70000, 'a') + "\\\"" + std::string(40000, 'b') + "\"";
+  EXPECT_EQ(Compact(*l_Array), "[" + l_Escaped + ", " + l_Escaped + ", " + l_Escaped + "]");
+  std::string l_Text = "<";
+  l_Array->Serialize(l_Text);
+  EXPECT_EQ(l_Text, "<" + Compact(*l_Array));
+  const std::string l_Raw = "\n    \"" + l_Long + "\"";
+  EXPECT_EQ(Indented(*l_Array), "[" + l_Raw + "," + l_Raw + "," + l_Raw + "\n]");
+}
+
 TEST(JSONValue, KeysAreWrittenAsStored) {
   std::shared_ptr<Value> l_Root = JSON::CreateObject();
   l_Root->GetObjectValues().Add("k\"y", JSON::CreateNull());
