@@ -98,18 +98,23 @@ TEST(JSONValue, KeysAreWrittenAsStored) {
   EXPECT_EQ(Compact(*l_Root), "{\"k\"y\": null}");
 }
 
+std::string KeyOf(int iIndex) {
+  std::string l_Key = "k";
+  return l_Key += std::to_string(iIndex);
+}
+
 TEST(JSONObject, AddReplacesInPlaceAndFindsByExactKey) {
   for (int l_Count : {3, 8, 9, 200}) {  // both sides of the switch to the hash index
     Object l_Object;
     for (int l_Key = 0; l_Key < l_Count; ++l_Key) {
-      l_Object.Add("k" + std::to_string(l_Key), JSON::CreateNumber(std::to_string(l_Key)));
+      l_Object.Add(KeyOf(l_Key), JSON::CreateNumber(std::to_string(l_Key)));
     }
     l_Object.Add("k1", JSON::CreateString("again"));
     ASSERT_EQ(l_Object.Size(), static_cast<std::size_t>(l_Count));
     EXPECT_EQ(l_Object.GetMembers()[1].m_Key, "k1");
     EXPECT_TRUE(l_Object.Get("k1")->IsString());
     for (int l_Key = 2; l_Key < l_Count; ++l_Key) {
-      EXPECT_EQ(l_Object.GetMembers()[l_Key].m_Value, l_Object.Get("k" + std::to_string(l_Key)));
+      EXPECT_EQ(l_Object.GetMembers()[l_Key].m_Value, l_Object.Get(KeyOf(l_Key)));
     }
     EXPECT_EQ(l_Object.Get("K1"), nullptr);
     EXPECT_EQ(l_Object.Get("k"), nullptr);
