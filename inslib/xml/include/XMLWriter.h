@@ -7,7 +7,9 @@
 #ifndef XMLWriter_H
 #define XMLWriter_H
 
+#include <cstdint>
 #include <iosfwd>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
