@@ -26,30 +26,8 @@ std::unique_ptr<std::ofstream> OpenOutput(const std::string& iPath, std::ostream
   return nullptr;
 }
 
-// The documents are written a record at a time: each record becomes its element (or object),
-// which is turned into text and dropped, so no tree of the whole list is ever held. The text is
-// exactly that of the writers for the whole tree: the root's children are indented by one unit, and
-// the members of the compact JSON text are separated by ", ".
-class DocumentText {
- public:
-  explicit DocumentText(std::ostream& oStream) : m_Stream(oStream) {}
-  std::string& Text() { return m_Text; }
-  // Hands the text over in blocks, so the stream sees few large writes.
-  void Flush(std::size_t iAbove = 1 << 16) {
-    if (m_Text.size() < iAbove) return;
-    m_Stream.write(m_Text.data(), static_cast<std::streamsize>(m_Text.size()));
-    m_Text.clear();
-  }
-
- private:
-  std::ostream& m_Stream;
-  std::string m_Text;
-};
-
-void WriteXml(InstallList& ioList, std::ostream& oStream) {
-  DocumentText l_Out(oStream);
-  XML::Writer l_Writer;
-  l_Out.Text().append(XML::Declaration).append("\n<installs").append(ioList.empty() ? "/>" : ">");
+std::shared_ptr<XML::Element> BuildXml(InstallList&& ioList) {
+  std::shared_ptr<XML::Element> l_Root = XML::CreateElement(std::string("installs"));
   for (InstallRecord& l_Record : ioList) {
     std::shared_ptr<XML::Element> l_Install = XML::CreateElement(std::string("install"));
     l_Install->SetAttribute("buildLevel", l_Record.buildLevel);
@@ -57,58 +35,65 @@ void WriteXml(InstallList& ioList, std::ostream& oStream) {
     l_Install->SetAttribute("ident", l_Record.ident);
     l_Install->SetAttribute("hfxLevel", l_Record.hfxLevel);
     l_Install->SetAttribute("path", l_Record.path);
-    l_Out.Text().append("\n  ").append(l_Writer.ToString(*l_Install, false));
-    l_Record = InstallRecord();
-    l_Out.Flush();
+    l_Root->AddChild(std::move(l_Install));
+    l_Record = InstallRecord();  // the document holds the text now
   }
-  if (!ioList.empty()) l_Out.Text().append("\n</installs>");
-  l_Out.Flush(0);
+  return l_Root;
 }
 
-// On standard output the document follows an empty line; in a file it does not.
-void WriteJson(InstallList& ioList, std::ostream& oStream, bool iLeadingLine) {
-  DocumentText l_Out(oStream);
-  l_Out.Text().append(iLeadingLine ? "\n" : "").append("{\"installs\": [");
+std::shared_ptr<JSON::Value> BuildJson(InstallList&& ioList) {
+  JSON::Driver l_Driver;
+  l_Driver.BeginObject();
+  l_Driver.AddMember("installs", JSON::CreateArray());
   for (InstallRecord& l_Record : ioList) {
-    std::shared_ptr<JSON::Value> l_Install = JSON::CreateObject();
-    JSON::Object& l_Members = l_Install->GetObjectValues();
-    l_Members.Add("buildLevel", JSON::CreateString(std::move(l_Record.buildLevel), true));
-    l_Members.Add("type", JSON::CreateString(std::move(l_Record.type), true));
-    l_Members.Add("ident", JSON::CreateString(std::move(l_Record.ident), true));
-    l_Members.Add("hfxLevel", JSON::CreateString(std::move(l_Record.hfxLevel), true));
-    l_Members.Add("path", JSON::CreateString(std::move(l_Record.path), true));
-    if (&l_Record != &ioList.front()) l_Out.Text().append(", ");
-    l_Install->Serialize(l_Out.Text());
-    l_Out.Flush();
+    l_Driver.AddElement(JSON::CreateObject());
+    l_Driver.AddMember("buildLevel", JSON::CreateString(std::move(l_Record.buildLevel), true));
+    l_Driver.AddMember("type", JSON::CreateString(std::move(l_Record.type), true));
+    l_Driver.AddMember("ident", JSON::CreateString(std::move(l_Record.ident), true));
+    l_Driver.AddMember("hfxLevel", JSON::CreateString(std::move(l_Record.hfxLevel), true));
+    l_Driver.AddMember("path", JSON::CreateString(std::move(l_Record.path), true));
+    l_Driver.End();
   }
-  l_Out.Text().append("]}\n");
-  l_Out.Flush(0);
-  oStream.flush();
+  l_Driver.End();
+  return l_Driver.GetRoot();
 }
 
-// Runs the discovery, then writes the document with iWrite(list, stream, to standard output) to oOut
-// or to the output file, and returns the count (0 when the file cannot be opened).
-template <class W>
-int64_t WriteDocument(const InstallQuery& iQuery, std::ostream& oOut, std::ostream& oErr, W&& iWrite) {
-  InstallList l_List = DiscoverInstalls(iQuery);
-  const auto l_Count = static_cast<int64_t>(l_List.size());
-  if (iQuery.outputPath.empty()) {
-    iWrite(l_List, oOut, true);
-    return l_Count;
-  }
-  std::unique_ptr<std::ofstream> l_File = OpenOutput(iQuery.outputPath, oErr);
-  if (!l_File) return 0;
-  iWrite(l_List, *l_File, false);
-  return l_Count;
+void WriteJsonText(const JSON::Value& iRoot, bool iLeadingLine, std::ostream& oStream) {
+  std::string l_Text = iLeadingLine ? "\n" : "";
+  iRoot.Serialize(l_Text);
+  l_Text += '\n';
+  oStream.write(l_Text.data(), static_cast<std::streamsize>(l_Text.size()));
+  oStream.flush();
 }
 
 }  // namespace
 
 int64_t WriteInstallsXml(const InstallQuery& iQuery, std::ostream& oOut, std::ostream& oErr) {
-  return WriteDocument(iQuery, oOut, oErr,
-                       [](InstallList& ioList, std::ostream& oStream, bool) { WriteXml(ioList, oStream); });
+  InstallList l_List = DiscoverInstalls(iQuery);
+  const auto l_Count = static_cast<int64_t>(l_List.size());
+  std::shared_ptr<XML::Element> l_Root = BuildXml(std::move(l_List));
+  XML::Writer l_Writer;
+  if (iQuery.outputPath.empty()) {
+    l_Writer.Write(*l_Root, oOut);
+    return l_Count;
+  }
+  std::unique_ptr<std::ofstream> l_File = OpenOutput(iQuery.outputPath, oErr);
+  if (!l_File) return 0;
+  l_Writer.Write(*l_Root, *l_File);
+  return l_Count;
 }
 
 int64_t WriteInstallsJson(const InstallQuery& iQuery, std::ostream& oOut, std::ostream& oErr) {
-  return WriteDocument(iQuery, oOut, oErr, WriteJson);
+  InstallList l_List = DiscoverInstalls(iQuery);
+  const auto l_Count = static_cast<int64_t>(l_List.size());
+  std::shared_ptr<JSON::Value> l_Root = BuildJson(std::move(l_List));
+  // On standard output the document follows an empty line; in a file it does not.
+  if (iQuery.outputPath.empty()) {
+    WriteJsonText(*l_Root, true, oOut);
+    return l_Count;
+  }
+  std::unique_ptr<std::ofstream> l_File = OpenOutput(iQuery.outputPath, oErr);
+  if (!l_File) return 0;
+  WriteJsonText(*l_Root, false, *l_File);
+  return l_Count;
 }
