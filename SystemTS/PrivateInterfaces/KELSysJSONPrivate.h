@@ -60,6 +60,16 @@ class KELSysJSONTokenizer {
   // Tokenizes iText up to iLength bytes or the first NUL. Returns the number of tokens, or one of
   // KELSysJSONTokenizeResult. iLength must not exceed KELSysJSONMaxText.
   int32_t Run(const char* iText, uint32_t iLength, KELSysJSONTokenRecord* ioTokens, uint32_t iCapacity) {
+    // A local copy: token records are integers too, so writing them would otherwise make the
+    // compiler reload the state from memory after every token.
+    KELSysJSONTokenizer l_State = *this;
+    const int32_t l_Result = l_State.Pass(iText, iLength, ioTokens, iCapacity);
+    *this = l_State;
+    return l_Result;
+  }
+
+ private:
+  int32_t Pass(const char* iText, uint32_t iLength, KELSysJSONTokenRecord* ioTokens, uint32_t iCapacity) {
     for (; m_Pos < iLength && iText[m_Pos] != '\0'; ++m_Pos) {
       int32_t l_Result;
       switch (iText[m_Pos]) {
@@ -97,7 +107,6 @@ class KELSysJSONTokenizer {
     return m_Inner != -1 ? KELSysJSONTokenizeIncomplete : static_cast<int32_t>(m_Next);
   }
 
- private:
   // Takes the next free token, linked to the enclosing one. Nothing changes when none is free, so
   // that the pass can resume at the same byte.
   KELSysJSONTokenRecord* Take(int32_t iType, int32_t iStart, int32_t iEnd, KELSysJSONTokenRecord* ioTokens,

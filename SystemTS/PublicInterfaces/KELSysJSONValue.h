@@ -75,6 +75,12 @@ class KELSysJSONValue : public KELSysJSONBase {
   friend class KELSysJSONTree;
   friend class KELSysJSONBuilder;
 
+  // Clears the value, then makes it iType holding iContainer in iSlot.
+  template <class Container>
+  KELSysResult Take(Container KELSysJSONValue::*iSlot, KELSysJSONType iType, Container&& iContainer);
+  template <class Container>
+  KELSysResult Copy(Container KELSysJSONValue::*iSlot, KELSysJSONType iType, const Container& iContainer);
+
   KELSysJSONType m_Type = KELSysJSONTypeNull;
   union {
     bool m_Boolean;

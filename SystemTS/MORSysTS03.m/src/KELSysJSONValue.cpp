@@ -100,38 +100,42 @@ KELSysResult KELSysJSONValue::SetString(const char* iBytes, size_t iLength) {
   return KEL_S_OK;
 }
 
-KELSysResult KELSysJSONValue::SetObject(const KELSysJSONObject& iObject) {
+// The container is taken (or copied) before the value is cleared: it may lie below the value.
+template <class Container>
+KELSysResult KELSysJSONValue::Take(Container KELSysJSONValue::*iSlot, KELSysJSONType iType,
+                                   Container&& iContainer) {
+  Container l_Taken(std::move(iContainer));
+  SetNull();
+  this->*iSlot = std::move(l_Taken);
+  m_Type = iType;
+  return KEL_S_OK;
+}
+
+template <class Container>
+KELSysResult KELSysJSONValue::Copy(Container KELSysJSONValue::*iSlot, KELSysJSONType iType,
+                                   const Container& iContainer) {
   try {
-    return SetObject(KELSysJSONObject(iObject));
+    return Take(iSlot, iType, Container(iContainer));
   } catch (const std::bad_alloc&) {
     SetNull();
     return KEL_E_OUTOFMEMORY;
   }
+}
+
+KELSysResult KELSysJSONValue::SetObject(const KELSysJSONObject& iObject) {
+  return Copy(&KELSysJSONValue::m_Object, KELSysJSONTypeObject, iObject);
 }
 
 KELSysResult KELSysJSONValue::SetObject(KELSysJSONObject&& iObject) {
-  KELSysJSONObject l_Taken(std::move(iObject));
-  SetNull();
-  m_Object = std::move(l_Taken);
-  m_Type = KELSysJSONTypeObject;
-  return KEL_S_OK;
+  return Take(&KELSysJSONValue::m_Object, KELSysJSONTypeObject, std::move(iObject));
 }
 
 KELSysResult KELSysJSONValue::SetArray(const KELSysJSONArray& iArray) {
-  try {
-    return SetArray(KELSysJSONArray(iArray));
-  } catch (const std::bad_alloc&) {
-    SetNull();
-    return KEL_E_OUTOFMEMORY;
-  }
+  return Copy(&KELSysJSONValue::m_Array, KELSysJSONTypeArray, iArray);
 }
 
 KELSysResult KELSysJSONValue::SetArray(KELSysJSONArray&& iArray) {
-  KELSysJSONArray l_Taken(std::move(iArray));
-  SetNull();
-  m_Array = std::move(l_Taken);
-  m_Type = KELSysJSONTypeArray;
-  return KEL_S_OK;
+  return Take(&KELSysJSONValue::m_Array, KELSysJSONTypeArray, std::move(iArray));
 }
 
 KELSysResult KELSysJSONValue::Write(std::string& oOut, bool iCompact, const std::string& iIndent) const {
