@@ -19,6 +19,15 @@ bool IsType(const KELSysJSONValue& iValue, uint32_t iType) {
   return iValue.GetType() == KELSysJSONTypeDouble && iValue.GetDouble() == double(iType);
 }
 
+// Hands out a number found by FindData (iRc being its result).
+template <class Number>
+KELSysResult TakeInteger(const KELSysJSONValue* iData, KELSysResult iRc, Number& oValue) {
+  if (iData == nullptr) return iRc;
+  if (iData->GetType() != KELSysJSONTypeInteger) return KEL_E_FAIL;
+  oValue = Number(iData->GetInteger());  // the stored 64 bits, cut to the width asked for
+  return iRc;
+}
+
 KELSysJSONValue MakeString(const MORUnicodeString& iText) {
   KELSysJSONValue l_Value;
   l_Value.SetString(Utf8(iText));
@@ -53,19 +62,13 @@ KELSysResult KELSysRegKey::FindData(const MORUnicodeString& iValueName, uint32_t
 KELSysResult KELSysRegKey::QueryDWORDValue(const MORUnicodeString& iValueName, uint32_t& oValue) {
   const KELSysJSONValue* l_Data;
   KELSysResult l_Rc = FindData(iValueName, KELSysRegTypeDWORD, l_Data);
-  if (l_Data == nullptr) return l_Rc;
-  if (l_Data->GetType() != KELSysJSONTypeInteger) return KEL_E_FAIL;
-  oValue = uint32_t(l_Data->GetInteger());
-  return l_Rc;
+  return TakeInteger(l_Data, l_Rc, oValue);
 }
 
 KELSysResult KELSysRegKey::QueryQWORDValue(const MORUnicodeString& iValueName, uint64_t& oValue) {
   const KELSysJSONValue* l_Data;
   KELSysResult l_Rc = FindData(iValueName, KELSysRegTypeQWORD, l_Data);
-  if (l_Data == nullptr) return l_Rc;
-  if (l_Data->GetType() != KELSysJSONTypeInteger) return KEL_E_FAIL;
-  oValue = uint64_t(l_Data->GetInteger());
-  return l_Rc;
+  return TakeInteger(l_Data, l_Rc, oValue);
 }
 
 KELSysResult KELSysRegKey::QueryStringValue(const MORUnicodeString& iValueName, MORUnicodeString& oValue) {

@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <regex>
 #include <string>
 
 #include "KELSysRegKey.h"
@@ -51,9 +50,9 @@ class KELSysRegKeyTest : public testing::Test {
 
   // The trace lines so far, without their "[D] KELSYSREGKEY: " heads; then forgotten.
   std::string TakeTrace() {
-    std::string l_Text =
-        std::regex_replace(m_TraceOutput->GetText(), std::regex("\\[D\\] KELSYSREGKEY: "), "");
+    std::string l_Text = m_TraceOutput->GetText(), l_Head = "[D] KELSYSREGKEY: ";
     m_TraceOutput->Clear();
+    for (size_t l_At; (l_At = l_Text.find(l_Head)) != std::string::npos;) l_Text.erase(l_At, l_Head.size());
     return l_Text;
   }
 
