@@ -143,7 +143,7 @@ class KELSysRegKey {
                     const KELSysRegKey* iParent);
   KELSysResult Create(const std::string& iBase, const MORUnicodeString& iKeyPath, uint32_t iAccess);
   void EnsureParentAreKeys(const std::string& iFile);
-  KELSysResult OpenKeyReal(std::string iFile, uint32_t iAccess, int iDirFd, const char* iName);
+  KELSysResult OpenKeyReal(std::string iFile, uint32_t iAccess, int iDirFd);
   KELSysResult ReadValues();
   KELSysResult WriteBack();
   void Release();

@@ -65,9 +65,7 @@ KELSysResult KELSysRegKey::Open(const std::string& iBase, const MORUnicodeString
     l_Found = stat(l_Folder.c_str(), &l_Stat);
   }
   if (l_Found != 0 || !S_ISDIR(l_Stat.st_mode)) return KEL_E_FAIL;
-  const char* l_Name =
-      l_DirFd >= 0 ? l_File.c_str() + (l_File.size() - KELSysRegBaseName(l_File).size()) : nullptr;
-  return OpenKeyReal(std::move(l_File), iAccess, l_DirFd, l_Name);
+  return OpenKeyReal(std::move(l_File), iAccess, l_DirFd);
 }
 
 const MORUnicodeString& KELSysRegKey::GetPath() const {
@@ -83,7 +81,7 @@ int KELSysRegKey::KeyFolderFd() const {
   return m_DirFd;
 }
 
-KELSysResult KELSysRegKey::OpenKeyReal(std::string iFile, uint32_t iAccess, int iDirFd, const char* iName) {
+KELSysResult KELSysRegKey::OpenKeyReal(std::string iFile, uint32_t iAccess, int iDirFd) {
   CloseKey();
   uint32_t l_Mode = (iAccess & KELSysRegAccessReadWrite) == KELSysRegAccessReadWrite ? MORLockBytesReadWrite
                                                                                      : MORLockBytesRead;
@@ -91,8 +89,10 @@ KELSysResult KELSysRegKey::OpenKeyReal(std::string iFile, uint32_t iAccess, int 
   if (m_Trace)
     m_Trace->Print(KELSysTraceDebug, "  OpenKeyReal m_Path: %s, l_OpenMode: %d, l_Rc: %x\n",
                    m_FilePath.c_str(), int(l_Mode), unsigned(l_Rc));
-  l_Rc = iDirFd >= 0 ? MORFileLockBytes::Open(iDirFd, iName, l_Mode, k_ShareMode, m_File)
-                     : MORFileLockBytes::Open(AT_FDCWD, iFile.c_str(), l_Mode, k_ShareMode, m_File);
+  // Given the folder of the key file, only the file's own name is looked up in it.
+  const char* l_Path =
+      iDirFd >= 0 ? iFile.c_str() + (iFile.size() - KELSysRegBaseName(iFile).size()) : iFile.c_str();
+  l_Rc = MORFileLockBytes::Open(iDirFd >= 0 ? iDirFd : AT_FDCWD, l_Path, l_Mode, k_ShareMode, m_File);
   if (l_Rc != KEL_S_OK) return l_Rc;
   m_FilePath = std::move(iFile);
   m_Values = std::make_unique<KELSysJSONObject>();
