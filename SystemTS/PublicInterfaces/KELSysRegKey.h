@@ -143,7 +143,10 @@ class KELSysRegKey {
                     const KELSysRegKey* iParent);
   KELSysResult Create(const std::string& iBase, const MORUnicodeString& iKeyPath, uint32_t iAccess);
   void EnsureParentAreKeys(const std::string& iFile);
-  KELSysResult OpenKeyReal(std::string iFile, uint32_t iAccess, int iDirFd);
+  // Opens the key file iFile (by its name in the folder iDirFd when that is not negative), or takes
+  // iOpened, the same file already open, and reads it.
+  KELSysResult OpenKeyReal(std::string iFile, uint32_t iAccess, int iDirFd,
+                           std::unique_ptr<MORFileLockBytes> iOpened = nullptr);
   KELSysResult ReadValues();
   KELSysResult WriteBack();
   void Release();

@@ -26,6 +26,11 @@ class MORFileLockBytes final : public MORILockBytes {
   // for a file that is not a regular file, KELSysResultFromErrno(EFBIG) for one over the size limit.
   static KELSysResult Open(int iDirFd, const char* iPath, uint32_t iMode, uint32_t iShare,
                            std::unique_ptr<MORFileLockBytes>& oFile);
+  // As Open, relative to iDirFd, but only along a path without links that stays below iDirFd
+  // (every step "NAME/.." must come back there). Any other path fails, with ELOOP or EXDEV, and so
+  // does every open on a system that cannot resolve paths this way: callers then take another way.
+  static KELSysResult OpenBelow(int iDirFd, const char* iPath, uint32_t iMode,
+                                std::unique_ptr<MORFileLockBytes>& oFile);
 
   ~MORFileLockBytes() override;
   MORFileLockBytes(const MORFileLockBytes&) = delete;
@@ -41,6 +46,9 @@ class MORFileLockBytes final : public MORILockBytes {
 
  private:
   MORFileLockBytes(int iFd, uint32_t iMode, const struct stat& iStat);
+  // Keeps the descriptor iFd (closing it unless it is kept) when it is an open regular file within
+  // the size limit; a negative iFd reports errno.
+  static KELSysResult Adopt(int iFd, uint32_t iMode, std::unique_ptr<MORFileLockBytes>& oFile);
 
   int m_Fd;
   uint32_t m_Mode;

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <optional>
 
 #include "KELSysJSON.h"
@@ -25,6 +26,25 @@ constexpr uint32_t k_ShareMode = 2;
 
 bool IsSingleComponent(std::string_view iKeyPath) {
   return !iKeyPath.empty() && iKeyPath.find_first_of("\\/") == std::string_view::npos;
+}
+
+uint32_t OpenMode(uint32_t iAccess) {
+  return (iAccess & KELSysRegAccessReadWrite) == KELSysRegAccessReadWrite ? MORLockBytesReadWrite
+                                                                          : MORLockBytesRead;
+}
+
+// The path "NAME/../NAME.json" of the key file of the child NAME, as seen from the parent's folder,
+// in oPath; false when NAME is no plain name (dots, a zero byte) or too long for the buffer.
+template <size_t N>
+bool ThroughFolder(std::string_view iName, char (&oPath)[N]) {
+  if (iName == "." || iName == ".." || iName.find('\0') != std::string_view::npos ||
+      2 * iName.size() + 4 + KELSysRegKeyExtension.size() >= N)
+    return false;
+  char* l_At = std::copy(iName.begin(), iName.end(), oPath);
+  l_At = std::copy_n("/../", 4, l_At);
+  l_At = std::copy(iName.begin(), iName.end(), l_At);
+  *std::copy(KELSysRegKeyExtension.begin(), KELSysRegKeyExtension.end(), l_At) = '\0';
+  return true;
 }
 
 }  // namespace
@@ -56,6 +76,16 @@ KELSysResult KELSysRegKey::Open(const std::string& iBase, const MORUnicodeString
   // A child named by one component is looked up in the parent's folder, held open for all its
   // children, instead of walking the whole path again for each.
   int l_DirFd = iParent && IsSingleComponent(l_KeyPath) ? iParent->KeyFolderFd() : -1;
+  char l_Through[256];
+  if (l_DirFd >= 0 && !m_File && ThroughFolder(l_KeyPath, l_Through)) {
+    // With no key held there is nothing to write back first, so the key file may be opened before
+    // the key folder is known to exist: "NAME/../NAME.json", resolved without links and below the
+    // parent's folder, proves both in one lookup. What it cannot prove (a missing key, a link, a
+    // file that does not open) is settled the ordinary way below.
+    std::unique_ptr<MORFileLockBytes> l_Opened;
+    if (MORFileLockBytes::OpenBelow(l_DirFd, l_Through, OpenMode(iAccess), l_Opened) == KEL_S_OK)
+      return OpenKeyReal(std::move(l_File), iAccess, l_DirFd, std::move(l_Opened));
+  }
   struct stat l_Stat;
   int l_Found;
   if (l_DirFd >= 0) {
@@ -81,19 +111,23 @@ int KELSysRegKey::KeyFolderFd() const {
   return m_DirFd;
 }
 
-KELSysResult KELSysRegKey::OpenKeyReal(std::string iFile, uint32_t iAccess, int iDirFd) {
+KELSysResult KELSysRegKey::OpenKeyReal(std::string iFile, uint32_t iAccess, int iDirFd,
+                                       std::unique_ptr<MORFileLockBytes> iOpened) {
   CloseKey();
-  uint32_t l_Mode = (iAccess & KELSysRegAccessReadWrite) == KELSysRegAccessReadWrite ? MORLockBytesReadWrite
-                                                                                     : MORLockBytesRead;
+  uint32_t l_Mode = OpenMode(iAccess);
   KELSysResult l_Rc = KEL_E_FAIL;
   if (m_Trace)
     m_Trace->Print(KELSysTraceDebug, "  OpenKeyReal m_Path: %s, l_OpenMode: %d, l_Rc: %x\n",
                    m_FilePath.c_str(), int(l_Mode), unsigned(l_Rc));
-  // Given the folder of the key file, only the file's own name is looked up in it.
-  const char* l_Path =
-      iDirFd >= 0 ? iFile.c_str() + (iFile.size() - KELSysRegBaseName(iFile).size()) : iFile.c_str();
-  l_Rc = MORFileLockBytes::Open(iDirFd >= 0 ? iDirFd : AT_FDCWD, l_Path, l_Mode, k_ShareMode, m_File);
-  if (l_Rc != KEL_S_OK) return l_Rc;
+  if (iOpened) {
+    m_File = std::move(iOpened);
+  } else {
+    // Given the folder of the key file, only the file's own name is looked up in it.
+    const char* l_Path =
+        iDirFd >= 0 ? iFile.c_str() + (iFile.size() - KELSysRegBaseName(iFile).size()) : iFile.c_str();
+    l_Rc = MORFileLockBytes::Open(iDirFd >= 0 ? iDirFd : AT_FDCWD, l_Path, l_Mode, k_ShareMode, m_File);
+    if (l_Rc != KEL_S_OK) return l_Rc;
+  }
   m_FilePath = std::move(iFile);
   m_Values = std::make_unique<KELSysJSONObject>();
   l_Rc = ReadValues();

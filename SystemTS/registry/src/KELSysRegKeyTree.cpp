@@ -8,6 +8,7 @@
 #include "KELSysRegPath.h"
 #include "KELSysRegStore.h"
 #include "KELSysTrace.h"
+#include "MORFileLockBytes.h"
 
 namespace {
 

@@ -1,35 +1,60 @@
 #include "MORFileLockBytes.h"
 
 #include <errno.h>
+#include <linux/openat2.h>
+#include <sys/syscall.h>
 #include <unistd.h>
+
+#include <atomic>
 
 namespace {
 
 KELSysResult LastError() { return KELSysResultFromErrno(errno); }
+
+// O_NONBLOCK: opening a FIFO without a writer, or a device, must not wait. The descriptor is
+// checked right after and only regular files are kept, on which the flag has no effect.
+int OpenFlags(uint32_t iMode) {
+  return (iMode == MORLockBytesReadWrite ? O_RDWR : O_RDONLY) | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+}
+
+// Cleared for good when the system turns openat2 down as such (too old, or filtered out).
+std::atomic<bool> s_CanResolveBelow{true};
 
 }  // namespace
 
 KELSysResult MORFileLockBytes::Open(int iDirFd, const char* iPath, uint32_t iMode, uint32_t iShare,
                                     std::unique_ptr<MORFileLockBytes>& oFile) {
   (void)iShare;  // sharing is not enforced: key files are plain, unlocked files
-  // O_NONBLOCK: opening a FIFO without a writer, or a device, must not wait. The descriptor is
-  // checked right after and only regular files are kept, on which the flag has no effect.
-  int l_Flags = (iMode == MORLockBytesReadWrite ? O_RDWR : O_RDONLY) | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-  int l_Fd = openat(iDirFd, iPath, l_Flags);
-  if (l_Fd < 0) return LastError();
+  return Adopt(openat(iDirFd, iPath, OpenFlags(iMode)), iMode, oFile);
+}
+
+KELSysResult MORFileLockBytes::OpenBelow(int iDirFd, const char* iPath, uint32_t iMode,
+                                         std::unique_ptr<MORFileLockBytes>& oFile) {
+  if (!s_CanResolveBelow.load(std::memory_order_relaxed)) return KELSysResultFromErrno(ENOSYS);
+  open_how l_How{};
+  l_How.flags = uint64_t(OpenFlags(iMode));
+  l_How.resolve = RESOLVE_NO_SYMLINKS | RESOLVE_BENEATH;
+  int l_Fd = int(syscall(SYS_openat2, iDirFd, iPath, &l_How, sizeof l_How));
+  if (l_Fd < 0 && (errno == ENOSYS || errno == EPERM || errno == EINVAL || errno == E2BIG))
+    s_CanResolveBelow.store(false, std::memory_order_relaxed);
+  return Adopt(l_Fd, iMode, oFile);
+}
+
+KELSysResult MORFileLockBytes::Adopt(int iFd, uint32_t iMode, std::unique_ptr<MORFileLockBytes>& oFile) {
+  if (iFd < 0) return LastError();
   struct stat l_Stat;
   KELSysResult l_Rc = KEL_S_OK;
-  if (fstat(l_Fd, &l_Stat) != 0)
+  if (fstat(iFd, &l_Stat) != 0)
     l_Rc = LastError();
   else if (!S_ISREG(l_Stat.st_mode))
     l_Rc = KEL_E_FAIL;
   else if (uint64_t(l_Stat.st_size) > MORFileLockBytesMaxSize)
     l_Rc = KELSysResultFromErrno(EFBIG);
   if (l_Rc != KEL_S_OK) {
-    close(l_Fd);
+    close(iFd);
     return l_Rc;
   }
-  oFile.reset(new MORFileLockBytes(l_Fd, iMode == MORLockBytesReadWrite ? iMode : MORLockBytesRead, l_Stat));
+  oFile.reset(new MORFileLockBytes(iFd, iMode == MORLockBytesReadWrite ? iMode : MORLockBytesRead, l_Stat));
   return KEL_S_OK;
 }
 

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -115,6 +116,90 @@ INSTANTIATE_TEST_SUITE_P(
                       std::ofstream(iPath) << "{}";
                       fs::resize_file(iPath, (64 << 20) + 1);
                     }));
+
+// A child key of the key P laid out in some way (iP: P's folder), and what opening it must give.
+struct ChildCase {
+  const char* m_Name;
+  void (*m_Lay)(const std::string& iP);
+  KELSysResult m_Rc;
+  const char* m_Value;  // of "V", "none" when there is none
+};
+
+class KELSysRegChildTest : public KELSysRegKeyTest, public testing::WithParamInterface<ChildCase> {};
+
+// A child opened by its name below the open parent is the same key as when opened by the whole path
+// from the hive, whatever stands where its folder and its file should be.
+TEST_P(KELSysRegChildTest, OpensAsTheWholePathWould) {
+  WriteKey("HKLM/P");
+  GetParam().m_Lay(Path("HKLM/P"));
+  alarm(10);
+  const std::string l_Name = GetParam().m_Name;
+  for (bool l_BelowParent : {true, false}) {
+    KELSysRegKey l_Parent, l_Key;
+    ASSERT_EQ(l_Parent.OpenKey(KELSysRegHiveLocalMachine, "P", KELSysRegAccessRead), KEL_S_OK);
+    KELSysResult l_Rc = l_BelowParent ? l_Key.OpenKey(l_Parent, l_Name.c_str(), KELSysRegAccessRead)
+                                      : l_Key.OpenKey(KELSysRegHiveLocalMachine, ("P\\" + l_Name).c_str(),
+                                                      KELSysRegAccessRead);
+    EXPECT_EQ(l_Rc, GetParam().m_Rc) << (l_BelowParent ? "below the parent" : "from the hive");
+    MORUnicodeString l_Value = "none";
+    EXPECT_EQ(l_Key.QueryStringValue("V", l_Value), KEL_S_OK);
+    EXPECT_EQ(l_Value, MORUnicodeString(GetParam().m_Value));
+  }
+  alarm(0);
+}
+
+// The file iPath holding the string value V = iValue of the key iKey.
+void ValueFile(const std::string& iPath, const char* iKey, const char* iValue) {
+  std::ofstream(iPath) << "{\"" << iKey << "\":{\"V\":[3,\"" << iValue << "\"]}}";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Layouts, KELSysRegChildTest,
+    testing::Values(ChildCase{"C",
+                              [](const std::string& iP) {
+                                fs::create_directory(iP + "/C");
+                                ValueFile(iP + "/C.json", "C", "plain");
+                              },
+                              KEL_S_OK, "plain"},
+                    ChildCase{"C",
+                              [](const std::string& iP) {
+                                // Seen through the link, "C/.." is the hive folder, where a decoy waits.
+                                fs::create_directory(iP + "/../Elsewhere");
+                                fs::create_directory_symlink(iP + "/../Elsewhere", iP + "/C");
+                                ValueFile(iP + "/C.json", "C", "linked folder");
+                                ValueFile(iP + "/../C.json", "C", "decoy");
+                              },
+                              KEL_S_OK, "linked folder"},
+                    ChildCase{"C",
+                              [](const std::string& iP) {
+                                fs::create_directory(iP + "/C");
+                                ValueFile(iP + "/Target", "C", "linked file");
+                                fs::create_symlink(iP + "/Target", iP + "/C.json");
+                              },
+                              KEL_S_OK, "linked file"},
+                    ChildCase{"C", [](const std::string& iP) { ValueFile(iP + "/C.json", "C", "no folder"); },
+                              KEL_E_FAIL, "none"},
+                    ChildCase{"C",
+                              [](const std::string& iP) {
+                                ValueFile(iP + "/C.json", "C", "file for a folder");
+                                std::ofstream(iP + "/C") << "not a folder";
+                              },
+                              KEL_E_FAIL, "none"},
+                    ChildCase{"C", [](const std::string& iP) { fs::create_directory(iP + "/C"); },
+                              KELSysResultFromErrno(ENOENT), "none"},
+                    ChildCase{"C",
+                              [](const std::string& iP) {
+                                fs::create_directory(iP + "/C");
+                                ASSERT_EQ(mkfifo((iP + "/C.json").c_str(), 0644), 0);
+                              },
+                              KEL_E_FAIL, "none"},
+                    // ".." is P's own folder, so its key file is "...json" in P's folder.
+                    ChildCase{"..",
+                              [](const std::string& iP) {
+                                ValueFile(iP + "/...json", "..", "dots");
+                                ValueFile(iP + "/../../...json", "..", "decoy");
+                              },
+                              KEL_S_OK, "dots"}));
 
 bool MakeMountNamespace() {
   if (unshare(CLONE_NEWNS) != 0) {
