@@ -65,6 +65,9 @@ class KELInsRegKey {
   void GetValue(const std::string& iName, int32_t& oValue) const;
   // Reads a string value; on failure oValue is untouched.
   void GetValue(const std::string& iName, std::string& oValue) const;
+  // The same read for callers to whom a missing value is an everyday answer: false, with oValue
+  // untouched, where GetValue throws "GetValue - <name>". An empty handle still throws.
+  bool TryGetValue(const std::string& iName, std::string& oValue) const;
   // Store a value in the open key (written to disk when the key is closed). The key must have been
   // opened for writing.
   void SetValue(const std::string& iName, const std::string& iValue);

@@ -1,5 +1,7 @@
 #include "KELInsRegKey.h"
 
+#include <algorithm>
+#include <array>
 #include <stdexcept>
 #include <utility>
 
@@ -39,6 +41,32 @@ std::string ToBytes(const MORUnicodeString& iText) {
 }
 
 MORUnicodeString ToUnicode(const std::string& iText) { return MORUnicodeString(iText.data(), iText.size()); }
+
+bool IsASCII(const std::string& iText) {
+  return std::all_of(iText.begin(), iText.end(), [](char iByte) { return (iByte & 0x80) == 0; });
+}
+
+// A value name as the framework takes it. A walk asks for the same few names ("Path", "SPlevel")
+// in every key, so the last few ASCII ones are kept converted, together with the narrow text the
+// registry makes of them for its lookups. ASCII converts alike under every code set, so a kept
+// name never goes stale; other names are converted on each call, into oScratch.
+const MORUnicodeString& ValueName(const std::string& iName, MORUnicodeString& oScratch) {
+  struct Kept {
+    std::string m_Bytes;
+    MORUnicodeString m_Text;
+  };
+  constexpr size_t k_Kept = 4;
+  thread_local std::array<Kept, k_Kept> t_Kept;
+  thread_local size_t t_Next = 0;
+  for (const Kept& l_Kept : t_Kept)
+    if (!l_Kept.m_Text.IsEmpty() && l_Kept.m_Bytes == iName) return l_Kept.m_Text;
+  oScratch = ToUnicode(iName);
+  if (iName.empty() || !IsASCII(iName)) return oScratch;
+  Kept& l_New = t_Kept[t_Next++ % k_Kept];
+  l_New.m_Bytes = iName;
+  l_New.m_Text = std::move(oScratch);
+  return l_New.m_Text;
+}
 
 void ToByteList(const std::vector<MORUnicodeString>& iNames, std::vector<std::string>& oNames) {
   oNames.reserve(iNames.size());
@@ -108,7 +136,8 @@ void KELInsRegKey::DeleteKeyTree(const std::string& iName) {
 }
 
 void KELInsRegKey::DeleteValue(const std::string& iName) {
-  Check(Key().DeleteValue(ToUnicode(iName)), "DeleteValue", iName);
+  MORUnicodeString l_Scratch;
+  Check(Key().DeleteValue(ValueName(iName, l_Scratch)), "DeleteValue", iName);
 }
 
 void KELInsRegKey::GetValue(const std::string& iName, int32_t& oValue) const {
@@ -116,23 +145,35 @@ void KELInsRegKey::GetValue(const std::string& iName, int32_t& oValue) const {
   // The caller's variable receives whatever the registry left in the result, before the code is
   // looked at: a malformed value is written and still reported as a failure.
   uint32_t l_Value = static_cast<uint32_t>(oValue);
-  KELSysResult l_Result = l_Key.QueryDWORDValue(ToUnicode(iName), l_Value);
+  MORUnicodeString l_Scratch;
+  KELSysResult l_Result = l_Key.QueryDWORDValue(ValueName(iName, l_Scratch), l_Value);
   oValue = static_cast<int32_t>(l_Value);
   Check(l_Result, "GetValue", iName);
 }
 
 void KELInsRegKey::GetValue(const std::string& iName, std::string& oValue) const {
-  MORUnicodeString l_Value;
-  Check(Key().QueryStringValue(ToUnicode(iName), l_Value), "GetValue", iName);
-  oValue = ToBytes(l_Value);
+  if (!TryGetValue(iName, oValue)) Fail("GetValue", iName);
+}
+
+bool KELInsRegKey::TryGetValue(const std::string& iName, std::string& oValue) const {
+  KELSysRegKey& l_Key = Key();
+  MORUnicodeString l_Scratch, l_Value;
+  if (l_Key.QueryStringValue(ValueName(iName, l_Scratch), l_Value) != KEL_S_OK) return false;
+  size_t l_Length = 0;
+  const char* l_Bytes = l_Value.ConvertToMBCS(&l_Length);
+  oValue.assign(l_Bytes, l_Length);
+  return true;
 }
 
 void KELInsRegKey::SetValue(const std::string& iName, const std::string& iValue) {
-  Check(Key().SetStringValue(ToUnicode(iName), ToUnicode(iValue)), "SetValue", iName + ", " + iValue);
+  MORUnicodeString l_Scratch;
+  Check(Key().SetStringValue(ValueName(iName, l_Scratch), ToUnicode(iValue)), "SetValue",
+        iName + ", " + iValue);
 }
 
 void KELInsRegKey::SetValue(const std::string& iName, int32_t iValue) {
-  Check(Key().SetDWORDValue(ToUnicode(iName), static_cast<uint32_t>(iValue)), "SetValue",
+  MORUnicodeString l_Scratch;
+  Check(Key().SetDWORDValue(ValueName(iName, l_Scratch), static_cast<uint32_t>(iValue)), "SetValue",
         iName + ", " + std::to_string(iValue));
 }
 

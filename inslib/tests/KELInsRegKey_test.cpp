@@ -67,6 +67,30 @@ TEST_F(KELInsRegKeyTest, FailuresNameTheOperationAndTheObject) {
   EXPECT_EQ(l_Int, 42);
 }
 
+TEST_F(KELInsRegKeyTest, ValueReadsFindEveryNameAndTryFormsFailQuietly) {
+  // More names than the wrapper keeps converted, read in turns, and the empty name, never kept.
+  const std::vector<std::string> l_Names = {"Path", "SPlevel", "GAlevel", "A", "B", "Pat", ""};
+  {
+    H l_New = H::CreateKey(H::HiveLocalMachine, "K");
+    for (const std::string& l_Name : l_Names) l_New.SetValue(l_Name, "v-" + l_Name);
+    l_New.SetValue("Count", 5);
+  }
+  H l_Key = H::OpenKey(H::HiveLocalMachine, "K", H::ReadOnly);
+  for (int l_Round = 0; l_Round < 3; ++l_Round) {
+    for (const std::string& l_Name : l_Names) {
+      std::string l_Text, l_Tried;
+      l_Key.GetValue(l_Name, l_Text);
+      EXPECT_TRUE(l_Key.TryGetValue(l_Name, l_Tried));
+      EXPECT_TRUE(l_Text == "v-" + l_Name && l_Tried == l_Text) << l_Name;
+    }
+  }
+  std::string l_Text = "kept";
+  EXPECT_FALSE(l_Key.TryGetValue("Missing", l_Text) || l_Key.TryGetValue("Count", l_Text));
+  EXPECT_EQ(l_Text, "kept");
+  ExpectFailures({{[&] { H().TryGetValue("Path", l_Text); }, "Null pointer"},
+                  {[&] { l_Key.GetValue("Count", l_Text); }, "GetValue - Count"}});
+}
+
 TEST_F(KELInsRegKeyTest, HiveFormsDeleteTheKeyItselfAndListingsStartEmpty) {
   H::CreateKey(H::HiveLocalMachine, "A\\B\\C");
   H l_Key = H::OpenKey(H::HiveLocalMachine, "A\\B", H::ReadOnly);

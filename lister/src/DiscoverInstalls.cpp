@@ -48,9 +48,10 @@ Names OpenTree(const char* iPath, KELInsRegKey& oKey) {
   return l_Names;
 }
 
-// Reads string values of an open key.
+// Reads string values of an open key. A value that is not there is common (many installations have
+// no hotfix level), so it is answered without an exception; the output then keeps its value.
 void ReadFrom(const KELInsRegKey& iKey, std::span<const ValueRead> iReads) {
-  for (const ValueRead& l_Read : iReads) Try([&] { iKey.GetValue(l_Read.m_Name, *l_Read.m_Value); });
+  for (const ValueRead& l_Read : iReads) Try([&] { iKey.TryGetValue(l_Read.m_Name, *l_Read.m_Value); });
 }
 
 // Opens oKey on subkey iName of iParent and lists its subkeys; false when either fails.
