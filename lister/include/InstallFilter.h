@@ -15,6 +15,10 @@ class InstallFilter {
   explicit InstallFilter(const InstallQuery& iQuery);
 
   bool Accepts(std::string_view iLevel, std::string_view iType, std::string_view iHfxLevel) const;
+  // The level and type parts of the test alone: false when no installation of that build level, or
+  // of that type, can pass.
+  bool AcceptsLevel(std::string_view iLevel) const { return m_Level.empty() || iLevel == m_Level; }
+  bool AcceptsType(std::string_view iType) const;
 
  private:
   std::string m_Level;

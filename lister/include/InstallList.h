@@ -2,10 +2,11 @@
 #ifndef InstallList_H
 #define InstallList_H
 
-#include <vector>
+#include <deque>
 
 #include "InstallRecord.h"
 
-using InstallList = std::vector<InstallRecord>;
+// A deque: a long list grows without moving the records it already holds.
+using InstallList = std::deque<InstallRecord>;
 
 #endif

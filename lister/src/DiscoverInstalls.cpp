@@ -65,7 +65,9 @@ bool OpenBranch(const KELInsRegKey& iParent, const std::string& iName, KELInsReg
 class Discovery {
  public:
   explicit Discovery(const InstallQuery& iQuery)
-      : m_Filter(iQuery), m_Traced(KELSysTrace::Find("KELSYSREGKEY") != nullptr) {}
+      : m_Filter(iQuery),
+        m_Traced(KELSysTrace::Find("KELSYSREGKEY") != nullptr || KELSysTrace::Find("KELSysJSON") != nullptr) {
+  }
 
   InstallList Run();
 
@@ -80,10 +82,16 @@ class Discovery {
   void Keep(std::string&& ioLevel, const std::string& iType, std::string&& ioHfx, const std::string& iIdent,
             std::string&& ioPath);
 
+  // Whether the walk goes into the keys of a build level or type. Untraced, keys whose every
+  // installation the filter would drop are left unread: nobody can tell.
+  bool Visits(bool iAccepted) const { return iAccepted || m_Traced; }
+
   InstallFilter m_Filter;
-  // With the registry's trace channel on, every key open and value read shows in the trace, so the
-  // values are then read with one open each, as separate reads would show them. Otherwise a single
-  // open of the key serves all its values: nobody can tell, and it halves the work per installation.
+  // With the registry's or the JSON parser's trace channel on, every key open, value read and key
+  // parse shows in the trace, so the walk then makes each of them as described: every key visited,
+  // and one open per value read. Otherwise a single open of a key serves all its values, and keys
+  // that cannot pass the filter are skipped: nobody can tell, and it halves the work per
+  // installation.
   bool m_Traced;
   InstallList m_List;
 };
@@ -94,8 +102,10 @@ InstallList Discovery::Run() {
   KELInsRegKey l_Common;
   const Names l_Levels = OpenTree(s_ProductTree, l_Product);
   const Names l_Types = OpenTree(s_CommonTree, l_Common);
-  for (const std::string& l_Level : l_Levels) WalkLevel(l_Product, l_Level);
-  for (const std::string& l_Type : l_Types) ReadCommon(l_Common, l_Type);
+  for (const std::string& l_Level : l_Levels)
+    if (Visits(m_Filter.AcceptsLevel(l_Level))) WalkLevel(l_Product, l_Level);
+  for (const std::string& l_Type : l_Types)
+    if (Visits(m_Filter.AcceptsType(l_Type))) ReadCommon(l_Common, l_Type);
   return std::move(m_List);
 }
 
@@ -103,7 +113,8 @@ void Discovery::WalkLevel(const KELInsRegKey& iProduct, const std::string& iLeve
   KELInsRegKey l_LevelKey;
   Names l_Types;
   if (!OpenBranch(iProduct, iLevel, l_LevelKey, l_Types)) return;
-  for (const std::string& l_Type : l_Types) WalkType(l_LevelKey, iLevel, l_Type);
+  for (const std::string& l_Type : l_Types)
+    if (Visits(m_Filter.AcceptsType(l_Type))) WalkType(l_LevelKey, iLevel, l_Type);
 }
 
 void Discovery::WalkType(const KELInsRegKey& iLevelKey, const std::string& iLevel, const std::string& iType) {

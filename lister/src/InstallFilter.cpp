@@ -13,11 +13,10 @@ InstallFilter::InstallFilter(const InstallQuery& iQuery)
 
 bool InstallFilter::Accepts(std::string_view iLevel, std::string_view iType,
                             std::string_view iHfxLevel) const {
-  if (!m_Level.empty() && iLevel != m_Level) return false;
-  if (m_TypeIsPrefix) {
-    if (!iType.starts_with(m_Type)) return false;
-  } else if (!m_Type.empty() && iType != m_Type) {
-    return false;
-  }
-  return m_HfxLevel.empty() || iHfxLevel == m_HfxLevel;
+  return AcceptsLevel(iLevel) && AcceptsType(iType) && (m_HfxLevel.empty() || iHfxLevel == m_HfxLevel);
+}
+
+bool InstallFilter::AcceptsType(std::string_view iType) const {
+  if (m_TypeIsPrefix) return iType.starts_with(m_Type);
+  return m_Type.empty() || iType == m_Type;
 }

@@ -149,6 +149,32 @@ TEST_F(ListInstallsCommand, StatusIsTheCountAsItStandsAndAClosedOutputEndsNoProc
   EXPECT_EQ(std::count(l_Xml.m_Out.begin(), l_Xml.m_Out.end(), '\n'), 256 + 2);
 }
 
+// With the registry's or the parser's trace channel on, the walk makes every open, read and parse
+// it describes, whatever the filters: each installation key is opened once per value read.
+TEST_F(ListInstallsCommand, TracedWalkShowsEveryKeyOpenedOncePerValue) {
+  m_Registry.AddInstall("B419/Desktop/X1", "/opt/X1", "419.1");
+  m_Registry.AddInstall("B420/Kiosk/X2", "/opt/X2");
+  m_Registry.AddCommon("Viewer", "B418", "/opt/V");
+  // Q4, Q4_Common, two levels, two types, 2 x 2 identifier reads, 3 common reads after the open.
+  const std::pair<std::string, std::string> l_Lines[] = {{"KELSYSREGKEY", "] KELSYSREGKEY:   OpenKeyReal"},
+                                                         {"KELSysJSON", "JSON Pair string 'Version'"}};
+  const int l_Expected[] = {14, 8};
+  for (size_t l_Case = 0; l_Case < 2; ++l_Case) {
+    for (const std::vector<std::string>& l_Args :
+         {std::vector<std::string>{}, std::vector<std::string>{"-level", "B419", "-type", "Nothing"}}) {
+      Outcome l_Run = Run(l_Args, "", "KELSysTrace=" + Quote("-e " + l_Lines[l_Case].first) + " ");
+      SKIP_WITHOUT_NAMESPACE();
+      EXPECT_EQ(l_Run.m_Status, l_Args.empty() ? 3 : 0);
+      int l_Count = 0;
+      for (size_t l_At = 0; (l_At = l_Run.m_Err.find(l_Lines[l_Case].second, l_At)) != std::string::npos;
+           ++l_At)
+        ++l_Count;
+      EXPECT_EQ(l_Count, l_Expected[l_Case])
+          << l_Lines[l_Case].first << " with " << l_Args.size() << " arguments";
+    }
+  }
+}
+
 TEST_F(ListInstallsCommand, ListingChangesNoFileAndOutputsValidateWithStandardClients) {
   m_Registry.AddInstall("B419/Desktop/X1", "/opt/\xC3\xA9t\xC3\xA9 & <\\\"co'>/\xE6\x97\xA5\t\\\\\xFF",
                         "419.1");
