@@ -35,18 +35,21 @@ class KELSysJSONArray : public KELSysJSONBase {
   const KELSysJSONValueList& GetValues() const { return m_Values; }
 
   // Range-for over the elements.
-  KELSysJSONValue* begin();
+  KELSysJSONValue* begin() { return m_Values.begin(); }
   KELSysJSONValue* end();
-  const KELSysJSONValue* begin() const;
+  const KELSysJSONValue* begin() const { return m_Values.begin(); }
   const KELSysJSONValue* end() const;
 
   // "[" elements "]"; see KELSysJSONBase::Write.
   KELSysResult Write(std::string& oOut, bool iCompact, const std::string& iIndent) const override;
 
  private:
+  friend class KELSysJSONBlock;
   friend class KELSysJSONTree;
   friend class KELSysJSONBuilder;
   friend class KELSysJSONValue;
+  using Item = KELSysJSONValue;
+  KELSysJSONValueListImpl& List() { return m_Values; }
   KELSysJSONValueListImpl m_Values;
 };
 

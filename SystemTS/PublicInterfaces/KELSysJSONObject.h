@@ -53,18 +53,21 @@ class KELSysJSONObject : public KELSysJSONBase {
   const KELSysJSONPairList& GetPairs() const { return m_Pairs; }
 
   // Range-for over the pairs.
-  KELSysJSONPair* begin();
+  KELSysJSONPair* begin() { return m_Pairs.begin(); }
   KELSysJSONPair* end();
-  const KELSysJSONPair* begin() const;
+  const KELSysJSONPair* begin() const { return m_Pairs.begin(); }
   const KELSysJSONPair* end() const;
 
   // "{" pairs "}"; see KELSysJSONBase::Write.
   KELSysResult Write(std::string& oOut, bool iCompact, const std::string& iIndent) const override;
 
  private:
+  friend class KELSysJSONBlock;
   friend class KELSysJSONTree;
   friend class KELSysJSONBuilder;
   friend class KELSysJSONValue;
+  using Item = KELSysJSONPair;
+  KELSysJSONPairListImpl& List() { return m_Pairs; }
   KELSysJSONPairListImpl m_Pairs;
   std::unique_ptr<KELSysJSONValue> m_Missing;
 };

@@ -1,10 +1,12 @@
-// A JSON value: a type tag and the payload that the tag names. A value always owns an array and an
-// object of its own (empty unless its type is array or object); string payloads are raw bytes, kept
-// exactly as they stood between the quotes of the parsed text (escapes are not decoded).
+// A JSON value: a type tag and the payload that the tag names. A value always has an array and an
+// object of its own (empty unless its type is array or object); their storage is made on first use,
+// so a scalar or a string costs no container. String payloads are raw bytes, kept exactly as they
+// stood between the quotes of the parsed text (escapes are not decoded).
 //
 // Every setter first clears the value back to null (type null, empty string, both containers
-// emptied) and then sets type and payload. Copies are deep; copying, destroying and writing a value
-// of any nesting depth uses no recursion.
+// emptied) and then sets type and payload; the containers stay the same objects. Moving or swapping
+// values hands their containers over, so references into them follow the containers. Copies are
+// deep; copying, destroying and writing a value of any nesting depth uses no recursion.
 #ifndef KELSysJSONValue_H
 #define KELSysJSONValue_H
 
@@ -34,7 +36,7 @@ class KELSysJSONValue : public KELSysJSONBase {
   KELSysJSONValue(KELSysJSONValue&& iOther) noexcept;
   KELSysJSONValue& operator=(const KELSysJSONValue& iOther);
   KELSysJSONValue& operator=(KELSysJSONValue&& iOther) noexcept;
-  ~KELSysJSONValue() override = default;
+  ~KELSysJSONValue() override;
 
   KELSysJSONType GetType() const { return m_Type; }
   bool IsNull() const { return m_Type == KELSysJSONTypeNull; }
@@ -44,10 +46,12 @@ class KELSysJSONValue : public KELSysJSONBase {
   int64_t GetInteger() const { return m_Type == KELSysJSONTypeInteger ? m_Scalar.m_Integer : 0; }
   double GetDouble() const { return m_Type == KELSysJSONTypeDouble ? m_Scalar.m_Double : 0.0; }
   const std::string& GetString() const { return m_String; }
-  KELSysJSONArray& GetArray() { return m_Array; }
-  const KELSysJSONArray& GetArray() const { return m_Array; }
-  KELSysJSONObject& GetObject() { return m_Object; }
-  const KELSysJSONObject& GetObject() const { return m_Object; }
+  // The containers. The first non-const call on a value that has none makes it (and throws
+  // std::bad_alloc when that fails).
+  KELSysJSONArray& GetArray() { return m_Array ? *m_Array : MakeArray(); }
+  const KELSysJSONArray& GetArray() const;
+  KELSysJSONObject& GetObject() { return m_Object ? *m_Object : MakeObject(); }
+  const KELSysJSONObject& GetObject() const;
 
   void SetNull();
   void SetBoolean(bool iValue);
@@ -75,11 +79,14 @@ class KELSysJSONValue : public KELSysJSONBase {
   friend class KELSysJSONTree;
   friend class KELSysJSONBuilder;
 
+  void FreeContainers() noexcept;
+  KELSysJSONArray& MakeArray();
+  KELSysJSONObject& MakeObject();
   // Clears the value, then makes it iType holding iContainer in iSlot.
   template <class Container>
-  KELSysResult Take(Container KELSysJSONValue::*iSlot, KELSysJSONType iType, Container&& iContainer);
+  KELSysResult Take(Container* KELSysJSONValue::*iSlot, KELSysJSONType iType, Container&& iContainer);
   template <class Container>
-  KELSysResult Copy(Container KELSysJSONValue::*iSlot, KELSysJSONType iType, const Container& iContainer);
+  KELSysResult Copy(Container* KELSysJSONValue::*iSlot, KELSysJSONType iType, const Container& iContainer);
 
   KELSysJSONType m_Type = KELSysJSONTypeNull;
   union {
@@ -88,8 +95,9 @@ class KELSysJSONValue : public KELSysJSONBase {
     double m_Double;
   } m_Scalar;
   std::string m_String;
-  KELSysJSONArray m_Array;
-  KELSysJSONObject m_Object;
+  // Each lives in a block made by KELSysJSONBlock, null until first needed.
+  KELSysJSONArray* m_Array = nullptr;
+  KELSysJSONObject* m_Object = nullptr;
 };
 
 #endif

@@ -64,7 +64,7 @@ KELSysResult KELSysJSON::Parse(const char* iText, size_t iLength, KELSysTrace* i
 KELSysResult KELSysJSON::Build(KELSysJSONValue& oRoot) {
   oRoot.SetNull();
   try {
-    KELSysJSONBuilder l_Builder(oRoot, m_Work->m_Open, m_Trace, m_Scratch);
+    KELSysJSONBuilder l_Builder(oRoot, m_Work->m_Open, m_Trace, m_Scratch, m_Tokens->m_Count);
     KELSysJSONWalker l_Walker(m_Tokens->m_Records, m_Tokens->m_Count, m_Text, m_Work->m_Frames);
     if (l_Walker.Walk(l_Builder)) return KEL_S_OK;
     oRoot.SetNull();

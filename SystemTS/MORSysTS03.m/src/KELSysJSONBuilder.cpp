@@ -2,11 +2,17 @@
 
 #include <utility>
 
+#include "KELSysJSONBlock.h"
 #include "KELSysJSONPair.h"
 
 KELSysJSONBuilder::KELSysJSONBuilder(KELSysJSONValue& oRoot, std::vector<KELSysJSONValue*>& ioOpen,
-                                     KELSysTrace* iTrace, std::string& ioScratch)
-    : m_Target(&oRoot), m_Open(ioOpen), m_Trace(iTrace), m_Scratch(ioScratch) {
+                                     KELSysTrace* iTrace, std::string& ioScratch, uint32_t iTokens)
+    // Each token becomes at most one member, and a container's block adds a little to that.
+    : m_Target(&oRoot),
+      m_Open(ioOpen),
+      m_Trace(iTrace),
+      m_Scratch(ioScratch),
+      m_Blocks(size_t{iTokens} * (sizeof(KELSysJSONValue) + 16)) {
   m_Open.clear();
 }
 
@@ -17,19 +23,29 @@ void KELSysJSONBuilder::TraceText(const char* iFormat, const char* iBytes, uint3
   m_Trace->Print(KELSysTraceDebug, iFormat, m_Scratch.c_str());
 }
 
-// Containers are filled in place. Members are reserved from the token's count, so appending never
-// moves the values that the open list points at.
+// Containers are filled in place. Each is made with room for the token's count of members right
+// behind it (one allocation), so appending never moves the values that the open list points at.
+// Only the root may already have a container of its own, which it keeps.
+template <class Container>
+void KELSysJSONBuilder::Room(Container*& ioContainer, int32_t iCount) {
+  const uint32_t l_Count = static_cast<uint32_t>(iCount);
+  if (ioContainer)
+    ioContainer->List().Reserve(l_Count);
+  else
+    ioContainer = KELSysJSONBlock::New<Container>(l_Count, &m_Blocks);
+}
+
 bool KELSysJSONBuilder::ObjectBegin(const KELSysJSONTokenRecord& iToken) {
   Trace("JSON Object begin\n");
   m_Target->m_Type = KELSysJSONTypeObject;
-  m_Target->m_Object.m_Pairs.Items().reserve(static_cast<size_t>(iToken.m_Size));
+  Room(m_Target->m_Object, iToken.m_Size);
   m_Open.push_back(m_Target);
   return true;
 }
 
 bool KELSysJSONBuilder::Key(const char* iBytes, uint32_t iLength) {
   TraceText("  JSON Pair string '%s'\n", iBytes, iLength);
-  KELSysJSONPair& l_Pair = m_Open.back()->m_Object.m_Pairs.Items().emplace_back();
+  KELSysJSONPair& l_Pair = m_Open.back()->m_Object->m_Pairs.EmplaceBack();
   l_Pair.SetKey(std::string_view(iBytes, iLength));
   m_Target = &l_Pair.GetValue();
   return true;
@@ -44,13 +60,13 @@ bool KELSysJSONBuilder::ObjectEnd() {
 bool KELSysJSONBuilder::ArrayBegin(const KELSysJSONTokenRecord& iToken) {
   Trace("JSON Array begin\n");
   m_Target->m_Type = KELSysJSONTypeArray;
-  m_Target->m_Array.m_Values.Items().reserve(static_cast<size_t>(iToken.m_Size));
+  Room(m_Target->m_Array, iToken.m_Size);
   m_Open.push_back(m_Target);
   return true;
 }
 
 bool KELSysJSONBuilder::ItemBegin() {
-  m_Target = &m_Open.back()->m_Array.m_Values.Items().emplace_back();
+  m_Target = &m_Open.back()->m_Array->m_Values.EmplaceBack();
   return true;
 }
 

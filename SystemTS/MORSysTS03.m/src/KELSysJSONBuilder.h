@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "KELSysJSONBlock.h"
 #include "KELSysJSONPrimitive.h"
 #include "KELSysJSONPrivate.h"
 #include "KELSysJSONValue.h"
@@ -15,8 +16,9 @@
 class KELSysJSONBuilder {
  public:
   // oRoot must be null. ioOpen and ioScratch are working storage kept by the caller between builds.
+  // iTokens, the number of tokens to build, sizes the chunks the containers are carved from.
   KELSysJSONBuilder(KELSysJSONValue& oRoot, std::vector<KELSysJSONValue*>& ioOpen, KELSysTrace* iTrace,
-                    std::string& ioScratch);
+                    std::string& ioScratch, uint32_t iTokens);
 
   bool ObjectBegin(const KELSysJSONTokenRecord& iToken);
   bool Key(const char* iBytes, uint32_t iLength);
@@ -33,11 +35,14 @@ class KELSysJSONBuilder {
     if (m_Trace) m_Trace->Print(KELSysTraceDebug, "%s", iLine);
   }
   void TraceText(const char* iFormat, const char* iBytes, uint32_t iLength);
+  template <class Container>
+  void Room(Container*& ioContainer, int32_t iCount);
 
   KELSysJSONValue* m_Target;  // the value the next event fills
   std::vector<KELSysJSONValue*>& m_Open;
   KELSysTrace* m_Trace;
   std::string& m_Scratch;
+  KELSysJSONBlockSource m_Blocks;
 };
 
 #endif

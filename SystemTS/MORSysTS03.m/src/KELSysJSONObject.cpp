@@ -24,7 +24,7 @@ KELSysJSONObject& KELSysJSONObject::operator=(const KELSysJSONObject& iOther) {
 KELSysJSONObject& KELSysJSONObject::operator=(KELSysJSONObject&& iOther) noexcept {
   if (this != &iOther) {
     KELSysJSONObject l_Taken(std::move(iOther));  // iOther may lie below this object
-    m_Pairs.Items().swap(l_Taken.m_Pairs.Items());
+    m_Pairs.Swap(l_Taken.m_Pairs);
     m_Missing.swap(l_Taken.m_Missing);
   }
   return *this;
@@ -57,7 +57,7 @@ KELSysResult KELSysJSONObject::AddPair(KELSysJSONPair&& iPair) { return m_Pairs.
 
 KELSysJSONValue& KELSysJSONObject::Lookup(const char* iKey) {
   if (iKey != nullptr) {
-    for (KELSysJSONPair& l_Pair : m_Pairs.Items())
+    for (KELSysJSONPair& l_Pair : m_Pairs)
       if (std::strcmp(l_Pair.GetKey().c_str(), iKey) == 0) return l_Pair.GetValue();
   }
   if (!m_Missing) m_Missing = std::make_unique<KELSysJSONValue>();
@@ -65,7 +65,7 @@ KELSysJSONValue& KELSysJSONObject::Lookup(const char* iKey) {
 }
 
 KELSysJSONValue* KELSysJSONObject::Find(std::string_view iKey) {
-  for (KELSysJSONPair& l_Pair : m_Pairs.Items())
+  for (KELSysJSONPair& l_Pair : m_Pairs)
     if (l_Pair.GetKey() == iKey) return &l_Pair.GetValue();
   return nullptr;
 }
@@ -75,18 +75,13 @@ const KELSysJSONValue* KELSysJSONObject::Find(std::string_view iKey) const {
 }
 
 bool KELSysJSONObject::Remove(std::string_view iKey) {
-  std::vector<KELSysJSONPair>& l_Pairs = m_Pairs.Items();
-  for (size_t l_Index = 0; l_Index < l_Pairs.size(); ++l_Index)
-    if (l_Pairs[l_Index].GetKey() == iKey) return m_Pairs.RemoveAt(l_Index);
+  for (size_t l_Index = 0; l_Index < m_Pairs.GetCount(); ++l_Index)
+    if (m_Pairs.GetAt(l_Index)->GetKey() == iKey) return m_Pairs.RemoveAt(l_Index);
   return false;
 }
 
-KELSysJSONPair* KELSysJSONObject::begin() { return m_Pairs.Items().data(); }
-KELSysJSONPair* KELSysJSONObject::end() { return m_Pairs.Items().data() + m_Pairs.Items().size(); }
-const KELSysJSONPair* KELSysJSONObject::begin() const { return m_Pairs.Items().data(); }
-const KELSysJSONPair* KELSysJSONObject::end() const {
-  return m_Pairs.Items().data() + m_Pairs.Items().size();
-}
+KELSysJSONPair* KELSysJSONObject::end() { return m_Pairs.end(); }
+const KELSysJSONPair* KELSysJSONObject::end() const { return m_Pairs.end(); }
 
 KELSysResult KELSysJSONObject::Write(std::string& oOut, bool iCompact, const std::string& iIndent) const {
   return KELSysJSONWriter(oOut, iCompact, iIndent).Run(*this);

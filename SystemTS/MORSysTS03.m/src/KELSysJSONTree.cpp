@@ -1,15 +1,10 @@
 #include "KELSysJSONTree.h"
 
-#include <memory>
 #include <new>
+#include <type_traits>
 #include <utility>
 
-// What one value held below it, taken out so that the value itself dies shallow.
-struct KELSysJSONTree::Detached {
-  std::vector<KELSysJSONValue> m_Values;
-  std::vector<KELSysJSONPair> m_Pairs;
-  std::unique_ptr<KELSysJSONValue> m_Missing;
-};
+#include "KELSysJSONBlock.h"
 
 void KELSysJSONTree::CopyShallow(KELSysJSONValue& oTarget, const KELSysJSONValue& iSource) {
   oTarget.m_String = iSource.m_String;
@@ -17,90 +12,116 @@ void KELSysJSONTree::CopyShallow(KELSysJSONValue& oTarget, const KELSysJSONValue
   oTarget.m_Scalar = iSource.m_Scalar;
 }
 
+bool KELSysJSONTree::HasMembers(const KELSysJSONValue& iValue) noexcept {
+  return (iValue.m_Array && iValue.m_Array->m_Values.m_Count > 0) ||
+         (iValue.m_Object && iValue.m_Object->m_Pairs.m_Count > 0);
+}
+
 bool KELSysJSONTree::HasChildren(const KELSysJSONValue& iValue) noexcept {
-  return !iValue.m_Array.m_Values.Items().empty() || !iValue.m_Object.m_Pairs.Items().empty() ||
-         iValue.m_Object.m_Missing != nullptr;
+  return HasMembers(iValue) || (iValue.m_Object && iValue.m_Object->m_Missing);
 }
 
-// Copies one level: every element shallow, and queues those with something below them. The target
-// is reserved first, so the queued addresses stay valid while later levels are filled.
-void KELSysJSONTree::CopyLevel(std::vector<KELSysJSONValue>& oTarget,
-                               const std::vector<KELSysJSONValue>& iSource, std::vector<CopyTask>& ioWork) {
-  oTarget.reserve(oTarget.size() + iSource.size());
-  for (const KELSysJSONValue& l_Source : iSource) {
-    KELSysJSONValue& l_Target = oTarget.emplace_back();
-    CopyShallow(l_Target, l_Source);
-    if (HasChildren(l_Source)) ioWork.push_back({&l_Target, &l_Source});
+// Copies one level: every item shallow, and queues those with members below them. The target's
+// room is made first, so the queued addresses stay valid while later levels are filled.
+template <class List>
+void KELSysJSONTree::CopyLevel(List& oTarget, const List& iSource, std::vector<CopyTask>& ioWork) {
+  oTarget.Reserve(size_t{oTarget.m_Count} + iSource.m_Count);
+  for (const auto& l_Source : iSource) {
+    auto& l_Target = oTarget.EmplaceBack();
+    if constexpr (std::is_same_v<std::decay_t<decltype(l_Source)>, KELSysJSONPair>)
+      l_Target.m_Key = l_Source.m_Key;
+    CopyShallow(ValueOf(l_Target), ValueOf(l_Source));
+    if (HasMembers(ValueOf(l_Source))) ioWork.push_back({&ValueOf(l_Target), &ValueOf(l_Source)});
   }
 }
 
-void KELSysJSONTree::CopyLevel(std::vector<KELSysJSONPair>& oTarget,
-                               const std::vector<KELSysJSONPair>& iSource, std::vector<CopyTask>& ioWork) {
-  oTarget.reserve(oTarget.size() + iSource.size());
-  for (const KELSysJSONPair& l_Source : iSource) {
-    KELSysJSONPair& l_Target = oTarget.emplace_back();
-    l_Target.m_Key = l_Source.m_Key;
-    CopyShallow(l_Target.m_Value, l_Source.m_Value);
-    if (HasChildren(l_Source.m_Value)) ioWork.push_back({&l_Target.m_Value, &l_Source.m_Value});
+// The missing-member value is a lookup artefact, not content: it is not copied. Containers are
+// made with room for exactly the members copied into them.
+void KELSysJSONTree::CopyMembers(KELSysJSONValue& oTarget, const KELSysJSONValue& iSource,
+                                 std::vector<CopyTask>& ioWork) {
+  if (iSource.m_Array && iSource.m_Array->m_Values.m_Count > 0) {
+    if (!oTarget.m_Array)
+      oTarget.m_Array = KELSysJSONBlock::New<KELSysJSONArray>(iSource.m_Array->m_Values.m_Count);
+    CopyLevel(oTarget.m_Array->m_Values, iSource.m_Array->m_Values, ioWork);
+  }
+  if (iSource.m_Object && iSource.m_Object->m_Pairs.m_Count > 0) {
+    if (!oTarget.m_Object)
+      oTarget.m_Object = KELSysJSONBlock::New<KELSysJSONObject>(iSource.m_Object->m_Pairs.m_Count);
+    CopyLevel(oTarget.m_Object->m_Pairs, iSource.m_Object->m_Pairs, ioWork);
   }
 }
 
-// The missing-member value is a lookup artefact, not content: it is not copied.
-void KELSysJSONTree::CopyBelow(KELSysJSONValue& oTarget, const KELSysJSONValue& iSource,
-                               std::vector<CopyTask>& ioWork) {
-  CopyLevel(oTarget.m_Array.m_Values.Items(), iSource.m_Array.m_Values.Items(), ioWork);
-  CopyLevel(oTarget.m_Object.m_Pairs.Items(), iSource.m_Object.m_Pairs.Items(), ioWork);
+void KELSysJSONTree::CopyTasks(std::vector<CopyTask>& ioWork) {
+  while (!ioWork.empty()) {
+    CopyTask l_Next = ioWork.back();
+    ioWork.pop_back();
+    CopyMembers(*l_Next.m_Target, *l_Next.m_Source, ioWork);
+  }
 }
 
-template <class Item>
-void KELSysJSONTree::Copy(std::vector<Item>& oTarget, const std::vector<Item>& iSource) {
+template <class List>
+void KELSysJSONTree::Copy(List& oTarget, const List& iSource) {
   std::vector<CopyTask> l_Work;
   CopyLevel(oTarget, iSource, l_Work);
-  while (!l_Work.empty()) {
-    CopyTask l_Next = l_Work.back();
-    l_Work.pop_back();
-    CopyBelow(*l_Next.m_Target, *l_Next.m_Source, l_Work);
-  }
+  CopyTasks(l_Work);
 }
 
-// Moves what the value holds into the pending list. Should the list itself fail to grow, the
-// value keeps its children and they are destroyed the ordinary (recursive) way: only a process
-// already out of memory can get there.
+void KELSysJSONTree::CopyBelow(KELSysJSONValue& oTarget, const KELSysJSONValue& iSource) {
+  if (!HasMembers(iSource)) return;
+  std::vector<CopyTask> l_Work;
+  CopyMembers(oTarget, iSource, l_Work);
+  CopyTasks(l_Work);
+}
+
+// Takes the value's containers into the pending list. Should the list itself fail to grow, the
+// value keeps them and they are destroyed the ordinary (recursive) way: only a process already
+// out of memory can get there.
 void KELSysJSONTree::Detach(KELSysJSONValue& ioValue, std::vector<Detached>& ioPending) noexcept {
   if (!HasChildren(ioValue)) return;
   try {
-    ioPending.emplace_back();
+    ioPending.push_back({ioValue.m_Array, ioValue.m_Object});
   } catch (const std::bad_alloc&) {
     return;
   }
-  Detached& l_Slot = ioPending.back();
-  l_Slot.m_Values.swap(ioValue.m_Array.m_Values.Items());
-  l_Slot.m_Pairs.swap(ioValue.m_Object.m_Pairs.Items());
-  l_Slot.m_Missing.swap(ioValue.m_Object.m_Missing);
+  ioValue.m_Array = nullptr;
+  ioValue.m_Object = nullptr;
 }
 
 void KELSysJSONTree::Drain(std::vector<Detached>& ioPending) noexcept {
   while (!ioPending.empty()) {
-    Detached l_Level = std::move(ioPending.back());
+    Detached l_Level = ioPending.back();
     ioPending.pop_back();
-    for (KELSysJSONValue& l_Value : l_Level.m_Values) Detach(l_Value, ioPending);
-    for (KELSysJSONPair& l_Pair : l_Level.m_Pairs) Detach(l_Pair.m_Value, ioPending);
-    if (l_Level.m_Missing) Detach(*l_Level.m_Missing, ioPending);
-  }  // l_Level dies here with nothing below its values
+    if (l_Level.m_Array) {
+      for (KELSysJSONValue& l_Value : l_Level.m_Array->m_Values) Detach(l_Value, ioPending);
+      KELSysJSONBlock::Delete(l_Level.m_Array);  // nothing below its values any more
+    }
+    if (l_Level.m_Object) {
+      for (KELSysJSONPair& l_Pair : l_Level.m_Object->m_Pairs) Detach(l_Pair.m_Value, ioPending);
+      if (l_Level.m_Object->m_Missing) Detach(*l_Level.m_Object->m_Missing, ioPending);
+      KELSysJSONBlock::Delete(l_Level.m_Object);
+    }
+  }
 }
 
-template <class Item>
-void KELSysJSONTree::Release(std::vector<Item>& ioItems, int iDepth) noexcept {
-  for (Item& l_Item : ioItems)
+template <class List>
+void KELSysJSONTree::Release(List& ioList, int iDepth) noexcept {
+  for (auto& l_Item : ioList) {
+    using Item = std::decay_t<decltype(l_Item)>;
     if (HasChildren(ValueOf(l_Item))) Release(ValueOf(l_Item), iDepth + 1);
-  ioItems.clear();
+    l_Item.~Item();  // nothing below it any more: no recursion
+  }
+  ioList.m_Count = 0;
 }
 
+// Only values about to be destroyed get this far down, so the deep levels may take their
+// containers away.
 void KELSysJSONTree::Release(KELSysJSONValue& ioValue, int iDepth) noexcept {
   if (iDepth < kRecursion) {
-    Release(ioValue.m_Array.m_Values.Items(), iDepth);
-    Release(ioValue.m_Object.m_Pairs.Items(), iDepth);
-    if (ioValue.m_Object.m_Missing) Release(*ioValue.m_Object.m_Missing, iDepth + 1);
+    if (ioValue.m_Array) Release(ioValue.m_Array->m_Values, iDepth);
+    if (ioValue.m_Object) {
+      Release(ioValue.m_Object->m_Pairs, iDepth);
+      if (ioValue.m_Object->m_Missing) Release(*ioValue.m_Object->m_Missing, iDepth + 1);
+    }
     return;
   }
   std::vector<Detached> l_Pending;
@@ -108,7 +129,9 @@ void KELSysJSONTree::Release(KELSysJSONValue& ioValue, int iDepth) noexcept {
   Drain(l_Pending);
 }
 
-template void KELSysJSONTree::Copy(std::vector<KELSysJSONValue>&, const std::vector<KELSysJSONValue>&);
-template void KELSysJSONTree::Copy(std::vector<KELSysJSONPair>&, const std::vector<KELSysJSONPair>&);
-template void KELSysJSONTree::Release(std::vector<KELSysJSONValue>&, int) noexcept;
-template void KELSysJSONTree::Release(std::vector<KELSysJSONPair>&, int) noexcept;
+using KELSysJSONValueStore = KELSysJSONListImpl<KELSysJSONValue, KELSysJSONValueList>;
+using KELSysJSONPairStore = KELSysJSONListImpl<KELSysJSONPair, KELSysJSONPairList>;
+template void KELSysJSONTree::Copy(KELSysJSONValueStore&, const KELSysJSONValueStore&);
+template void KELSysJSONTree::Copy(KELSysJSONPairStore&, const KELSysJSONPairStore&);
+template void KELSysJSONTree::Release(KELSysJSONValueStore&, int) noexcept;
+template void KELSysJSONTree::Release(KELSysJSONPairStore&, int) noexcept;

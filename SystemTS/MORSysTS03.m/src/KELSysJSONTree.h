@@ -10,23 +10,28 @@
 
 class KELSysJSONTree {
  public:
-  // Appends deep copies of iSource's elements to oTarget. Throws std::bad_alloc; what was appended
+  // Appends deep copies of iSource's items to oTarget. Throws std::bad_alloc; what was appended
   // before stays in oTarget.
-  // Item is KELSysJSONValue or KELSysJSONPair.
-  template <class Item>
-  static void Copy(std::vector<Item>& oTarget, const std::vector<Item>& iSource);
+  template <class List>
+  static void Copy(List& oTarget, const List& iSource);
+  // Gives oTarget (a null value without containers) deep copies of what iSource holds below it.
+  // Throws std::bad_alloc, leaving in oTarget what was copied so far.
+  static void CopyBelow(KELSysJSONValue& oTarget, const KELSysJSONValue& iSource);
 
-  // Empties the list and everything below it. The first levels are emptied by direct recursion,
-  // at most kRecursion deep; deeper ones level by level from an explicit list.
-  template <class Item>
-  static void Release(std::vector<Item>& ioItems) noexcept {
-    Release(ioItems, 0);
+  // Destroys the list's items and everything below them; the list keeps its storage. The first
+  // levels are emptied by direct recursion, at most kRecursion deep; deeper ones level by level
+  // from an explicit list.
+  template <class List>
+  static void Release(List& ioList) noexcept {
+    Release(ioList, 0);
   }
-  // Empties what the value holds below it; its own payloads stay.
+  // Empties what the value holds below it; its own payloads and containers stay.
   static void Release(KELSysJSONValue& ioValue) noexcept { Release(ioValue, 0); }
 
   // A value's type, scalar and string payloads, without its containers.
   static void CopyShallow(KELSysJSONValue& oTarget, const KELSysJSONValue& iSource);
+  // True when the value's array or object has members.
+  static bool HasMembers(const KELSysJSONValue& iValue) noexcept;
   // True when the value's array, object or missing-member value holds anything.
   static bool HasChildren(const KELSysJSONValue& iValue) noexcept;
 
@@ -35,19 +40,24 @@ class KELSysJSONTree {
     KELSysJSONValue* m_Target;
     const KELSysJSONValue* m_Source;
   };
-  struct Detached;
+  // The containers taken off a value that is about to be destroyed.
+  struct Detached {
+    KELSysJSONArray* m_Array;
+    KELSysJSONObject* m_Object;
+  };
 
-  static void CopyLevel(std::vector<KELSysJSONValue>& oTarget, const std::vector<KELSysJSONValue>& iSource,
-                        std::vector<CopyTask>& ioWork);
-  static void CopyLevel(std::vector<KELSysJSONPair>& oTarget, const std::vector<KELSysJSONPair>& iSource,
-                        std::vector<CopyTask>& ioWork);
-  static void CopyBelow(KELSysJSONValue& oTarget, const KELSysJSONValue& iSource,
-                        std::vector<CopyTask>& ioWork);
+  template <class List>
+  static void CopyLevel(List& oTarget, const List& iSource, std::vector<CopyTask>& ioWork);
+  static void CopyMembers(KELSysJSONValue& oTarget, const KELSysJSONValue& iSource,
+                          std::vector<CopyTask>& ioWork);
+  static void CopyTasks(std::vector<CopyTask>& ioWork);
   static KELSysJSONValue& ValueOf(KELSysJSONValue& iItem) { return iItem; }
   static KELSysJSONValue& ValueOf(KELSysJSONPair& iItem) { return iItem.m_Value; }
+  static const KELSysJSONValue& ValueOf(const KELSysJSONValue& iItem) { return iItem; }
+  static const KELSysJSONValue& ValueOf(const KELSysJSONPair& iItem) { return iItem.m_Value; }
   static constexpr int kRecursion = 32;
-  template <class Item>
-  static void Release(std::vector<Item>& ioItems, int iDepth) noexcept;
+  template <class List>
+  static void Release(List& ioList, int iDepth) noexcept;
   static void Release(KELSysJSONValue& ioValue, int iDepth) noexcept;
   static void Detach(KELSysJSONValue& ioValue, std::vector<Detached>& ioPending) noexcept;
   static void Drain(std::vector<Detached>& ioPending) noexcept;
