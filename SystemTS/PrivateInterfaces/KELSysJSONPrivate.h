@@ -9,6 +9,7 @@
 #ifndef KELSysJSONPrivate_H
 #define KELSysJSONPrivate_H
 
+#include <bit>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -196,17 +197,22 @@ class KELSysJSONTokenizer {
   }
 
   // The first byte from iPos on that is a double quote, a backslash or NUL (iLength if none).
-  // Strings are most of a text: eight bytes are tested at once while no such byte is among them.
+  // Strings are most of a text: eight bytes are tested at once.
   static uint32_t SkipPlain(const char* iText, uint32_t iLength, uint32_t iPos) {
     constexpr uint64_t l_Ones = 0x0101010101010101ull, l_Highs = 0x8080808080808080ull;
     for (; iPos + 8 <= iLength; iPos += 8) {
       uint64_t l_Word;
       std::memcpy(&l_Word, iText + iPos, 8);
       const uint64_t l_Quote = l_Word ^ (l_Ones * '"'), l_Slash = l_Word ^ (l_Ones * '\\');
-      // Some byte of x is zero exactly when (x - 0x01...) & ~x has a high bit set.
-      const uint64_t l_Zero =
-          ((l_Word - l_Ones) & ~l_Word) | ((l_Quote - l_Ones) & ~l_Quote) | ((l_Slash - l_Ones) & ~l_Slash);
-      if (l_Zero & l_Highs) break;
+      // Some byte of x is zero exactly when (x - 0x01...) & ~x has a high bit set; the lowest such
+      // bit is exact (wrong ones can only follow a true zero), so it names the first stop byte.
+      const uint64_t l_Stop = (((l_Word - l_Ones) & ~l_Word) | ((l_Quote - l_Ones) & ~l_Quote) |
+                               ((l_Slash - l_Ones) & ~l_Slash)) &
+                              l_Highs;
+      if (l_Stop == 0) continue;
+      if constexpr (std::endian::native == std::endian::little)
+        return iPos + static_cast<uint32_t>(std::countr_zero(l_Stop) / 8);
+      break;
     }
     while (iPos < iLength && iText[iPos] != '"' && iText[iPos] != '\\' && iText[iPos] != '\0') ++iPos;
     return iPos;

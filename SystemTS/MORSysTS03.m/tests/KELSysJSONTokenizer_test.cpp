@@ -35,6 +35,25 @@ TEST(KELSysJSONTokenizer, RecordsOffsetsSizesAndParents) {
   EXPECT_EQ(Tokens(l_JSON), l_Expected);
 }
 
+// Strings are scanned eight bytes at a time: the closing quote and an escape are found wherever
+// they fall in a word, and near the end of the text.
+TEST(KELSysJSONTokenizer, FindsQuotesAndEscapesAtEveryOffset) {
+  KELSysJSON l_JSON;
+  for (int l_Offset = 0; l_Offset < 20; ++l_Offset) {
+    const std::string l_Plain = std::string(static_cast<size_t>(l_Offset), 'a');
+    for (const std::string& l_Text : {"\"" + l_Plain + "\"", "[\"" + l_Plain + "\\n" + l_Plain + "\"]"}) {
+      ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK) << l_Text;
+      const bool l_InArray = l_Text[0] == '[';
+      const int32_t l_End = static_cast<int32_t>(l_Text.size()) - (l_InArray ? 2 : 1);
+      EXPECT_EQ(Tokens(l_JSON).back(),
+                (std::vector<int32_t>{3, l_InArray ? 2 : 1, l_End, 0, l_InArray ? 0 : -1}))
+          << l_Text;
+    }
+    const std::string l_Open = "[\"" + l_Plain;
+    EXPECT_EQ(l_JSON.Parse(l_Open.data(), l_Open.size()), KEL_E_FAIL) << l_Open;
+  }
+}
+
 struct Malformed {
   std::string m_Text;
   unsigned m_Position;

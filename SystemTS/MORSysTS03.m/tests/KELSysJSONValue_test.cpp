@@ -113,6 +113,59 @@ TEST(KELSysJSONValue, TakesPartsOfItself) {
   EXPECT_EQ(Compact(l_Value), "[7,7]");
 }
 
+// Built containers keep their members in blocks shared with the rest of the tree: what is moved out
+// (as the registry keeps a key's values) must outlive the tree and the document, and grow past the
+// room the build made.
+TEST(KELSysJSONValue, BuiltContainersOutliveTheirTree) {
+  KELSysJSONObject l_Kept;
+  KELSysJSONArray l_List;
+  {
+    KELSysJSON l_JSON;
+    KELSysJSONValue l_Root;
+    const std::string l_Text = "{\"k\":{\"a\":[1,\"more than fifteen bytes\"],\"b\":{}},\"l\":[true,[3]]}";
+    ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK);
+    ASSERT_EQ(l_JSON.Build(l_Root), KEL_S_OK);
+    l_Kept = std::move(l_Root.GetObject().Lookup("k").GetObject());
+    l_List = std::move(l_Root.GetObject().Lookup("l").GetArray());
+    EXPECT_EQ(Compact(l_Root), "{\"k\":{},\"l\":[]}");
+  }
+  KELSysJSONValue l_Item;
+  l_Item.SetInteger(4);
+  for (int l_Round = 0; l_Round < 3; ++l_Round) {
+    ASSERT_EQ(l_Kept.AddPair("c", l_Item), KEL_S_OK);
+    ASSERT_EQ(l_List.Append(l_Item), KEL_S_OK);
+  }
+  ASSERT_EQ(l_Kept.Lookup("a").GetArray().Append(l_Item), KEL_S_OK);
+  EXPECT_TRUE(l_Kept.Remove("b"));
+  EXPECT_TRUE(l_List.RemoveAt(0));
+  EXPECT_EQ(Compact(l_Kept), "{\"a\":[1,\"more than fifteen bytes\",4],\"c\":4,\"c\":4,\"c\":4}");
+  EXPECT_EQ(Compact(l_List), "[[3],4,4,4]");
+}
+
+// A value makes its containers on first use and keeps them: references stay good across setters
+// and builds, and only the container that the type names is written.
+TEST(KELSysJSONValue, ContainersStayWithTheValue) {
+  KELSysJSONValue l_Value;
+  const KELSysJSONValue& l_Read = l_Value;
+  EXPECT_EQ(l_Read.GetArray().GetSize() + l_Read.GetObject().GetSize(), 0u);
+  KELSysJSONArray& l_Array = l_Value.GetArray();
+  l_Value.SetInteger(3);
+  ASSERT_EQ(l_Array.Append(l_Value), KEL_S_OK);
+  EXPECT_EQ(Compact(l_Value), "3");
+  EXPECT_EQ(l_Read.GetArray().GetSize(), 1u);
+  ASSERT_EQ(l_Value.SetArray(KELSysJSONArray(l_Array)), KEL_S_OK);
+  EXPECT_EQ(&l_Value.GetArray(), &l_Array);
+  EXPECT_EQ(Compact(l_Value), "[3]");
+  KELSysJSON l_JSON;
+  for (const std::string l_Text : {"[[1,2],[3,[4,5,6]]]", "[7]", "{\"a\":[8]}"}) {
+    ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK);
+    ASSERT_EQ(l_JSON.Build(l_Value), KEL_S_OK);
+    EXPECT_EQ(Compact(l_Value), l_Text);
+    EXPECT_EQ(&l_Value.GetArray(), &l_Array);
+  }
+  EXPECT_EQ(l_Array.GetSize(), 0u);
+}
+
 // A million levels: parsed, built, traversed, copied, written and destroyed with no recursion.
 TEST(KELSysJSONValue, MillionLevelsDeep) {
   const size_t l_Depth = 1000000;
