@@ -1,7 +1,12 @@
 #include "KELSysJSONPrimitive.h"
 
+#include <langinfo.h>
+
+#include <cfenv>
+#include <charconv>
 #include <cstdlib>
 #include <cstring>
+#include <system_error>
 
 namespace {
 
@@ -19,6 +24,40 @@ bool ReadShortInteger(const char* iText, uint32_t iLength, int64_t& oValue) {
   }
   oValue = static_cast<int64_t>(l_Negative ? 0 - l_Value : l_Value);
   return true;
+}
+
+bool IsDigit(char iByte) { return static_cast<unsigned>(iByte) - static_cast<unsigned>('0') <= 9; }
+
+// From iPos, one or more digits; false when there is none.
+bool SkipDigits(const char* iText, uint32_t iLength, uint32_t& ioPos) {
+  const uint32_t l_First = ioPos;
+  while (ioPos < iLength && IsDigit(iText[ioPos])) ++ioPos;
+  return ioPos > l_First;
+}
+
+// True when the whole text is -?digits(.digits)?(e[+-]?digits)?.
+bool IsPlainDecimal(const char* iText, uint32_t iLength) {
+  uint32_t l_Pos = iLength > 0 && iText[0] == '-' ? 1 : 0;
+  if (!SkipDigits(iText, iLength, l_Pos)) return false;
+  if (l_Pos < iLength && iText[l_Pos] == '.' && !SkipDigits(iText, iLength, ++l_Pos)) return false;
+  if (l_Pos < iLength && iText[l_Pos] == 'e') {
+    ++l_Pos;
+    if (l_Pos < iLength && (iText[l_Pos] == '+' || iText[l_Pos] == '-')) ++l_Pos;
+    if (!SkipDigits(iText, iLength, l_Pos)) return false;
+  }
+  return l_Pos == iLength;
+}
+
+// strtod is slow; for a plain decimal number, while the locale's decimal separator is the point
+// and rounding is to nearest, from_chars gives the same correctly rounded double. Anything else,
+// and any result out of range (where strtod has its own answers), is left to strtod.
+bool ReadPlainDouble(const char* iText, uint32_t iLength, double& oValue) {
+  if (!IsPlainDecimal(iText, iLength)) return false;
+  const char* l_Radix = nl_langinfo(RADIXCHAR);
+  if (l_Radix == nullptr || l_Radix[0] != '.' || l_Radix[1] != '\0' || std::fegetround() != FE_TONEAREST)
+    return false;
+  const std::from_chars_result l_Read = std::from_chars(iText, iText + iLength, oValue);
+  return l_Read.ec == std::errc() && l_Read.ptr == iText + iLength;
 }
 
 }  // namespace
@@ -42,7 +81,7 @@ KELSysJSONPrimitive KELSysJSONPrimitive::Read(const char* iText, uint32_t iLengt
     if (std::memchr(l_Text, ',', iLength) || std::memchr(l_Text, '.', iLength) ||
         std::memchr(l_Text, 'e', iLength)) {
       l_Read.m_Kind = Double;
-      l_Read.m_Double = std::strtod(l_Text, nullptr);
+      if (!ReadPlainDouble(iText, iLength, l_Read.m_Double)) l_Read.m_Double = std::strtod(l_Text, nullptr);
     } else {
       l_Read.m_Kind = Integer;
       l_Read.m_Integer = static_cast<int64_t>(std::strtoull(l_Text, nullptr, 10));

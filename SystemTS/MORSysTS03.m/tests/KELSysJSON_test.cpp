@@ -7,7 +7,10 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <random>
 #include <string>
+#include <vector>
 
 #include "KELSysJSON.h"
 #include "KELSysJSONTestUtil.h"
@@ -144,6 +147,60 @@ TEST(KELSysJSONTraverse, RejectsWhatBuildRejects) {
   l_JSON.SetTraverse(std::make_unique<KELSysJSONTraverseCustom>());
   EXPECT_EQ(l_JSON.Traverse("[1]", 3), KEL_S_OK);
   EXPECT_EQ(l_JSON.Traverse("[{\"a\"}]", 7), KEL_E_FAIL);
+}
+
+// Numbers are read as strtod and strtoull read them, bit for bit, whichever way the library gets
+// there: generated decimals of every length and exponent range, and the forms only the library reads.
+TEST(KELSysJSONDocument, ReadsNumbersAsTheCLibrary) {
+  // Out of range, subnormal, signed zero, and forms only the library reads (upper-case exponent,
+  // bare point, plus sign, hexadecimal).
+  std::vector<std::string> l_Numbers = {"1e999",
+                                        "-1e999",
+                                        "1e-400",
+                                        "4.9e-324",
+                                        "2.4703282292062328e-324",
+                                        "-0.0",
+                                        "1.5E3",
+                                        "1.5e",
+                                        "1.e5",
+                                        ".5",
+                                        "0x1p3",
+                                        "+2.5",
+                                        "1e+0005",
+                                        "99999999999999999999",
+                                        "-9223372036854775809"};
+  std::mt19937_64 l_Random(4);
+  auto l_Digits = [&](size_t iMost) {
+    std::string l_Text(1 + l_Random() % iMost, '0');
+    for (char& l_Digit : l_Text) l_Digit = static_cast<char>('0' + l_Random() % 10);
+    return l_Text;
+  };
+  while (l_Numbers.size() < 20000) {
+    std::string l_Number = (l_Random() % 2 ? "-" : "") + l_Digits(20);
+    if (l_Random() % 4) l_Number += "." + l_Digits(20);
+    if (l_Random() % 2)
+      l_Number += "e" + std::string(l_Random() % 2 ? "-" : "") + std::to_string(l_Random() % 330);
+    if (l_Number.size() < 64) l_Numbers.push_back(l_Number);
+  }
+  std::string l_Text = "[";
+  for (const std::string& l_Number : l_Numbers) l_Text += l_Number + ",";
+  l_Text.back() = ']';
+  KELSysJSON l_JSON;
+  KELSysJSONValue l_Root;
+  ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK);
+  ASSERT_EQ(l_JSON.Build(l_Root), KEL_S_OK);
+  ASSERT_EQ(l_Root.GetArray().GetSize(), l_Numbers.size());
+  for (size_t l_Index = 0; l_Index < l_Numbers.size(); ++l_Index) {
+    const char* l_Number = l_Numbers[l_Index].c_str();
+    const KELSysJSONValue& l_Read = *l_Root.GetArray().GetAt(l_Index);
+    if (l_Numbers[l_Index].find_first_of(",.e") == std::string::npos) {
+      EXPECT_EQ(l_Read.GetInteger(), static_cast<int64_t>(std::strtoull(l_Number, nullptr, 10))) << l_Number;
+    } else {
+      ASSERT_EQ(l_Read.GetType(), KELSysJSONTypeDouble) << l_Number;
+      const double l_Expected = std::strtod(l_Number, nullptr), l_Got = l_Read.GetDouble();
+      EXPECT_EQ(std::memcmp(&l_Got, &l_Expected, sizeof l_Got), 0) << l_Number;
+    }
+  }
 }
 
 // A document parses many texts; each build fills a tree from the last parse only.
