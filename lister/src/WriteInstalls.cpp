@@ -58,11 +58,12 @@ std::shared_ptr<JSON::Value> BuildJson(InstallList&& ioList) {
   return l_Driver.GetRoot();
 }
 
+// The text goes to the stream as the writer makes it: a long list is never held twice, as a tree
+// and as one string.
 void WriteJsonText(const JSON::Value& iRoot, bool iLeadingLine, std::ostream& oStream) {
-  std::string l_Text = iLeadingLine ? "\n" : "";
-  iRoot.Serialize(l_Text);
-  l_Text += '\n';
-  oStream.write(l_Text.data(), static_cast<std::streamsize>(l_Text.size()));
+  if (iLeadingLine) oStream.put('\n');
+  iRoot.Serialize(oStream);
+  oStream.put('\n');
   oStream.flush();
 }
 
