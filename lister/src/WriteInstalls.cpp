@@ -26,9 +26,12 @@ std::unique_ptr<std::ofstream> OpenOutput(const std::string& iPath, std::ostream
   return nullptr;
 }
 
+// Each record leaves the list as soon as the document holds its text, so that the memory of a long
+// list goes to the document as it grows instead of adding to it.
 std::shared_ptr<XML::Element> BuildXml(InstallList&& ioList) {
   std::shared_ptr<XML::Element> l_Root = XML::CreateElement(std::string("installs"));
-  for (InstallRecord& l_Record : ioList) {
+  for (; !ioList.empty(); ioList.pop_front()) {
+    const InstallRecord& l_Record = ioList.front();
     std::shared_ptr<XML::Element> l_Install = XML::CreateElement(std::string("install"));
     l_Install->SetAttribute("buildLevel", l_Record.buildLevel);
     l_Install->SetAttribute("type", l_Record.type);
@@ -36,7 +39,6 @@ std::shared_ptr<XML::Element> BuildXml(InstallList&& ioList) {
     l_Install->SetAttribute("hfxLevel", l_Record.hfxLevel);
     l_Install->SetAttribute("path", l_Record.path);
     l_Root->AddChild(std::move(l_Install));
-    l_Record = InstallRecord();  // the document holds the text now
   }
   return l_Root;
 }
@@ -45,7 +47,8 @@ std::shared_ptr<JSON::Value> BuildJson(InstallList&& ioList) {
   JSON::Driver l_Driver;
   l_Driver.BeginObject();
   l_Driver.AddMember("installs", JSON::CreateArray());
-  for (InstallRecord& l_Record : ioList) {
+  for (; !ioList.empty(); ioList.pop_front()) {
+    InstallRecord& l_Record = ioList.front();
     l_Driver.AddElement(JSON::CreateObject());
     l_Driver.AddMember("buildLevel", JSON::CreateString(std::move(l_Record.buildLevel), true));
     l_Driver.AddMember("type", JSON::CreateString(std::move(l_Record.type), true));
