@@ -117,89 +117,70 @@ INSTANTIATE_TEST_SUITE_P(
                       fs::resize_file(iPath, (64 << 20) + 1);
                     }));
 
-// A child key of the key P laid out in some way (iP: P's folder), and what opening it must give.
+// What stands where the folder and the key file of P's child C should be. Links lead to a folder or
+// file outside P; "C/.." seen through the folder link is the hive folder, where a decoy C.json waits.
+enum ChildPart { k_Missing, k_Real, k_Link, k_Fifo };
 struct ChildCase {
-  const char* m_Name;
-  void (*m_Lay)(const std::string& iP);
+  ChildPart m_Folder, m_File;
   KELSysResult m_Rc;
-  const char* m_Value;  // of "V", "none" when there is none
+  const char* m_Value;  // of "V" after the open
 };
 
-class KELSysRegChildTest : public KELSysRegKeyTest, public testing::WithParamInterface<ChildCase> {};
+class KELSysRegChildTest : public KELSysRegKeyTest, public testing::WithParamInterface<ChildCase> {
+ protected:
+  void Lay(ChildPart iPart, const std::string& iAt, const std::string& iTarget, bool iFolder) {
+    if (iPart == k_Fifo) {
+      ASSERT_EQ(mkfifo(iAt.c_str(), 0644), 0);
+    }
+    if (iPart == k_Missing || iPart == k_Fifo) return;
+    const std::string& l_Made = iPart == k_Real ? iAt : iTarget;
+    if (iFolder)
+      fs::create_directories(l_Made);
+    else
+      std::ofstream(l_Made) << "{\"C\":{\"V\":[3,\"" << (iPart == k_Real ? "file" : "linked file") << "\"]}}";
+    if (iPart == k_Link) fs::create_symlink(iTarget, iAt);
+  }
+};
 
-// A child opened by its name below the open parent is the same key as when opened by the whole path
-// from the hive, whatever stands where its folder and its file should be.
+// A child opened by its name below its open parent is the key its whole path from the hive gives.
 TEST_P(KELSysRegChildTest, OpensAsTheWholePathWould) {
   WriteKey("HKLM/P");
-  GetParam().m_Lay(Path("HKLM/P"));
+  std::ofstream(Path("HKLM/C.json")) << "{\"C\":{\"V\":[3,\"decoy\"]}}";
+  Lay(GetParam().m_Folder, Path("HKLM/P/C"), Path("HKLM/Elsewhere"), true);
+  Lay(GetParam().m_File, Path("HKLM/P/C.json"), Path("Target.json"), false);
   alarm(10);
-  const std::string l_Name = GetParam().m_Name;
   for (bool l_BelowParent : {true, false}) {
     KELSysRegKey l_Parent, l_Key;
     ASSERT_EQ(l_Parent.OpenKey(KELSysRegHiveLocalMachine, "P", KELSysRegAccessRead), KEL_S_OK);
-    KELSysResult l_Rc = l_BelowParent ? l_Key.OpenKey(l_Parent, l_Name.c_str(), KELSysRegAccessRead)
-                                      : l_Key.OpenKey(KELSysRegHiveLocalMachine, ("P\\" + l_Name).c_str(),
-                                                      KELSysRegAccessRead);
-    EXPECT_EQ(l_Rc, GetParam().m_Rc) << (l_BelowParent ? "below the parent" : "from the hive");
+    EXPECT_EQ(l_BelowParent ? l_Key.OpenKey(l_Parent, "C", KELSysRegAccessRead)
+                            : l_Key.OpenKey(KELSysRegHiveLocalMachine, "P\\C", KELSysRegAccessRead),
+              GetParam().m_Rc);
     MORUnicodeString l_Value = "none";
     EXPECT_EQ(l_Key.QueryStringValue("V", l_Value), KEL_S_OK);
-    EXPECT_EQ(l_Value, MORUnicodeString(GetParam().m_Value));
+    EXPECT_EQ(l_Value, MORUnicodeString(GetParam().m_Value)) << (l_BelowParent ? "below P" : "from the hive");
   }
   alarm(0);
 }
 
-// The file iPath holding the string value V = iValue of the key iKey.
-void ValueFile(const std::string& iPath, const char* iKey, const char* iValue) {
-  std::ofstream(iPath) << "{\"" << iKey << "\":{\"V\":[3,\"" << iValue << "\"]}}";
-}
+INSTANTIATE_TEST_SUITE_P(Layouts, KELSysRegChildTest,
+                         testing::Values(ChildCase{k_Real, k_Real, KEL_S_OK, "file"},
+                                         ChildCase{k_Link, k_Real, KEL_S_OK, "file"},
+                                         ChildCase{k_Real, k_Link, KEL_S_OK, "linked file"},
+                                         ChildCase{k_Missing, k_Real, KEL_E_FAIL, "none"},
+                                         ChildCase{k_Real, k_Missing, KELSysResultFromErrno(ENOENT), "none"},
+                                         ChildCase{k_Real, k_Fifo, KEL_E_FAIL, "none"}));
 
-INSTANTIATE_TEST_SUITE_P(
-    Layouts, KELSysRegChildTest,
-    testing::Values(ChildCase{"C",
-                              [](const std::string& iP) {
-                                fs::create_directory(iP + "/C");
-                                ValueFile(iP + "/C.json", "C", "plain");
-                              },
-                              KEL_S_OK, "plain"},
-                    ChildCase{"C",
-                              [](const std::string& iP) {
-                                // Seen through the link, "C/.." is the hive folder, where a decoy waits.
-                                fs::create_directory(iP + "/../Elsewhere");
-                                fs::create_directory_symlink(iP + "/../Elsewhere", iP + "/C");
-                                ValueFile(iP + "/C.json", "C", "linked folder");
-                                ValueFile(iP + "/../C.json", "C", "decoy");
-                              },
-                              KEL_S_OK, "linked folder"},
-                    ChildCase{"C",
-                              [](const std::string& iP) {
-                                fs::create_directory(iP + "/C");
-                                ValueFile(iP + "/Target", "C", "linked file");
-                                fs::create_symlink(iP + "/Target", iP + "/C.json");
-                              },
-                              KEL_S_OK, "linked file"},
-                    ChildCase{"C", [](const std::string& iP) { ValueFile(iP + "/C.json", "C", "no folder"); },
-                              KEL_E_FAIL, "none"},
-                    ChildCase{"C",
-                              [](const std::string& iP) {
-                                ValueFile(iP + "/C.json", "C", "file for a folder");
-                                std::ofstream(iP + "/C") << "not a folder";
-                              },
-                              KEL_E_FAIL, "none"},
-                    ChildCase{"C", [](const std::string& iP) { fs::create_directory(iP + "/C"); },
-                              KELSysResultFromErrno(ENOENT), "none"},
-                    ChildCase{"C",
-                              [](const std::string& iP) {
-                                fs::create_directory(iP + "/C");
-                                ASSERT_EQ(mkfifo((iP + "/C.json").c_str(), 0644), 0);
-                              },
-                              KEL_E_FAIL, "none"},
-                    // ".." is P's own folder, so its key file is "...json" in P's folder.
-                    ChildCase{"..",
-                              [](const std::string& iP) {
-                                ValueFile(iP + "/...json", "..", "dots");
-                                ValueFile(iP + "/../../...json", "..", "decoy");
-                              },
-                              KEL_S_OK, "dots"}));
+// ".." names P's own folder, so its key file is "...json" there, whichever way it is opened.
+TEST_F(KELSysRegKeyTreeTest, ChildNamedDotDotIsAFileInTheParentsFolder) {
+  WriteKey("HKLM/P");
+  std::ofstream(Path("HKLM/P/...json")) << "{\"..\":{\"V\":[3,\"dots\"]}}";
+  std::ofstream(Path("...json")) << "{\"..\":{\"V\":[3,\"decoy\"]}}";
+  KELSysRegKey l_Parent, l_Key;
+  MORUnicodeString l_Value;
+  ASSERT_EQ(l_Parent.OpenKey(KELSysRegHiveLocalMachine, "P", KELSysRegAccessRead), KEL_S_OK);
+  ASSERT_EQ(l_Key.OpenKey(l_Parent, "..", KELSysRegAccessRead), KEL_S_OK);
+  EXPECT_TRUE(l_Key.QueryStringValue("V", l_Value) == KEL_S_OK && l_Value == MORUnicodeString("dots"));
+}
 
 bool MakeMountNamespace() {
   if (unshare(CLONE_NEWNS) != 0) {
