@@ -30,7 +30,7 @@ enum KELSysJSONType : uint32_t {
 
 class KELSysJSONValue : public KELSysJSONBase {
  public:
-  KELSysJSONValue() { m_Scalar.m_Integer = 0; }
+  KELSysJSONValue() : m_Parts() {}
   KELSysJSONValue(const KELSysJSONValue& iOther);
   // The source is left null.
   KELSysJSONValue(KELSysJSONValue&& iOther) noexcept;
@@ -42,15 +42,24 @@ class KELSysJSONValue : public KELSysJSONBase {
   bool IsNull() const { return m_Type == KELSysJSONTypeNull; }
 
   // Payloads. Each is meaningful only for its own type; the others read as false, 0, 0.0 or "".
-  bool GetBoolean() const { return m_Type == KELSysJSONTypeBoolean && m_Scalar.m_Boolean; }
-  int64_t GetInteger() const { return m_Type == KELSysJSONTypeInteger ? m_Scalar.m_Integer : 0; }
-  double GetDouble() const { return m_Type == KELSysJSONTypeDouble ? m_Scalar.m_Double : 0.0; }
-  const std::string& GetString() const { return m_String; }
+  bool GetBoolean() const { return m_Type == KELSysJSONTypeBoolean && m_Parts.m_Scalar.m_Boolean; }
+  int64_t GetInteger() const { return m_Type == KELSysJSONTypeInteger ? m_Parts.m_Scalar.m_Integer : 0; }
+  double GetDouble() const { return m_Type == KELSysJSONTypeDouble ? m_Parts.m_Scalar.m_Double : 0.0; }
+  const std::string& GetString() const {
+    if (m_Type != KELSysJSONTypeString) return NoString();
+    return m_Loose ? *m_Parts.m_Scalar.m_Loose : m_String;
+  }
   // The containers. The first non-const call on a value that has none makes it (and throws
   // std::bad_alloc when that fails).
-  KELSysJSONArray& GetArray() { return m_Array ? *m_Array : MakeArray(); }
+  KELSysJSONArray& GetArray() {
+    KELSysJSONArray* l_Array = ArrayOf();
+    return l_Array ? *l_Array : MakeArray();
+  }
   const KELSysJSONArray& GetArray() const;
-  KELSysJSONObject& GetObject() { return m_Object ? *m_Object : MakeObject(); }
+  KELSysJSONObject& GetObject() {
+    KELSysJSONObject* l_Object = ObjectOf();
+    return l_Object ? *l_Object : MakeObject();
+  }
   const KELSysJSONObject& GetObject() const;
 
   void SetNull();
@@ -79,25 +88,50 @@ class KELSysJSONValue : public KELSysJSONBase {
   friend class KELSysJSONTree;
   friend class KELSysJSONBuilder;
 
+  // A value is a string held in place (m_String: no container can be made beside it), or its parts:
+  // the containers, each in a block made by KELSysJSONBlock and null until first needed, and the
+  // scalar payload, which for a string that has containers too (m_Loose) points to the string.
+  struct Parts {
+    KELSysJSONArray* m_Array = nullptr;
+    KELSysJSONObject* m_Object = nullptr;
+    union {
+      bool m_Boolean;
+      int64_t m_Integer = 0;
+      double m_Double;
+      std::string* m_Loose;
+    } m_Scalar;
+  };
+
+  static const std::string& NoString();
+  bool HasParts() const { return m_Type != KELSysJSONTypeString || m_Loose; }
+  KELSysJSONArray* ArrayOf() const { return HasParts() ? m_Parts.m_Array : nullptr; }
+  KELSysJSONObject* ObjectOf() const { return HasParts() ? m_Parts.m_Object : nullptr; }
+  // Makes room for containers beside a string held in place. Throws std::bad_alloc.
+  void ToParts();
+  template <class Container>
+  Container*& SlotOf();
+  // Drops the string payload (the value is left with its parts, type null).
+  void DropString() noexcept;
+  // Takes everything ioSource has into this value, which must be null and without containers;
+  // ioSource is left so.
+  void Become(KELSysJSONValue&& ioSource) noexcept;
+  // The string payload, on a value that is null and without containers.
+  void PlaceString(std::string&& iBytes) noexcept;
   void FreeContainers() noexcept;
   KELSysJSONArray& MakeArray();
   KELSysJSONObject& MakeObject();
-  // Clears the value, then makes it iType holding iContainer in iSlot.
+  // Clears the value, then makes it iType holding iContainer.
   template <class Container>
-  KELSysResult Take(Container* KELSysJSONValue::*iSlot, KELSysJSONType iType, Container&& iContainer);
+  KELSysResult Take(KELSysJSONType iType, Container&& iContainer);
   template <class Container>
-  KELSysResult Copy(Container* KELSysJSONValue::*iSlot, KELSysJSONType iType, const Container& iContainer);
+  KELSysResult Copy(KELSysJSONType iType, const Container& iContainer);
 
   KELSysJSONType m_Type = KELSysJSONTypeNull;
+  bool m_Loose = false;
   union {
-    bool m_Boolean;
-    int64_t m_Integer;
-    double m_Double;
-  } m_Scalar;
-  std::string m_String;
-  // Each lives in a block made by KELSysJSONBlock, null until first needed.
-  KELSysJSONArray* m_Array = nullptr;
-  KELSysJSONObject* m_Object = nullptr;
+    Parts m_Parts;
+    std::string m_String;
+  };
 };
 
 #endif

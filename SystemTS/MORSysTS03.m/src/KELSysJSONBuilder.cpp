@@ -1,5 +1,6 @@
 #include "KELSysJSONBuilder.h"
 
+#include <new>
 #include <utility>
 
 #include "KELSysJSONBlock.h"
@@ -38,14 +39,14 @@ void KELSysJSONBuilder::Room(Container*& ioContainer, int32_t iCount) {
 bool KELSysJSONBuilder::ObjectBegin(const KELSysJSONTokenRecord& iToken) {
   Trace("JSON Object begin\n");
   m_Target->m_Type = KELSysJSONTypeObject;
-  Room(m_Target->m_Object, iToken.m_Size);
+  Room(m_Target->m_Parts.m_Object, iToken.m_Size);
   m_Open.push_back(m_Target);
   return true;
 }
 
 bool KELSysJSONBuilder::Key(const char* iBytes, uint32_t iLength) {
   TraceText("  JSON Pair string '%s'\n", iBytes, iLength);
-  KELSysJSONPair& l_Pair = m_Open.back()->m_Object->m_Pairs.EmplaceBack();
+  KELSysJSONPair& l_Pair = m_Open.back()->m_Parts.m_Object->m_Pairs.EmplaceBack();
   l_Pair.SetKey(std::string_view(iBytes, iLength));
   m_Target = &l_Pair.GetValue();
   return true;
@@ -60,13 +61,13 @@ bool KELSysJSONBuilder::ObjectEnd() {
 bool KELSysJSONBuilder::ArrayBegin(const KELSysJSONTokenRecord& iToken) {
   Trace("JSON Array begin\n");
   m_Target->m_Type = KELSysJSONTypeArray;
-  Room(m_Target->m_Array, iToken.m_Size);
+  Room(m_Target->m_Parts.m_Array, iToken.m_Size);
   m_Open.push_back(m_Target);
   return true;
 }
 
 bool KELSysJSONBuilder::ItemBegin() {
-  m_Target = &m_Open.back()->m_Array->m_Values.EmplaceBack();
+  m_Target = &m_Open.back()->m_Parts.m_Array->m_Values.EmplaceBack();
   return true;
 }
 
@@ -77,8 +78,7 @@ bool KELSysJSONBuilder::ArrayEnd() {
 }
 
 bool KELSysJSONBuilder::String(const char* iBytes, uint32_t iLength) {
-  m_Target->m_Type = KELSysJSONTypeString;
-  m_Target->m_String.assign(iBytes, iLength);
+  if (m_Target->SetString(iBytes, iLength) != KEL_S_OK) throw std::bad_alloc();
   TraceText("JSON String '%s'\n", iBytes, iLength);
   return true;
 }
@@ -89,9 +89,9 @@ bool KELSysJSONBuilder::Primitive(const KELSysJSONPrimitive& iRead) {
     case KELSysJSONPrimitive::True:
     case KELSysJSONPrimitive::False:
       l_Value.m_Type = KELSysJSONTypeBoolean;
-      l_Value.m_Scalar.m_Boolean = iRead.m_Kind == KELSysJSONPrimitive::True;
-      Trace(l_Value.m_Scalar.m_Boolean ? "JSON Boolean primitive 'true'\n"
-                                       : "JSON Boolean primitive 'false'\n");
+      l_Value.m_Parts.m_Scalar.m_Boolean = iRead.m_Kind == KELSysJSONPrimitive::True;
+      Trace(l_Value.m_Parts.m_Scalar.m_Boolean ? "JSON Boolean primitive 'true'\n"
+                                               : "JSON Boolean primitive 'false'\n");
       break;
     case KELSysJSONPrimitive::Null:
       Trace("JSON primitive Null\n");
@@ -100,12 +100,12 @@ bool KELSysJSONBuilder::Primitive(const KELSysJSONPrimitive& iRead) {
       break;
     case KELSysJSONPrimitive::Double:
       l_Value.m_Type = KELSysJSONTypeDouble;
-      l_Value.m_Scalar.m_Double = iRead.m_Double;
+      l_Value.m_Parts.m_Scalar.m_Double = iRead.m_Double;
       if (m_Trace) m_Trace->Print(KELSysTraceDebug, "JSON Double primitive '%lf'\n", iRead.m_Double);
       break;
     case KELSysJSONPrimitive::Integer:
       l_Value.m_Type = KELSysJSONTypeInteger;
-      l_Value.m_Scalar.m_Integer = iRead.m_Integer;
+      l_Value.m_Parts.m_Scalar.m_Integer = iRead.m_Integer;
       // Integers carry the Double label too.
       if (m_Trace)
         m_Trace->Print(KELSysTraceDebug, "JSON Double primitive '%lld'\n",

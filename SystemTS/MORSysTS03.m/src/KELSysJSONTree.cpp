@@ -6,19 +6,25 @@
 
 #include "KELSysJSONBlock.h"
 
+// oTarget is a null value without containers.
 void KELSysJSONTree::CopyShallow(KELSysJSONValue& oTarget, const KELSysJSONValue& iSource) {
-  oTarget.m_String = iSource.m_String;
+  if (iSource.m_Type == KELSysJSONTypeString) {
+    oTarget.PlaceString(std::string(iSource.GetString()));
+    return;
+  }
   oTarget.m_Type = iSource.m_Type;
-  oTarget.m_Scalar = iSource.m_Scalar;
+  oTarget.m_Parts.m_Scalar = iSource.m_Parts.m_Scalar;
 }
 
 bool KELSysJSONTree::HasMembers(const KELSysJSONValue& iValue) noexcept {
-  return (iValue.m_Array && iValue.m_Array->m_Values.m_Count > 0) ||
-         (iValue.m_Object && iValue.m_Object->m_Pairs.m_Count > 0);
+  const KELSysJSONArray* l_Array = iValue.ArrayOf();
+  const KELSysJSONObject* l_Object = iValue.ObjectOf();
+  return (l_Array && l_Array->m_Values.m_Count > 0) || (l_Object && l_Object->m_Pairs.m_Count > 0);
 }
 
 bool KELSysJSONTree::HasChildren(const KELSysJSONValue& iValue) noexcept {
-  return HasMembers(iValue) || (iValue.m_Object && iValue.m_Object->m_Missing);
+  const KELSysJSONObject* l_Object = iValue.ObjectOf();
+  return HasMembers(iValue) || (l_Object && l_Object->m_Missing);
 }
 
 // Copies one level: every item shallow, and queues those with members below them. The target's
@@ -39,15 +45,18 @@ void KELSysJSONTree::CopyLevel(List& oTarget, const List& iSource, std::vector<C
 // made with room for exactly the members copied into them.
 void KELSysJSONTree::CopyMembers(KELSysJSONValue& oTarget, const KELSysJSONValue& iSource,
                                  std::vector<CopyTask>& ioWork) {
-  if (iSource.m_Array && iSource.m_Array->m_Values.m_Count > 0) {
-    if (!oTarget.m_Array)
-      oTarget.m_Array = KELSysJSONBlock::New<KELSysJSONArray>(iSource.m_Array->m_Values.m_Count);
-    CopyLevel(oTarget.m_Array->m_Values, iSource.m_Array->m_Values, ioWork);
+  const KELSysJSONArray* l_Array = iSource.ArrayOf();
+  const KELSysJSONObject* l_Object = iSource.ObjectOf();
+  oTarget.ToParts();
+  if (l_Array && l_Array->m_Values.m_Count > 0) {
+    KELSysJSONArray*& l_Target = oTarget.m_Parts.m_Array;
+    if (!l_Target) l_Target = KELSysJSONBlock::New<KELSysJSONArray>(l_Array->m_Values.m_Count);
+    CopyLevel(l_Target->m_Values, l_Array->m_Values, ioWork);
   }
-  if (iSource.m_Object && iSource.m_Object->m_Pairs.m_Count > 0) {
-    if (!oTarget.m_Object)
-      oTarget.m_Object = KELSysJSONBlock::New<KELSysJSONObject>(iSource.m_Object->m_Pairs.m_Count);
-    CopyLevel(oTarget.m_Object->m_Pairs, iSource.m_Object->m_Pairs, ioWork);
+  if (l_Object && l_Object->m_Pairs.m_Count > 0) {
+    KELSysJSONObject*& l_Target = oTarget.m_Parts.m_Object;
+    if (!l_Target) l_Target = KELSysJSONBlock::New<KELSysJSONObject>(l_Object->m_Pairs.m_Count);
+    CopyLevel(l_Target->m_Pairs, l_Object->m_Pairs, ioWork);
   }
 }
 
@@ -79,12 +88,12 @@ void KELSysJSONTree::CopyBelow(KELSysJSONValue& oTarget, const KELSysJSONValue& 
 void KELSysJSONTree::Detach(KELSysJSONValue& ioValue, std::vector<Detached>& ioPending) noexcept {
   if (!HasChildren(ioValue)) return;
   try {
-    ioPending.push_back({ioValue.m_Array, ioValue.m_Object});
+    ioPending.push_back({ioValue.m_Parts.m_Array, ioValue.m_Parts.m_Object});
   } catch (const std::bad_alloc&) {
     return;
   }
-  ioValue.m_Array = nullptr;
-  ioValue.m_Object = nullptr;
+  ioValue.m_Parts.m_Array = nullptr;
+  ioValue.m_Parts.m_Object = nullptr;
 }
 
 void KELSysJSONTree::Drain(std::vector<Detached>& ioPending) noexcept {
@@ -117,10 +126,10 @@ void KELSysJSONTree::Release(List& ioList, int iDepth) noexcept {
 // containers away.
 void KELSysJSONTree::Release(KELSysJSONValue& ioValue, int iDepth) noexcept {
   if (iDepth < kRecursion) {
-    if (ioValue.m_Array) Release(ioValue.m_Array->m_Values, iDepth);
-    if (ioValue.m_Object) {
-      Release(ioValue.m_Object->m_Pairs, iDepth);
-      if (ioValue.m_Object->m_Missing) Release(*ioValue.m_Object->m_Missing, iDepth + 1);
+    if (KELSysJSONArray* l_Array = ioValue.ArrayOf()) Release(l_Array->m_Values, iDepth);
+    if (KELSysJSONObject* l_Object = ioValue.ObjectOf()) {
+      Release(l_Object->m_Pairs, iDepth);
+      if (l_Object->m_Missing) Release(*l_Object->m_Missing, iDepth + 1);
     }
     return;
   }

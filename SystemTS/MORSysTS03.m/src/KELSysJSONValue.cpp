@@ -8,37 +8,90 @@
 #include "KELSysJSONTree.h"
 #include "KELSysJSONWriter.h"
 
-KELSysJSONValue::KELSysJSONValue(const KELSysJSONValue& iOther)
-    : KELSysJSONBase(iOther), m_Type(iOther.m_Type), m_Scalar(iOther.m_Scalar), m_String(iOther.m_String) {
+KELSysJSONValue::KELSysJSONValue(const KELSysJSONValue& iOther) : KELSysJSONBase(iOther), m_Parts() {
   try {
+    KELSysJSONTree::CopyShallow(*this, iOther);
     KELSysJSONTree::CopyBelow(*this, iOther);
   } catch (...) {
-    FreeContainers();  // no destructor runs for a constructor that throws
+    SetNull();  // no destructor runs for a constructor that throws
+    FreeContainers();
     throw;
   }
 }
 
-KELSysJSONValue::KELSysJSONValue(KELSysJSONValue&& iOther) noexcept
-    : KELSysJSONBase(iOther),
-      m_Type(iOther.m_Type),
-      m_Scalar(iOther.m_Scalar),
-      m_String(std::move(iOther.m_String)),
-      m_Array(iOther.m_Array),
-      m_Object(iOther.m_Object) {
-  iOther.m_Type = KELSysJSONTypeNull;
-  iOther.m_Array = nullptr;
-  iOther.m_Object = nullptr;
+KELSysJSONValue::KELSysJSONValue(KELSysJSONValue&& iOther) noexcept : KELSysJSONBase(iOther), m_Parts() {
+  Become(std::move(iOther));
 }
 
-KELSysJSONValue::~KELSysJSONValue() { FreeContainers(); }
+KELSysJSONValue::~KELSysJSONValue() {
+  DropString();
+  FreeContainers();
+}
+
+const std::string& KELSysJSONValue::NoString() {
+  static const std::string s_None;
+  return s_None;
+}
+
+void KELSysJSONValue::DropString() noexcept {
+  if (m_Type != KELSysJSONTypeString) return;
+  if (m_Loose) {
+    delete m_Parts.m_Scalar.m_Loose;
+    m_Loose = false;
+  } else {
+    m_String.~basic_string();
+    new (&m_Parts) Parts();
+  }
+  m_Type = KELSysJSONTypeNull;
+  m_Parts.m_Scalar.m_Integer = 0;
+}
+
+void KELSysJSONValue::PlaceString(std::string&& iBytes) noexcept {
+  m_Parts.~Parts();
+  new (&m_String) std::string(std::move(iBytes));
+  m_Type = KELSysJSONTypeString;
+}
+
+void KELSysJSONValue::ToParts() {
+  if (HasParts()) return;
+  std::string* l_Loose = new std::string(std::move(m_String));
+  m_String.~basic_string();
+  new (&m_Parts) Parts();
+  m_Parts.m_Scalar.m_Loose = l_Loose;
+  m_Loose = true;
+}
+
+template <>
+KELSysJSONArray*& KELSysJSONValue::SlotOf<KELSysJSONArray>() {
+  return m_Parts.m_Array;
+}
+
+template <>
+KELSysJSONObject*& KELSysJSONValue::SlotOf<KELSysJSONObject>() {
+  return m_Parts.m_Object;
+}
+
+void KELSysJSONValue::Become(KELSysJSONValue&& ioSource) noexcept {
+  if (!ioSource.HasParts()) {
+    PlaceString(std::move(ioSource.m_String));
+    ioSource.DropString();
+    return;
+  }
+  m_Type = ioSource.m_Type;
+  m_Loose = ioSource.m_Loose;
+  m_Parts = ioSource.m_Parts;
+  ioSource.m_Type = KELSysJSONTypeNull;
+  ioSource.m_Loose = false;
+  ioSource.m_Parts = Parts();
+}
 
 void KELSysJSONValue::FreeContainers() noexcept {
-  if (!m_Array && !m_Object) return;
+  if (!ArrayOf() && !ObjectOf()) return;
   KELSysJSONTree::Release(*this);
-  if (m_Array) KELSysJSONBlock::Delete(m_Array);
-  if (m_Object) KELSysJSONBlock::Delete(m_Object);
-  m_Array = nullptr;
-  m_Object = nullptr;
+  if (m_Parts.m_Array) KELSysJSONBlock::Delete(m_Parts.m_Array);
+  if (m_Parts.m_Object) KELSysJSONBlock::Delete(m_Parts.m_Object);
+  m_Parts.m_Array = nullptr;
+  m_Parts.m_Object = nullptr;
 }
 
 // Both assignments build the new content first: the source may lie below this value.
@@ -59,50 +112,52 @@ KELSysJSONValue& KELSysJSONValue::operator=(KELSysJSONValue&& iOther) noexcept {
 }
 
 void KELSysJSONValue::Swap(KELSysJSONValue& ioOther) noexcept {
-  std::swap(m_Type, ioOther.m_Type);
-  std::swap(m_Scalar, ioOther.m_Scalar);
-  m_String.swap(ioOther.m_String);
-  std::swap(m_Array, ioOther.m_Array);
-  std::swap(m_Object, ioOther.m_Object);
+  KELSysJSONValue l_Mine(std::move(*this));
+  Become(std::move(ioOther));
+  ioOther.Become(std::move(l_Mine));
 }
 
 // What a value without containers shows through the const accessors.
 const KELSysJSONArray& KELSysJSONValue::GetArray() const {
   static const KELSysJSONArray s_None;
-  return m_Array ? *m_Array : s_None;
+  const KELSysJSONArray* l_Array = ArrayOf();
+  return l_Array ? *l_Array : s_None;
 }
 
 const KELSysJSONObject& KELSysJSONValue::GetObject() const {
   static const KELSysJSONObject s_None;
-  return m_Object ? *m_Object : s_None;
+  const KELSysJSONObject* l_Object = ObjectOf();
+  return l_Object ? *l_Object : s_None;
 }
 
 KELSysJSONArray& KELSysJSONValue::MakeArray() {
-  return *(m_Array = KELSysJSONBlock::New<KELSysJSONArray>(0));
+  ToParts();
+  return *(m_Parts.m_Array = KELSysJSONBlock::New<KELSysJSONArray>(0));
 }
 
 KELSysJSONObject& KELSysJSONValue::MakeObject() {
-  return *(m_Object = KELSysJSONBlock::New<KELSysJSONObject>(0));
+  ToParts();
+  return *(m_Parts.m_Object = KELSysJSONBlock::New<KELSysJSONObject>(0));
 }
 
 void KELSysJSONValue::SetNull() {
+  DropString();
   m_Type = KELSysJSONTypeNull;
-  m_Scalar.m_Integer = 0;
-  m_String.clear();
-  if (m_Array) m_Array->Clear();
-  if (m_Object) m_Object->Clear();
+  m_Parts.m_Scalar.m_Integer = 0;
+  if (m_Parts.m_Array) m_Parts.m_Array->Clear();
+  if (m_Parts.m_Object) m_Parts.m_Object->Clear();
 }
 
 void KELSysJSONValue::SetBoolean(bool iValue) {
   SetNull();
   m_Type = KELSysJSONTypeBoolean;
-  m_Scalar.m_Boolean = iValue;
+  m_Parts.m_Scalar.m_Boolean = iValue;
 }
 
 void KELSysJSONValue::SetInteger(int64_t iValue) {
   SetNull();
   m_Type = KELSysJSONTypeInteger;
-  m_Scalar.m_Integer = iValue;
+  m_Parts.m_Scalar.m_Integer = iValue;
 }
 
 void KELSysJSONValue::SetInteger(int32_t iValue) { SetInteger(static_cast<int64_t>(iValue)); }
@@ -110,13 +165,14 @@ void KELSysJSONValue::SetInteger(int32_t iValue) { SetInteger(static_cast<int64_
 void KELSysJSONValue::SetDouble(double iValue) {
   SetNull();
   m_Type = KELSysJSONTypeDouble;
-  m_Scalar.m_Double = iValue;
+  m_Parts.m_Scalar.m_Double = iValue;
 }
 
 KELSysResult KELSysJSONValue::SetString(const char* iBytes) {
   return iBytes ? SetString(iBytes, std::strlen(iBytes)) : (SetNull(), KEL_S_OK);
 }
 
+// A value with containers keeps them, and its string beside them.
 KELSysResult KELSysJSONValue::SetString(const char* iBytes, size_t iLength) {
   if (iBytes == nullptr) {
     SetNull();
@@ -125,7 +181,12 @@ KELSysResult KELSysJSONValue::SetString(const char* iBytes, size_t iLength) {
   try {
     std::string l_Bytes(iBytes, iLength);  // the bytes may lie below this value
     SetNull();
-    m_String.swap(l_Bytes);
+    if (!m_Parts.m_Array && !m_Parts.m_Object) {
+      PlaceString(std::move(l_Bytes));
+      return KEL_S_OK;
+    }
+    m_Parts.m_Scalar.m_Loose = new std::string(std::move(l_Bytes));
+    m_Loose = true;
   } catch (const std::bad_alloc&) {
     SetNull();
     return KEL_E_OUTOFMEMORY;
@@ -134,29 +195,28 @@ KELSysResult KELSysJSONValue::SetString(const char* iBytes, size_t iLength) {
   return KEL_S_OK;
 }
 
-// The container is taken (or copied) before the value is cleared: it may lie below the value.
-// A value that already has the container keeps it (references to it stay good) and takes the
-// content over.
+// The container is taken (or copied) before the value is cleared: it may lie below the value. A
+// value that already has the container keeps it (references to it stay good) and takes the content
+// over.
 template <class Container>
-KELSysResult KELSysJSONValue::Take(Container* KELSysJSONValue::*iSlot, KELSysJSONType iType,
-                                   Container&& iContainer) {
+KELSysResult KELSysJSONValue::Take(KELSysJSONType iType, Container&& iContainer) {
   Container l_Taken(std::move(iContainer));
   SetNull();
+  Container*& l_Slot = SlotOf<Container>();
   try {
-    if (!(this->*iSlot)) this->*iSlot = KELSysJSONBlock::New<Container>(0);
+    if (!l_Slot) l_Slot = KELSysJSONBlock::New<Container>(0);
   } catch (const std::bad_alloc&) {
     return KEL_E_OUTOFMEMORY;
   }
-  *(this->*iSlot) = std::move(l_Taken);
+  *l_Slot = std::move(l_Taken);
   m_Type = iType;
   return KEL_S_OK;
 }
 
 template <class Container>
-KELSysResult KELSysJSONValue::Copy(Container* KELSysJSONValue::*iSlot, KELSysJSONType iType,
-                                   const Container& iContainer) {
+KELSysResult KELSysJSONValue::Copy(KELSysJSONType iType, const Container& iContainer) {
   try {
-    return Take(iSlot, iType, Container(iContainer));
+    return Take(iType, Container(iContainer));
   } catch (const std::bad_alloc&) {
     SetNull();
     return KEL_E_OUTOFMEMORY;
@@ -164,19 +224,19 @@ KELSysResult KELSysJSONValue::Copy(Container* KELSysJSONValue::*iSlot, KELSysJSO
 }
 
 KELSysResult KELSysJSONValue::SetObject(const KELSysJSONObject& iObject) {
-  return Copy(&KELSysJSONValue::m_Object, KELSysJSONTypeObject, iObject);
+  return Copy(KELSysJSONTypeObject, iObject);
 }
 
 KELSysResult KELSysJSONValue::SetObject(KELSysJSONObject&& iObject) {
-  return Take(&KELSysJSONValue::m_Object, KELSysJSONTypeObject, std::move(iObject));
+  return Take(KELSysJSONTypeObject, std::move(iObject));
 }
 
 KELSysResult KELSysJSONValue::SetArray(const KELSysJSONArray& iArray) {
-  return Copy(&KELSysJSONValue::m_Array, KELSysJSONTypeArray, iArray);
+  return Copy(KELSysJSONTypeArray, iArray);
 }
 
 KELSysResult KELSysJSONValue::SetArray(KELSysJSONArray&& iArray) {
-  return Take(&KELSysJSONValue::m_Array, KELSysJSONTypeArray, std::move(iArray));
+  return Take(KELSysJSONTypeArray, std::move(iArray));
 }
 
 KELSysResult KELSysJSONValue::Write(std::string& oOut, bool iCompact, const std::string& iIndent) const {

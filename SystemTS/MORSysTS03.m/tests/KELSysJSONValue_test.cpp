@@ -15,6 +15,12 @@ std::string Compact(const KELSysJSONBase& iNode) {
   return l_Out;
 }
 
+KELSysJSONValue Integer(int64_t iValue) {
+  KELSysJSONValue l_Value;
+  l_Value.SetInteger(iValue);
+  return l_Value;
+}
+
 KELSysJSONValue Built(const std::string& iText) {
   KELSysJSON l_JSON;
   KELSysJSONValue l_Root;
@@ -164,6 +170,22 @@ TEST(KELSysJSONValue, ContainersStayWithTheValue) {
     EXPECT_EQ(&l_Value.GetArray(), &l_Array);
   }
   EXPECT_EQ(l_Array.GetSize(), 0u);
+  // A string keeps its bytes when containers are made beside it (set on a value that has them, or
+  // made on one that holds the string), and copies keep both.
+  const std::string l_Long = "a string of more than fifteen bytes";
+  KELSysJSONValue l_Fresh;
+  for (KELSysJSONValue* l_String : {&l_Value, &l_Fresh}) {
+    ASSERT_EQ(l_String->SetString(l_Long), KEL_S_OK);
+    ASSERT_EQ(l_String->GetObject().AddPair("k", Integer(7)), KEL_S_OK);
+    KELSysJSONValue l_Copy(*l_String);
+    EXPECT_EQ(l_Copy.GetString(), l_Long);
+    EXPECT_EQ(Compact(l_Copy), "\"" + l_Long + "\"");
+    EXPECT_EQ(Compact(l_Copy.GetObject()), "{\"k\":7}");
+  }
+  EXPECT_EQ(&l_Value.GetArray(), &l_Array);
+  l_Value.SetNull();
+  EXPECT_EQ(l_Value.GetString(), "");
+  EXPECT_EQ(l_Value.GetObject().GetSize(), 0u);
 }
 
 // A million levels: parsed, built, traversed, copied, written and destroyed with no recursion.
