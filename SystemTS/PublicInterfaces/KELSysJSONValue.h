@@ -50,7 +50,8 @@ class KELSysJSONValue : public KELSysJSONBase {
     return m_Loose ? *m_Parts.m_Scalar.m_Loose : m_String;
   }
   // The containers. The first non-const call on a value that has none makes it (and throws
-  // std::bad_alloc when that fails).
+  // std::bad_alloc when that fails); on a string value that moves the string, so a reference that
+  // GetString gave before does not survive it.
   KELSysJSONArray& GetArray() {
     KELSysJSONArray* l_Array = ArrayOf();
     return l_Array ? *l_Array : MakeArray();
