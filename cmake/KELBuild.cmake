@@ -13,10 +13,14 @@ if(KEL_WERROR)
   list(APPEND KEL_WARNINGS -Werror)
 endif()
 
-# Framework-wide header folders.
+# The version header, generated from project() so that the version is written in one place.
+configure_file(${CMAKE_CURRENT_LIST_DIR}/KELVersion.h.in ${PROJECT_BINARY_DIR}/generated/KELVersion.h @ONLY)
+
+# Framework-wide header folders, and the generated ones.
 set(KEL_FRAMEWORK_INCLUDES
     ${PROJECT_SOURCE_DIR}/SystemTS/PublicInterfaces
-    ${PROJECT_SOURCE_DIR}/SystemTS/PrivateInterfaces)
+    ${PROJECT_SOURCE_DIR}/SystemTS/PrivateInterfaces
+    ${PROJECT_BINARY_DIR}/generated)
 
 # kel_module(NAME DIR [DEPS targets...])
 # Makes the library NAME from DIR/src/*.cpp and, when DIR/tests holds .cpp files, the test executable
