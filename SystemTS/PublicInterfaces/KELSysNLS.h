@@ -2,9 +2,10 @@
 //
 // They are settled once per process, at the first call of GetProcess (thread-safe), from the
 // environment locale (LANG) and the supported-languages file SUPPLANG_Q4:
-// - LANG (default "en_US.UTF-8") gives the environment's code set: the text after its first ".",
-//   up to any "@modifier"; without one, the code set the C library reports for the environment's
-//   locale; without that either, "UTF-8".
+// - LANG (default "en_US.UTF-8") gives the environment's code set: all of the text after its first
+//   ".", a "@modifier" included ("UTF-8@euro" for "de_DE.UTF-8@euro", a name iconv does not know);
+//   without a ".", the code set the C library reports for the environment's locale; without that
+//   either, "UTF-8".
 // - SUPPLANG_Q4 is the first regular file that opens among <d>/NLS/SUPPLANG_Q4 for each <d> of
 //   MORReffilesPath, <d>/reffiles/NLS/SUPPLANG_Q4 for each <d> of MORInstallPath, and
 //   <d>/SUPPLANG_Q4 for each <d> of KELSysNLSInstallPath (each a ":"-separated list, like PATH).

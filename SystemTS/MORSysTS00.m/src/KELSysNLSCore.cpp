@@ -20,12 +20,11 @@ std::string Environment(const char* iName) {
   return l_Value ? l_Value : "";
 }
 
-// The code set part of a locale name language[_territory][.codeset][@modifier].
+// The code set of a locale name: all of the text after its first '.', a modifier included
+// ("UTF-8@euro" for "de_DE.UTF-8@euro"). A name with a modifier is what iconv is then asked for.
 std::string CodeSetOf(const std::string& iLANG) {
   size_t l_Point = iLANG.find('.');
-  if (l_Point == std::string::npos) return "";
-  std::string l_CodeSet = iLANG.substr(l_Point + 1);
-  return l_CodeSet.substr(0, l_CodeSet.find('@'));
+  return l_Point == std::string::npos ? "" : iLANG.substr(l_Point + 1);
 }
 
 // Opens the first regular file among <dir><iSuffix> for the dirs of the ":"-separated iList.

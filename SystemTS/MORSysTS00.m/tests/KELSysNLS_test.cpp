@@ -67,7 +67,8 @@ TEST_F(KELSysNLSTest, EnvironmentLocaleCodeSet) {
   } const l_Cases[] = {
       {nullptr, nullptr, "UTF-8"},
       {"ja_JP.eucJP", nullptr, "eucJP"},
-      {"de_DE.ISO-8859-15@euro", nullptr, "ISO-8859-15"},
+      {"de_DE.ISO-8859-15@euro", nullptr, "ISO-8859-15@euro"},  // the modifier stays
+      {"de_DE.UTF-8@euro", nullptr, "UTF-8@euro"},
       {"C", nullptr, "ANSI_X3.4-1968"},  // no point: asks the C library, which knows "C"
       {"xx_YY", "C.UTF-8", "UTF-8"},     // no point: the C library follows LC_ALL
   };
@@ -121,6 +122,33 @@ TEST_F(KELSysNLSTest, UnvalidatedLANGFallsBackToEnglish) {
     EXPECT_TRUE(l_Diagnostics.ends_with(
         Lines({"[KELSysNLS][INFO] Lang string (in config file format): \"" + l_LANG.substr(0, 5) + "\"",
                "ERROR: SUPPLANG_Q4 does not contain a valid code set for code page: UTF-8.", kFallback})))
+        << l_Diagnostics;
+    EXPECT_EQ(KELSysNLS::GetProcess().GetLanguage(), "English");
+    EXPECT_EQ(KELSysNLS::GetProcess().GetCodeSet(), "ISO-8859-1");
+  }
+}
+
+// A modifier makes the code set a name iconv does not know: without a supported-languages file the
+// process says so and converts as UTF-8; with one, no entry can validate LANG, so it falls back.
+TEST_F(KELSysNLSTest, ModifierInLANGNamesAnUnknownCodeSet) {
+  setenv("LANG", "de_DE.UTF-8@euro", 1);
+  std::string l_Diagnostics = StartUp();
+  EXPECT_NE(l_Diagnostics.find(Lines({"[KELSysNLSCore][INFO] DetectNLSCoreFromEnvironment | "
+                                      "LangEnv=\"de_DE.UTF-8@euro\" | CodePage=\"UTF-8@euro\""})),
+            std::string::npos)
+      << l_Diagnostics;
+  EXPECT_NE(l_Diagnostics.find(Lines({"[KELSysIConvTSWrap] failed to initialize converters for conversion "
+                                      "UTF-8@euro <-> UTF-16LE"})),
+            std::string::npos)
+      << l_Diagnostics;
+  EXPECT_TRUE(KELSysNLS::GetProcess().IsUTF8());
+
+  setenv("KELSysNLSInstallPath", (Temp() + "/nls").c_str(), 1);
+  for (const char* l_CodeSet : {"UTF-8", "UTF-8@euro"}) {
+    WriteFile("nls/SUPPLANG_Q4", std::string("*BEGIN*\nde_DE German de_DE.UTF-8 ") + l_CodeSet + "\n*END*\n");
+    l_Diagnostics = StartUp();
+    EXPECT_TRUE(l_Diagnostics.ends_with(Lines(
+        {"ERROR: SUPPLANG_Q4 does not contain a valid code set for code page: UTF-8@euro.", kFallback})))
         << l_Diagnostics;
     EXPECT_EQ(KELSysNLS::GetProcess().GetLanguage(), "English");
     EXPECT_EQ(KELSysNLS::GetProcess().GetCodeSet(), "ISO-8859-1");
