@@ -40,6 +40,7 @@ class KELSysJSONArray : public KELSysJSONBase {
   const KELSysJSONValue* begin() const { return m_Values.begin(); }
   const KELSysJSONValue* end() const;
 
+  using KELSysJSONBase::Write;
   // "[" elements "]"; see KELSysJSONBase::Write.
   KELSysResult Write(std::string& oOut, bool iCompact, const std::string& iIndent) const override;
 

@@ -58,6 +58,7 @@ class KELSysJSONObject : public KELSysJSONBase {
   const KELSysJSONPair* begin() const { return m_Pairs.begin(); }
   const KELSysJSONPair* end() const;
 
+  using KELSysJSONBase::Write;
   // "{" pairs "}"; see KELSysJSONBase::Write.
   KELSysResult Write(std::string& oOut, bool iCompact, const std::string& iIndent) const override;
 

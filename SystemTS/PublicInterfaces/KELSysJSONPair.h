@@ -25,6 +25,7 @@ class KELSysJSONPair : public KELSysJSONBase {
   KELSysJSONValue& GetValue() { return m_Value; }
   const KELSysJSONValue& GetValue() const { return m_Value; }
 
+  using KELSysJSONBase::Write;
   // "\"" key "\":" value, no blank around the colon; see KELSysJSONBase::Write.
   KELSysResult Write(std::string& oOut, bool iCompact, const std::string& iIndent) const override;
 

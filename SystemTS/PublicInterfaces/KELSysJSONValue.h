@@ -80,6 +80,7 @@ class KELSysJSONValue : public KELSysJSONBase {
   KELSysResult SetArray(const KELSysJSONArray& iArray);
   KELSysResult SetArray(KELSysJSONArray&& iArray);
 
+  using KELSysJSONBase::Write;
   // The value's text; see KELSysJSONBase::Write.
   KELSysResult Write(std::string& oOut, bool iCompact, const std::string& iIndent) const override;
 

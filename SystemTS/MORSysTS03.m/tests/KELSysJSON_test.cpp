@@ -95,6 +95,32 @@ TEST(KELSysJSONWrite, NodesWriteOnTheirOwn) {
   EXPECT_EQ(l_Out, "x={\"k\":[true]}");
 }
 
+// The framework's form of Write: appended to a MORUnicodeString, indented by one, through the
+// node's base class. Its UTF-8 is the narrow text byte for byte, bytes that are not UTF-8 included.
+TEST(KELSysJSONWrite, UnicodeFormGivesTheSameBytes) {
+  KELSysJSON l_JSON;
+  const std::string l_Text = "{\"k\\u00e9\xff\":[\"\xc3\xa9\x80\",1.0,{}]}";
+  ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK);
+  KELSysJSONValue l_Root;
+  ASSERT_EQ(l_JSON.Build(l_Root), KEL_S_OK);
+  const KELSysJSONBase& l_Node = l_Root;
+  for (bool l_Compact : {true, false}) {
+    for (const char* l_Indent : {"", "\t", "  "}) {
+      std::string l_Narrow = "x=";
+      ASSERT_EQ(l_Node.Write(l_Narrow, l_Compact, std::string(l_Indent)), KEL_S_OK);
+      MORUnicodeString l_Out = MORUnicodeString::FromUTF8("x=");
+      ASSERT_EQ(l_Node.Write(l_Out, l_Compact, MORUnicodeString::FromUTF8(l_Indent)), KEL_S_OK);
+      EXPECT_EQ(std::string(l_Out.ConvertToUTF8()), l_Narrow) << l_Compact << " '" << l_Indent << "'";
+    }
+  }
+  // Each closing bracket drops the first character of its container's indentation, here a blank.
+  MORUnicodeString l_Out;
+  ASSERT_EQ(l_Root.GetObject().Write(l_Out, false, MORUnicodeString::FromUTF8("  ")), KEL_S_OK);
+  EXPECT_STREQ(l_Out.ConvertToUTF8(),
+               "{\n  \t\"k\\u00e9\xff\":[\n  \t\t\"\xc3\xa9\x80\",\n  \t\t1.0,\n  \t\t{\n  \t\t\t\n "
+               "\t\t\t}\n \t\t]\n \t}");
+}
+
 // Records the events of a traversal as one line of text.
 class Recorder : public KELSysJSONTraverse {
  public:
