@@ -158,12 +158,11 @@ class KELSysRegKey {
   KELSysResult Create(const std::string& iBase, const MORUnicodeString& iKeyPath, uint32_t iAccess);
   void EnsureParentAreKeys(const std::string& iFile);
   // Opens the key file iFile (by its name in the folder iDirFd when that is not negative), or takes
-  // iOpened, the same file already open, locks it (exclusively when iCreate or iAccess asks for
-  // writing) and reads it.
-  KELSysResult OpenKeyReal(std::string iFile, uint32_t iAccess, int iDirFd, bool iCreate,
-                           std::unique_ptr<MORFileLockBytes> iOpened = nullptr);
-  // Locks the open m_File; oShared when a shared lock was taken for the read.
-  KELSysResult Lock(const std::string& iFile, bool iExclusive, bool& oShared);
+  // iOpened, a descriptor of the same file not yet checked, locks it (exclusively when iCreate or
+  // iAccess asks for writing) and reads it.
+  KELSysResult OpenKeyReal(std::string iFile, uint32_t iAccess, int iDirFd, bool iCreate, int iOpened = -1);
+  // Locks the key file iFd (m_File, once it is set), tracing a lock not granted.
+  KELSysResult Lock(const std::string& iFile, int iFd, bool iExclusive);
   // Reads the key file into m_Values; false when it cannot be read whole (too big, a failed or short
   // read), the key then having no values.
   bool ReadValues();

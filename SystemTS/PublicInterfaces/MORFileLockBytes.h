@@ -34,6 +34,14 @@ class MORFileLockBytes final : public MORILockBytes {
   static KELSysResult OpenBelow(int iDirFd, const char* iPath, uint32_t iMode,
                                 std::unique_ptr<MORFileLockBytes>& oFile);
 
+  // The same opens in two steps, for callers that act on the descriptor before it is checked (the
+  // registry takes its lock there, so that the size seen is the one it reads): the bare descriptor
+  // (negative with errno set on failure), then Adopt, which keeps it as oFile when it is an open
+  // regular file and closes it otherwise, reporting errno for a negative iFd.
+  static int OpenDescriptor(int iDirFd, const char* iPath, uint32_t iMode);
+  static int OpenDescriptorBelow(int iDirFd, const char* iPath, uint32_t iMode);
+  static KELSysResult Adopt(int iFd, uint32_t iMode, std::unique_ptr<MORFileLockBytes>& oFile);
+
   ~MORFileLockBytes() override;
   MORFileLockBytes(const MORFileLockBytes&) = delete;
   MORFileLockBytes& operator=(const MORFileLockBytes&) = delete;
@@ -45,6 +53,8 @@ class MORFileLockBytes final : public MORILockBytes {
 
   // Makes the next Stat ask the system: the file may have changed since the open (a lock awaited).
   void ForgetOpenStat() { m_OpenStatFresh = false; }
+  // Closes the descriptor now (releasing any lock on it); reads, writes and Stat then fail.
+  void Close();
   // The open mode, as Stat reports it, without asking the system.
   uint32_t GetMode() const { return m_Mode; }
   // The descriptor (still owned by the object), and the file's device and inode as at the open.
@@ -54,9 +64,6 @@ class MORFileLockBytes final : public MORILockBytes {
 
  private:
   MORFileLockBytes(int iFd, uint32_t iMode, const struct stat& iStat);
-  // Keeps the descriptor iFd (closing it unless it is kept) when it is an open regular file; a
-  // negative iFd reports errno.
-  static KELSysResult Adopt(int iFd, uint32_t iMode, std::unique_ptr<MORFileLockBytes>& oFile);
 
   int m_Fd;
   uint32_t m_Mode;

@@ -23,9 +23,6 @@ namespace {
 // the many small keys of a walk allocate no parser each; bigger ones get their own, freed at once.
 constexpr uint64_t k_ReusedDocumentLimit = uint64_t(1) << 20;
 
-// The share mode the framework passes for key files.
-constexpr uint32_t k_ShareMode = 2;
-
 bool IsSingleComponent(std::string_view iKeyPath) {
   return !iKeyPath.empty() && iKeyPath.find_first_of("\\/") == std::string_view::npos;
 }
@@ -84,9 +81,8 @@ KELSysResult KELSysRegKey::Open(const std::string& iBase, const MORUnicodeString
     // the key folder is known to exist: "NAME/../NAME.json", resolved without links and below the
     // parent's folder, proves both in one lookup. What it cannot prove (a missing key, a link, a
     // file that does not open) is settled the ordinary way below.
-    std::unique_ptr<MORFileLockBytes> l_Opened;
-    if (MORFileLockBytes::OpenBelow(l_DirFd, l_Through, OpenMode(iAccess), l_Opened) == KEL_S_OK)
-      return OpenKeyReal(std::move(l_File), iAccess, l_DirFd, false, std::move(l_Opened));
+    int l_Opened = MORFileLockBytes::OpenDescriptorBelow(l_DirFd, l_Through, OpenMode(iAccess));
+    if (l_Opened >= 0) return OpenKeyReal(std::move(l_File), iAccess, l_DirFd, false, l_Opened);
   }
   struct stat l_Stat;
   int l_Found;
@@ -114,7 +110,7 @@ int KELSysRegKey::KeyFolderFd() const {
 }
 
 KELSysResult KELSysRegKey::OpenKeyReal(std::string iFile, uint32_t iAccess, int iDirFd, bool iCreate,
-                                       std::unique_ptr<MORFileLockBytes> iOpened) {
+                                       int iOpened) {
   CloseKey();
   uint32_t l_Mode = OpenMode(iAccess);
   KELSysResult l_Rc = KEL_E_FAIL;
@@ -122,26 +118,35 @@ KELSysResult KELSysRegKey::OpenKeyReal(std::string iFile, uint32_t iAccess, int 
     m_Trace->Print(KELSysTraceDebug, "  OpenKeyReal m_Path: %s, l_OpenMode: %d, l_Rc: %x\n",
                    m_FilePath.c_str(), int(l_Mode), unsigned(l_Rc));
   const bool l_Exclusive = iCreate || l_Mode == MORLockBytesReadWrite;
-  bool l_Shared = false;
   // A writer that had to wait may find the file removed meanwhile (and perhaps made again): it then
   // opens the file by its name once more.
   for (int l_Try = 0;; ++l_Try) {
-    if (iOpened) {
-      m_File = std::move(iOpened);
-    } else {
+    int l_Fd = iOpened;
+    iOpened = -1;
+    if (l_Fd < 0) {
       // Given the folder of the key file, only the file's own name is looked up in it.
       const char* l_Path =
           iDirFd >= 0 ? iFile.c_str() + (iFile.size() - KELSysRegBaseName(iFile).size()) : iFile.c_str();
-      l_Rc = MORFileLockBytes::Open(iDirFd >= 0 ? iDirFd : AT_FDCWD, l_Path, l_Mode, k_ShareMode, m_File);
-      if (l_Rc != KEL_S_OK) return l_Rc;
+      l_Fd = MORFileLockBytes::OpenDescriptor(iDirFd >= 0 ? iDirFd : AT_FDCWD, l_Path, l_Mode);
     }
-    l_Rc = Lock(iFile, l_Exclusive, l_Shared);
-    if (l_Rc != KEL_S_OK) {
-      m_File.reset();
+    // A reader locks before the file is checked, so that the size then seen is the one it reads. Only
+    // where some key of the process holds an exclusive lock must it first know which file it has.
+    const bool l_LockFirst = !l_Exclusive && l_Fd >= 0 && !KELSysRegLock::AnyHeld();
+    if (l_LockFirst && (l_Rc = Lock(iFile, l_Fd, false)) != KEL_S_OK) {
+      close(l_Fd);
       return l_Rc;
     }
-    // The size seen at the open may be that of a write-back which the lock has since waited out.
-    m_File->ForgetOpenStat();
+    l_Rc = MORFileLockBytes::Adopt(l_Fd, l_Mode, m_File);
+    if (l_Rc != KEL_S_OK) return l_Rc;
+    if (!l_LockFirst) {
+      l_Rc = Lock(iFile, m_File->GetDescriptor(), l_Exclusive);
+      if (l_Rc != KEL_S_OK) {
+        m_File.reset();
+        return l_Rc;
+      }
+      // The size seen at the open may be that of a write-back which the lock has since waited out.
+      m_File->ForgetOpenStat();
+    }
     if (!l_Exclusive || l_Try == 2 || !KELSysRegLock::IsRemoved(m_File->GetDescriptor())) break;
     KELSysRegLock::Release(m_Hold);
     m_File.reset();
@@ -149,7 +154,8 @@ KELSysResult KELSysRegKey::OpenKeyReal(std::string iFile, uint32_t iAccess, int 
   m_FilePath = std::move(iFile);
   m_Values = std::make_unique<KELSysJSONObject>();
   bool l_Whole = ReadValues();
-  if (l_Shared) KELSysRegLock::ReleaseShared(m_File->GetDescriptor());
+  // A reader keeps no descriptor, and so no lock, once it has read.
+  if (!l_Exclusive) m_File->Close();
   if (!l_Whole) {
     // The key stays open without its file: it has no values, lists its subkeys, refuses every
     // change, and is never written back over the bytes it could not read.
@@ -159,13 +165,13 @@ KELSysResult KELSysRegKey::OpenKeyReal(std::string iFile, uint32_t iAccess, int 
   return KEL_S_OK;
 }
 
-KELSysResult KELSysRegKey::Lock(const std::string& iFile, bool iExclusive, bool& oShared) {
-  oShared = false;
-  int l_Fd = m_File->GetDescriptor();
+KELSysResult KELSysRegKey::Lock(const std::string& iFile, int iFd, bool iExclusive) {
+  KELSysResult l_Rc = KEL_S_OK;
   bool l_Joined = false;
-  KELSysResult l_Rc =
-      iExclusive ? KELSysRegLock::Exclusive(l_Fd, m_File->GetDevice(), m_File->GetInode(), m_Hold, l_Joined)
-                 : KELSysRegLock::Shared(l_Fd, m_File->GetDevice(), m_File->GetInode(), oShared);
+  if (iExclusive)
+    l_Rc = KELSysRegLock::Exclusive(iFd, m_File->GetDevice(), m_File->GetInode(), m_Hold, l_Joined);
+  else if (!m_File || !KELSysRegLock::HeldByThread(m_File->GetDevice(), m_File->GetInode()))
+    l_Rc = KELSysRegLock::Shared(iFd);
   if (l_Rc != KEL_S_OK && m_Trace)
     m_Trace->Print(KELSysTraceError, "  OpenKeyReal %s: %s lock not granted within %lld ms (%s)\n",
                    iFile.c_str(), iExclusive ? "exclusive" : "shared",
@@ -243,9 +249,6 @@ KELSysResult KELSysRegKey::WriteBack() {
   // A read-only key cannot write its file: unless the text is wanted for the trace, there is
   // nothing to do.
   if (!l_Writable && !m_Trace) return KEL_S_OK;
-  MORLockBytesStat l_Stat;
-  KELSysResult l_Rc = m_File->Stat(l_Stat);
-  if (l_Rc != KEL_S_OK) return l_Rc;
 
   KELSysJSONObject l_Root;
   KELSysJSONValue l_Version, l_Values;
@@ -255,7 +258,7 @@ KELSysResult KELSysRegKey::WriteBack() {
   if (l_Root.AddPair("Version", std::move(l_Version)) != KEL_S_OK ||
       l_Root.AddPair(KeyName(), std::move(l_Values)) != KEL_S_OK)
     return KEL_E_OUTOFMEMORY;
-  l_Rc = l_Root.Write(l_Text, true, std::string());
+  KELSysResult l_Rc = l_Root.Write(l_Text, true, std::string());
   if (l_Rc != KEL_S_OK) return l_Rc;  // never write a document that is not whole
   size_t l_Length = l_Text.size();
   if (!l_Writable || !m_Hold) {
@@ -263,6 +266,9 @@ KELSysResult KELSysRegKey::WriteBack() {
     return KEL_S_OK;
   }
 
+  MORLockBytesStat l_Stat;
+  l_Rc = m_File->Stat(l_Stat);
+  if (l_Rc != KEL_S_OK) return l_Rc;
   // A shorter text is written padded with blanks to the old length and then cut, so that the file
   // holds valid JSON at every moment: never the new text followed by a tail of the old one.
   if (l_Stat.cbSize > l_Length) l_Text.resize(size_t(l_Stat.cbSize), ' ');
@@ -305,13 +311,14 @@ void KELSysRegKey::Release() {
 }
 
 KELSysResult KELSysRegKey::CheckWriteAccess() {
-  MORLockBytesStat l_Stat;
-  if (!m_File || m_File->Stat(l_Stat) != KEL_S_OK) return KEL_E_ACCESSDENIED;
-  bool l_Allowed = (l_Stat.grfMode & MORLockBytesReadWrite) != 0;
+  // The open mode, as Stat would report it: a reader's descriptor is already closed.
+  if (!m_File) return KEL_E_ACCESSDENIED;
+  uint32_t l_Mode = m_File->GetMode();
+  bool l_Allowed = (l_Mode & MORLockBytesReadWrite) != 0;
   if (m_Trace)
     m_Trace->Print(KELSysTraceDebug,
                    l_Allowed ? "  CheckWriteAccess true (l_Stat.grfMode: %d)\n"
                              : "  CheckWriteAccess false (l_Stat.grfMode: %d)\n",
-                   int(l_Stat.grfMode));
+                   int(l_Mode));
   return l_Allowed ? KEL_S_OK : KEL_E_ACCESSDENIED;
 }

@@ -107,19 +107,16 @@ void KELSysRegLock::Release(KELSysRegHold*& ioHold) {
   delete l_Hold;
 }
 
-KELSysResult KELSysRegLock::Shared(int iFd, dev_t iDevice, ino_t iInode, bool& oTaken) {
-  HoldTable& l_Table = Table();
-  oTaken = false;
-  if (l_Table.m_Count.load(std::memory_order_acquire) != 0) {
-    std::lock_guard<std::mutex> l_Guard(l_Table.m_Mutex);
-    if (Find(l_Table, iDevice, iInode)) return KEL_S_OK;
-  }
-  KELSysResult l_Rc = Wait(iFd, LOCK_SH);
-  oTaken = l_Rc == KEL_S_OK;
-  return l_Rc;
-}
+KELSysResult KELSysRegLock::Shared(int iFd) { return Wait(iFd, LOCK_SH); }
 
-void KELSysRegLock::ReleaseShared(int iFd) { flock(iFd, LOCK_UN); }
+bool KELSysRegLock::AnyHeld() { return Table().m_Count.load(std::memory_order_acquire) != 0; }
+
+bool KELSysRegLock::HeldByThread(dev_t iDevice, ino_t iInode) {
+  HoldTable& l_Table = Table();
+  if (l_Table.m_Count.load(std::memory_order_acquire) == 0) return false;
+  std::lock_guard<std::mutex> l_Guard(l_Table.m_Mutex);
+  return Find(l_Table, iDevice, iInode) != nullptr;
+}
 
 bool KELSysRegLock::IsRemoved(int iFd) {
   struct stat l_Stat;

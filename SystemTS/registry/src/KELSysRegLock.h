@@ -62,10 +62,14 @@ class KELSysRegLock {
   // Leaves the hold (unlocking the file when it was the last key on it); sets ioHold to nullptr.
   static void Release(KELSysRegHold*& ioHold);
 
-  // Takes the shared lock on iFd for one read (oTaken), or nothing when this thread holds the
-  // file exclusively. KEL_E_TIMEOUT when the wait is over; the failure of a system call otherwise.
-  static KELSysResult Shared(int iFd, dev_t iDevice, ino_t iInode, bool& oTaken);
-  static void ReleaseShared(int iFd);
+  // Takes the shared lock on iFd for one read; closing the descriptor releases it. KEL_E_TIMEOUT
+  // when the wait is over; the failure of a system call otherwise. A read-only key of a thread that
+  // holds the file exclusively (HeldByThread) takes none.
+  static KELSysResult Shared(int iFd);
+  // Whether any thread of the process holds an exclusive lock; when none does, a reader need not
+  // know which file it opened before locking it.
+  static bool AnyHeld();
+  static bool HeldByThread(dev_t iDevice, ino_t iInode);
 
   // Whether the file open as iFd has no name left: removed while its lock was awaited.
   static bool IsRemoved(int iFd);

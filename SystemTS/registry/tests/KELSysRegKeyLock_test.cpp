@@ -163,7 +163,7 @@ TEST_F(KELSysRegLockTest, ReadersSeeWholeWriteBacksOnly) {
   EXPECT_GE(l_Counters->m_Writes, k_Writers * k_Rounds);
   EXPECT_GE(l_Counters->m_ReadsWhileWriting, k_MinReads);
   EXPECT_GT(l_Counters->m_LongSeen, 0);
-  std::cout << "[ FIGURES  ] " << k_Writers << " writers x " << k_Rounds
+  std::cout << "[ FIGURES  ] " << k_Writers << " writers, " << l_Counters->m_Writes
             << " rewrites; 1 reader: " << l_Counters->m_Reads << " reads (" << l_Counters->m_ReadsWhileWriting
             << " while writers ran, " << l_Counters->m_LongSeen << " long paths)\n";
 }
