@@ -26,9 +26,10 @@
 // lock on its key file from before its read on open to the end of its write-back on close, so that
 // concurrent read-modify-write cycles of several processes follow one another. A key opened
 // read-only holds a shared lock only around its read, and nothing afterwards. An open that does not
-// get its lock within KELSysRegLockWait (5 s) fails with KEL_E_TIMEOUT, and the trace names the key
-// file. Within one thread, the key objects open on one file share its exclusive lock instead of
-// waiting for each other: each has its own values, and the last one closed writes the file.
+// get its lock within KELSysRegLockWait (a few seconds) fails with KEL_E_TIMEOUT, and the trace
+// names the key file. Within one thread, the key objects open on one file share its exclusive lock
+// instead of waiting for each other: each has its own values, and the last one closed writes the
+// file.
 //
 // Access flags. Both bits 0x1 and 0x8 (KELSysRegAccessReadWrite) open the key file for reading
 // and writing; any other combination opens it read-only, and every change is then refused with

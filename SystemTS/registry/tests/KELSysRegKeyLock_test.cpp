@@ -187,7 +187,8 @@ TEST_F(KELSysRegLockTest, OpenGivesUpOnAStuckHolder) {
   ASSERT_EQ(read(l_Pipe[0], &l_Ready, 1), 1);
   EXPECT_EQ(l_Ready, '1');
   const std::string l_Expected = "[E] KELSYSREGKEY:   OpenKeyReal " + Path("HKLM/K.json") +
-                                 ": %s lock not granted within 5000 ms (E_TIMEOUT)\n";
+                                 ": %s lock not granted within " + std::to_string(KELSysRegLockWait.count()) +
+                                 " ms (E_TIMEOUT)\n";
   for (uint32_t l_Access : {KELSysRegAccessRead, KELSysRegAccessReadWrite}) {
     KELSysRegKey l_Key;
     l_Key.SetTraceForTest(&m_Trace);
