@@ -1,5 +1,6 @@
 // Cost of reading one installation key the way the lister does (open, query two string values,
-// close), next to the least any reader must pay for the same file: open, read, close.
+// close), next to the least any reader must pay for the same file: open, read, close; and of a
+// writer's open, set and close of the same key.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <stdlib.h>
@@ -114,6 +115,21 @@ void BM_KeyBelowParent(benchmark::State& ioState) {
   }
 }
 BENCHMARK(BM_KeyBelowParent);
+
+// A writer's cycle on the same key: open for writing (with the exclusive lock), set a value to what
+// it holds, close (the write-back rewrites the file in place).
+void BM_KeyRewrite(benchmark::State& ioState) {
+  TheRegistry();
+  KELSysRegKey l_Parent;
+  if (l_Parent.OpenKey(KELSysRegHiveLocalMachine, k_Parent, KELSysRegAccessRead) != KEL_S_OK) abort();
+  for (auto l_ : ioState) {
+    KELSysRegKey l_Key;
+    if (l_Key.OpenKey(l_Parent, "X00042", KELSysRegAccessReadWrite) != KEL_S_OK ||
+        l_Key.SetStringValue("SPlevel", "7") != KEL_S_OK || l_Key.CloseKey() != KEL_S_OK)
+      abort();
+  }
+}
+BENCHMARK(BM_KeyRewrite);
 
 }  // namespace
 

@@ -1,5 +1,6 @@
-// Hostile key files: opening, querying and listing them never crashes, and a key written back
-// from any of them reads again with the value set before the write-back.
+// Hostile key files: opening, querying and listing them never crashes, a second key opened on the
+// file while the first holds it for writing reads the same values, and a key written back from any
+// of them reads again with the value set before the write-back.
 #include <stdlib.h>
 
 #include <cstdint>
@@ -56,6 +57,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* iData, size_t iSize) {
   QueryAll(l_Key);
   if (l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite) != KEL_S_OK) __builtin_trap();
   QueryAll(l_Key);
+  {
+    // A second key of this thread on the held file reads it at once, and the same values.
+    KELSysRegKey l_Again;
+    std::vector<MORUnicodeString> l_Names, l_AgainNames;
+    if (l_Again.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead) != KEL_S_OK) __builtin_trap();
+    l_Key.EnumValues(l_Names);
+    l_Again.EnumValues(l_AgainNames);
+    if (l_Names != l_AgainNames) __builtin_trap();
+  }
   if (l_Key.SetStringValue("Fuzz", "ok") != KEL_S_OK || l_Key.CloseKey() != KEL_S_OK) __builtin_trap();
   MORUnicodeString l_Value;
   if (l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead) != KEL_S_OK ||

@@ -24,20 +24,31 @@ std::atomic<bool> s_CanResolveBelow{true};
 
 KELSysResult MORFileLockBytes::Open(int iDirFd, const char* iPath, uint32_t iMode, uint32_t iShare,
                                     std::unique_ptr<MORFileLockBytes>& oFile) {
-  (void)iShare;  // sharing is not enforced: key files are plain, unlocked files
-  return Adopt(openat(iDirFd, iPath, OpenFlags(iMode)), iMode, oFile);
+  (void)iShare;  // sharing is not enforced here: the registry locks key files itself
+  return Adopt(OpenDescriptor(iDirFd, iPath, iMode), iMode, oFile);
 }
 
 KELSysResult MORFileLockBytes::OpenBelow(int iDirFd, const char* iPath, uint32_t iMode,
                                          std::unique_ptr<MORFileLockBytes>& oFile) {
-  if (!s_CanResolveBelow.load(std::memory_order_relaxed)) return KELSysResultFromErrno(ENOSYS);
+  return Adopt(OpenDescriptorBelow(iDirFd, iPath, iMode), iMode, oFile);
+}
+
+int MORFileLockBytes::OpenDescriptor(int iDirFd, const char* iPath, uint32_t iMode) {
+  return openat(iDirFd, iPath, OpenFlags(iMode));
+}
+
+int MORFileLockBytes::OpenDescriptorBelow(int iDirFd, const char* iPath, uint32_t iMode) {
+  if (!s_CanResolveBelow.load(std::memory_order_relaxed)) {
+    errno = ENOSYS;
+    return -1;
+  }
   open_how l_How{};
   l_How.flags = uint64_t(OpenFlags(iMode));
   l_How.resolve = RESOLVE_NO_SYMLINKS | RESOLVE_BENEATH;
   int l_Fd = int(syscall(SYS_openat2, iDirFd, iPath, &l_How, sizeof l_How));
   if (l_Fd < 0 && (errno == ENOSYS || errno == EPERM || errno == EINVAL || errno == E2BIG))
     s_CanResolveBelow.store(false, std::memory_order_relaxed);
-  return Adopt(l_Fd, iMode, oFile);
+  return l_Fd;
 }
 
 KELSysResult MORFileLockBytes::Adopt(int iFd, uint32_t iMode, std::unique_ptr<MORFileLockBytes>& oFile) {
@@ -48,8 +59,6 @@ KELSysResult MORFileLockBytes::Adopt(int iFd, uint32_t iMode, std::unique_ptr<MO
     l_Rc = LastError();
   else if (!S_ISREG(l_Stat.st_mode))
     l_Rc = KEL_E_FAIL;
-  else if (uint64_t(l_Stat.st_size) > MORFileLockBytesMaxSize)
-    l_Rc = KELSysResultFromErrno(EFBIG);
   if (l_Rc != KEL_S_OK) {
     close(iFd);
     return l_Rc;
@@ -59,9 +68,18 @@ KELSysResult MORFileLockBytes::Adopt(int iFd, uint32_t iMode, std::unique_ptr<MO
 }
 
 MORFileLockBytes::MORFileLockBytes(int iFd, uint32_t iMode, const struct stat& iStat)
-    : m_Fd(iFd), m_Mode(iMode), m_OpenSize(uint64_t(iStat.st_size)) {}
+    : m_Fd(iFd),
+      m_Mode(iMode),
+      m_OpenSize(uint64_t(iStat.st_size)),
+      m_Device(iStat.st_dev),
+      m_Inode(iStat.st_ino) {}
 
-MORFileLockBytes::~MORFileLockBytes() { close(m_Fd); }
+MORFileLockBytes::~MORFileLockBytes() { Close(); }
+
+void MORFileLockBytes::Close() {
+  if (m_Fd >= 0) close(m_Fd);
+  m_Fd = -1;
+}
 
 KELSysResult MORFileLockBytes::ReadAt(uint64_t iOffset, void* oBuffer, size_t iCount, size_t& oRead) {
   m_OpenStatFresh = false;
