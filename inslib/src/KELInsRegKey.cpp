@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <stdexcept>
 #include <utility>
 
 #include "KELSysRegKey.h"
+#include "KELSysRegRoot.h"
 #include "MORUnicodeString.h"
 
 namespace {
@@ -31,7 +33,7 @@ uint32_t Access(int32_t iWritable) {
 
 // The framework's codes are compared as the 32-bit values they are: only success passes.
 void Check(KELSysResult iResult, const char* iOperation, const std::string& iObject) {
-  if (iResult != KEL_S_OK) Fail(iOperation, iObject);
+  if (iResult != KEL_S_OK) throw KELInsRegKeyError(std::string(iOperation) + " - " + iObject, iResult);
 }
 
 std::string ToBytes(const MORUnicodeString& iText) {
@@ -83,6 +85,14 @@ std::unique_ptr<KELSysRegKey> Make(F&& iOpen, const char* iOperation, const std:
 
 }  // namespace
 
+std::string KELInsRegKeyError::Reason() const {
+  uint32_t l_Bits = static_cast<uint32_t>(m_Result);
+  // Failed system calls come as 0x8007 and their errno; the registry's own refusals have no reason.
+  if ((l_Bits & 0xFFFF0000u) != 0x80070000u || m_Result == KEL_E_INVALIDARG) return "";
+  if (m_Result == KEL_E_ACCESSDENIED) return std::strerror(EACCES);
+  return std::strerror(int(l_Bits & 0xFFFFu));
+}
+
 KELInsRegKey::KELInsRegKey() noexcept = default;
 KELInsRegKey::~KELInsRegKey() = default;
 KELInsRegKey::KELInsRegKey(KELInsRegKey&& ioOther) noexcept = default;
@@ -92,6 +102,15 @@ KELInsRegKey::KELInsRegKey(std::unique_ptr<KELSysRegKey> iKey) noexcept : m_Key(
 KELSysRegKey& KELInsRegKey::Key() const {
   if (!m_Key) throw std::runtime_error("Null pointer");
   return *m_Key;
+}
+
+void KELInsRegKey::SetRegistryRoot(const std::string& iRoot) { KELSysRegSetRegistryRoot(iRoot.c_str()); }
+
+void KELInsRegKey::Close() {
+  if (!m_Key) return;
+  std::unique_ptr<KELSysRegKey> l_Key = std::move(m_Key);
+  std::string l_Path = ToBytes(l_Key->GetPath());
+  Check(l_Key->CloseKey(), "CloseKey", l_Path);
 }
 
 KELInsRegKey KELInsRegKey::CreateKey(int32_t iHive, const std::string& iPath) {
@@ -175,6 +194,66 @@ void KELInsRegKey::SetValue(const std::string& iName, int32_t iValue) {
   MORUnicodeString l_Scratch;
   Check(Key().SetDWORDValue(ValueName(iName, l_Scratch), static_cast<uint32_t>(iValue)), "SetValue",
         iName + ", " + std::to_string(iValue));
+}
+
+uint32_t KELInsRegKey::GetValueType(const std::string& iName) const {
+  KELSysRegKey& l_Key = Key();
+  uint32_t l_Type = 0;
+  MORUnicodeString l_Scratch;
+  Check(l_Key.QueryValueType(ValueName(iName, l_Scratch), l_Type), "GetValue", iName);
+  return l_Type;
+}
+
+uint32_t KELInsRegKey::GetDWORDValue(const std::string& iName) const {
+  KELSysRegKey& l_Key = Key();
+  uint32_t l_Value = 0;
+  MORUnicodeString l_Scratch;
+  Check(l_Key.QueryDWORDValue(ValueName(iName, l_Scratch), l_Value), "GetValue", iName);
+  return l_Value;
+}
+
+uint64_t KELInsRegKey::GetQWORDValue(const std::string& iName) const {
+  KELSysRegKey& l_Key = Key();
+  uint64_t l_Value = 0;
+  MORUnicodeString l_Scratch;
+  Check(l_Key.QueryQWORDValue(ValueName(iName, l_Scratch), l_Value), "GetValue", iName);
+  return l_Value;
+}
+
+std::vector<std::string> KELInsRegKey::GetMultiStringValue(const std::string& iName) const {
+  KELSysRegKey& l_Key = Key();
+  std::vector<MORUnicodeString> l_Items;
+  MORUnicodeString l_Scratch;
+  Check(l_Key.QueryMultiStringValue(ValueName(iName, l_Scratch), l_Items), "GetValue", iName);
+  std::vector<std::string> l_Value;
+  ToByteList(l_Items, l_Value);
+  return l_Value;
+}
+
+void KELInsRegKey::SetDWORDValue(const std::string& iName, uint32_t iValue) {
+  MORUnicodeString l_Scratch;
+  Check(Key().SetDWORDValue(ValueName(iName, l_Scratch), iValue), "SetValue",
+        iName + ", " + std::to_string(iValue));
+}
+
+void KELInsRegKey::SetQWORDValue(const std::string& iName, uint64_t iValue) {
+  MORUnicodeString l_Scratch;
+  Check(Key().SetQWORDValue(ValueName(iName, l_Scratch), iValue), "SetValue",
+        iName + ", " + std::to_string(iValue));
+}
+
+void KELInsRegKey::SetMultiStringValue(const std::string& iName, const std::vector<std::string>& iValue) {
+  KELSysRegKey& l_Key = Key();
+  std::vector<MORUnicodeString> l_Items;
+  std::string l_Shown;
+  l_Items.reserve(iValue.size());
+  for (const std::string& l_Item : iValue) {
+    if (!l_Items.empty()) l_Shown += ',';
+    l_Shown += l_Item;
+    l_Items.push_back(ToUnicode(l_Item));
+  }
+  MORUnicodeString l_Scratch;
+  Check(l_Key.SetMultiStringValue(ValueName(iName, l_Scratch), l_Items), "SetValue", iName + ", " + l_Shown);
 }
 
 void KELInsRegKey::GetSubkeys(std::vector<std::string>& oNames) const {
