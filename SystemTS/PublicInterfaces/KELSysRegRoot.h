@@ -12,8 +12,10 @@
 #define KELSysRegRoot_H
 
 #include <string>
+#include <vector>
 
 #include "KELSysResult.h"
+#include "MORUnicodeString.h"
 
 // Sets the registry root to the folder iRoot, without its trailing slashes (a relative path is
 // relative to the working folder at each open). nullptr or "" restores the fixed roots. Always
@@ -22,5 +24,10 @@ KELSysResult KELSysRegSetRegistryRoot(const char* iRoot);
 
 // The registry root in force; empty when the fixed roots are used.
 std::string KELSysRegGetRegistryRoot();
+
+// The names of the top-level keys of hive iHive (5, 6 or 7), as KELSysRegKey::EnumKeys lists a
+// key's subkeys, appended to oNames. KEL_E_FAIL for any other hive; the failure of the listing (a
+// hive folder that does not exist gives KEL_E_NOTFOUND).
+KELSysResult KELSysRegListHive(int iHive, std::vector<MORUnicodeString>& oNames);
 
 #endif

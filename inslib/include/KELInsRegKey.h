@@ -115,6 +115,8 @@ class KELInsRegKey {
   // The names of the subkeys, and of the values, in the registry's order. oNames is emptied first.
   void GetSubkeys(std::vector<std::string>& oNames) const;
   void GetValues(std::vector<std::string>& oNames) const;
+  // The top-level keys of a hive ("GetSubkeys - <hive code>" when its folder cannot be listed).
+  static void GetSubkeys(int32_t iHive, std::vector<std::string>& oNames);
 
   // Convenience forms: each opens the key concerned read-only for the one read, and closes it again
   // on every path out.

@@ -264,6 +264,13 @@ void KELInsRegKey::GetSubkeys(std::vector<std::string>& oNames) const {
   ToByteList(l_Names, oNames);
 }
 
+void KELInsRegKey::GetSubkeys(int32_t iHive, std::vector<std::string>& oNames) {
+  oNames.clear();
+  std::vector<MORUnicodeString> l_Names;
+  Check(KELSysRegListHive(HiveId(iHive), l_Names), "GetSubkeys", std::to_string(iHive));
+  ToByteList(l_Names, oNames);
+}
+
 void KELInsRegKey::GetValues(std::vector<std::string>& oNames) const {
   KELSysRegKey& l_Key = Key();
   oNames.clear();

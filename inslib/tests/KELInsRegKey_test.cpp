@@ -149,6 +149,10 @@ TEST_F(KELInsRegKeyTest, ErrorsKeepTheSystemReasonAndRegistryRootMovesTheHives) 
   }
   H::SetRegistryRoot(At("image"));
   H::CreateKey(H::HiveCurrentUser, "U").Close();
+  std::vector<std::string> l_Names;
+  H::GetSubkeys(H::HiveCurrentUser, l_Names);
+  EXPECT_EQ(l_Names, std::vector<std::string>{"U"});
+  ExpectFailures({{[&] { H::GetSubkeys(H::HiveClassesRoot, l_Names); }, "GetSubkeys - 0"}});
   H::SetRegistryRoot("");
   EXPECT_TRUE(Exists("image/HKCU/U.json") && Exists("image/HKCU.json"));
 }

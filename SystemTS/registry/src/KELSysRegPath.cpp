@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "KELSysRegRoot.h"
+#include "KELSysRegStore.h"
 #include "KELSysRegTestRoot.h"
 
 namespace {
@@ -39,6 +40,12 @@ KELSysResult KELSysRegSetRegistryRoot(const char* iRoot) {
 }
 
 std::string KELSysRegGetRegistryRoot() { return RegistryRoot(); }
+
+KELSysResult KELSysRegListHive(int iHive, std::vector<MORUnicodeString>& oNames) {
+  std::string l_Root;
+  if (!KELSysRegHiveRoot(iHive, l_Root)) return KEL_E_FAIL;
+  return KELSysRegListSubKeys(l_Root.c_str(), oNames);
+}
 
 bool KELSysRegHiveRoot(int iHive, std::string& oRoot) {
   oRoot.clear();

@@ -24,6 +24,13 @@ TEST_F(KELSysRegRootTest, MovesAllThreeHivesAndTakesPrecedenceOverTheTestRoot) {
     EXPECT_TRUE(Exists(std::string("image/") + l_Name + ".json")) << l_Name;
   }
   l_Key.CloseKey();
+  fs::create_directories(Path("image/HKLM/Stray"));  // no key file: not a key
+  Names l_Names;
+  EXPECT_EQ(KELSysRegListHive(KELSysRegHiveLocalMachine, l_Names), KEL_S_OK);
+  EXPECT_EQ(l_Names, Names{"A"});
+  EXPECT_EQ(KELSysRegListHive(4, l_Names), KEL_E_FAIL);
+  fs::remove_all(Path("image/HKCR"));
+  EXPECT_EQ(KELSysRegListHive(KELSysRegHiveClassesRoot, l_Names), KEL_E_NOTFOUND);
   EXPECT_FALSE(Exists("HKLM") || Exists("HKCR") || Exists("home/.Quorvane"));
   // Restored: the test root and HOME again.
   EXPECT_EQ(KELSysRegSetRegistryRoot(""), KEL_S_OK);
