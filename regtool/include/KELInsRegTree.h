@@ -20,9 +20,16 @@ struct KELInsRegValue {
   std::vector<std::string> m_Strings;  // the string (one item) or the list
 };
 
+struct KELInsRegSubkey;
+
 struct KELInsRegTree {
-  std::vector<KELInsRegValue> m_Values;                          // in key-file order
-  std::vector<std::pair<std::string, KELInsRegTree>> m_Subkeys;  // in byte order of their names
+  std::vector<KELInsRegValue> m_Values;    // in key-file order
+  std::vector<KELInsRegSubkey> m_Subkeys;  // in byte order of their names
+};
+
+struct KELInsRegSubkey {
+  std::string m_Name;
+  KELInsRegTree m_Tree;
 };
 
 // A failure of the registry while reading or writing a key; its text names the key and the reason

@@ -270,7 +270,7 @@ int Query(const KELInsRegArguments& iArgs, std::ostream& oOut) {
     } else {
       AppendBlock(l_Text, l_Name, l_Tree);
       if (!l_Tree.m_Subkeys.empty()) l_Text += '\n';
-      for (const auto& l_Subkey : l_Tree.m_Subkeys) l_Text += l_Name.Child(l_Subkey.first).Full() + '\n';
+      for (const auto& l_Subkey : l_Tree.m_Subkeys) l_Text += l_Name.Child(l_Subkey.m_Name).Full() + '\n';
     }
   }
   Write(oOut, l_Text);

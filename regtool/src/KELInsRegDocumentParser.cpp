@@ -127,8 +127,8 @@ class Parser {
       std::string l_Why;
       if (!KELInsRegKeyName::IsValidComponent(iName, l_Why)) Fail("bad subkey name: " + l_Why, iAt);
       if (!l_Seen.insert(iName).second) Fail("duplicate subkey \"" + iName + "\"", iAt);
-      oTree.m_Subkeys.emplace_back(iName, KELInsRegTree());
-      Key(oTree.m_Subkeys.back().second, iDepth + 1);
+      oTree.m_Subkeys.push_back({iName, KELInsRegTree()});
+      Key(oTree.m_Subkeys.back().m_Tree, iDepth + 1);
     });
   }
 

@@ -46,9 +46,9 @@ void AppendKey(std::string& ioOut, const KELInsRegTree& iTree, size_t iLevel) {
   for (size_t l_At = 0; l_At < iTree.m_Subkeys.size(); ++l_At) {
     ioOut += l_At ? ",\n" : "\n";
     AppendIndent(ioOut, iLevel + 1);
-    KELInsRegAppendJSONString(ioOut, iTree.m_Subkeys[l_At].first);
+    KELInsRegAppendJSONString(ioOut, iTree.m_Subkeys[l_At].m_Name);
     ioOut += ": {\n";
-    AppendKey(ioOut, iTree.m_Subkeys[l_At].second, iLevel + 2);
+    AppendKey(ioOut, iTree.m_Subkeys[l_At].m_Tree, iLevel + 2);
     ioOut += '\n';
     AppendIndent(ioOut, iLevel + 1);
     ioOut += '}';

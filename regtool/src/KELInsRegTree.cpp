@@ -56,9 +56,9 @@ void ReadBelow(const KELInsRegKey* iKey, const KELInsRegKeyName& iName, bool iRe
   }
   oTree.m_Subkeys.reserve(l_Names.size());
   for (std::string& l_Name : l_Names) {
-    oTree.m_Subkeys.emplace_back(std::move(l_Name), KELInsRegTree());
+    oTree.m_Subkeys.push_back({std::move(l_Name), KELInsRegTree()});
     if (!iRecurse) continue;
-    KELInsRegKeyName l_Child = iName.Child(oTree.m_Subkeys.back().first);
+    KELInsRegKeyName l_Child = iName.Child(oTree.m_Subkeys.back().m_Name);
     KELInsRegKey l_Key;
     try {
       l_Key = iKey ? H::OpenKey(*iKey, l_Child.m_Components.back(), H::ReadOnly)
@@ -66,7 +66,7 @@ void ReadBelow(const KELInsRegKey* iKey, const KELInsRegKeyName& iName, bool iRe
     } catch (const std::exception& l_Error) {
       throw KELInsRegTreeError{KELInsRegDescribe(l_Child.Full(), l_Error, "cannot open the key")};
     }
-    KELInsRegTree& l_Tree = oTree.m_Subkeys.back().second;
+    KELInsRegTree& l_Tree = oTree.m_Subkeys.back().m_Tree;
     l_Tree.m_Values = KELInsRegReadValues(l_Key, l_Child);
     ReadBelow(&l_Key, l_Child, true, l_Tree);
   }

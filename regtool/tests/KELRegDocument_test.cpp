@@ -122,7 +122,7 @@ TEST(KELInsRegDocument, WrittenDocumentsReadBackToTheSameTree) {
   ASSERT_EQ(l_Read.m_Values.size(), 5u);
   EXPECT_EQ(l_Read.m_Values[1].m_Name, "q\"\\\xFF");
   EXPECT_EQ(l_Read.m_Values[2].m_Strings, std::vector<std::string>{"x\n\xFE"});
-  EXPECT_EQ(l_Read.m_Subkeys[1].second.m_Subkeys[0].first, "C");
+  EXPECT_EQ(l_Read.m_Subkeys[1].m_Tree.m_Subkeys[0].m_Name, "C");
 }
 
 }  // namespace
