@@ -72,9 +72,16 @@ void ReadBelow(const KELInsRegKey* iKey, const KELInsRegKeyName& iName, bool iRe
   }
 }
 
+// The key iName opened for writing, created first (with its parents) when it does not exist yet.
 KELInsRegKey Create(const KELInsRegKeyName& iName) {
+  const std::string l_Path = iName.Path();
   try {
-    return H::CreateKey(iName.m_Hive, iName.Path());
+    // Most writes go to keys that exist: one open, where creating walks and checks every parent.
+    return H::OpenKey(iName.m_Hive, l_Path, H::ReadWrite);
+  } catch (const KELInsRegKeyError&) {
+  }
+  try {
+    return H::CreateKey(iName.m_Hive, l_Path);
   } catch (const std::exception& l_Error) {
     throw KELInsRegTreeError{KELInsRegDescribe(iName.Full(), l_Error, "cannot create the key")};
   }
