@@ -379,6 +379,15 @@ int Run(const KELInsRegArguments& iArgs, std::istream& iIn, std::ostream& oOut) 
   return Import(iArgs, iIn);
 }
 
+// An error line: control bytes in the names it quotes are shown as escapes, so it stays one line.
+void Report(std::ostream& oErr, const std::string& iText) {
+  std::string l_Line = "KELReg: ";
+  for (char l_Byte : iText)
+    l_Line += static_cast<unsigned char>(l_Byte) < 0x20 ? KELInsRegStore(std::string_view(&l_Byte, 1))
+                                                        : std::string(1, l_Byte);
+  oErr << l_Line << '\n';
+}
+
 }  // namespace
 
 void KELInsRegWriteUsage(std::ostream& oOut) { oOut << k_Usage; }
@@ -396,7 +405,7 @@ int KELInsRegCommand(int iArgc, const char* const* iArgv, std::istream& iIn, std
   std::string l_Why;
   std::optional<KELInsRegArguments> l_Args = KELInsRegParseArguments(iArgc, iArgv, l_Why);
   if (!l_Args) {
-    oErr << "KELReg: " << l_Why << "\n";
+    Report(oErr, l_Why);
     return KELInsRegUsageError;
   }
   if (l_Args->m_Help) {
@@ -414,13 +423,13 @@ int KELInsRegCommand(int iArgc, const char* const* iArgv, std::istream& iIn, std
     return l_Status;
   } catch (const Failure& l_Failure) {
     KELInsRegKey::SetRegistryRoot(std::string());
-    oErr << "KELReg: " << l_Failure.m_Text << "\n";
+    Report(oErr, l_Failure.m_Text);
     return l_Failure.m_Status;
   } catch (const std::exception& l_Error) {
     KELInsRegKey::SetRegistryRoot(std::string());
     std::string l_Text = l_Error.what();
     while (!l_Text.empty() && l_Text.back() == '\n') l_Text.pop_back();
-    oErr << "KELReg: " << l_Text << "\n";
+    Report(oErr, l_Text);
     return KELInsRegFailed;
   }
 }

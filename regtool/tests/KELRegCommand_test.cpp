@@ -187,7 +187,7 @@ INSTANTIATE_TEST_SUITE_P(
         UsageCase{{"query", "HKLM/K//Sub"}, "bad key 'HKLM/K//Sub': empty key name"},
         UsageCase{{"add", "HKLM/K/.."}, "bad key 'HKLM/K/..': key name '..' is not allowed"},
         UsageCase{{"add", "HKLM/a\"b"}, "bad key 'HKLM/a\"b': a key name cannot hold a double quote"},
-        UsageCase{{"add", "HKLM/a\tb"}, "bad key 'HKLM/a\tb': a key name cannot hold a control byte"},
+        UsageCase{{"add", "HKLM/a\tb"}, "bad key 'HKLM/a\\tb': a key name cannot hold a control byte"},
         UsageCase{{"add", "HKLM/" + std::string(251, 'k')},
                   "bad key 'HKLM/" + std::string(251, 'k') + "': key name longer than 250 bytes"},
         UsageCase{{"add", "HKLM"}, "HKLM: add needs a key below the hive"},
@@ -226,6 +226,7 @@ TEST_F(KELRegTest, FailuresNameTheKeyOrFileWithStatusOne) {
   for (const Case& l_Case :
        {Case{{"query", "HKLM/None"}, "HKLM\\None: no such key"},
         Case{{"query", "HKLM/K", "-v", "None"}, "HKLM\\K: no value 'None'"},
+        Case{{"query", "HKLM/K", "-v", "two\nlines\t"}, "HKLM\\K: no value 'two\\nlines\\t'"},
         Case{{"query", "HKLM/Bad", "-v", "W"}, "HKLM\\Bad: value 'W' is not a valid registry value"},
         Case{{"export", "HKLM/Bad"}, "HKLM\\Bad: value 'W' is not a valid registry value"},
         Case{{"delete", "HKLM/None"}, "HKLM\\None: no such key"},
