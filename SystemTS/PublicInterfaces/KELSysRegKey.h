@@ -10,13 +10,25 @@
 // Key file. One JSON object: "Version" = "1.0", then a member named after the key (the file name
 // without ".json") whose members are the values, each [type, data]: 1 32-bit number, 2 64-bit
 // number, 3 string, 4 array of strings. An empty file is a key without values. Unreadable JSON, or a
-// file without the key's member, opens as a key without values.
+// file without the key's member, opens as a key without values. So does a key file larger than
+// MORFileLockBytesMaxSize or one that cannot be read whole (a failed or short read), with a trace
+// line saying why; such a key also refuses every change (KEL_E_ACCESSDENIED) and is never written
+// back, so the bytes it did not read stay as they are. Its subkeys are listed and opened as usual.
 //
 // Life cycle. Opening or creating reads the whole key file into memory; value changes stay in
 // memory until the key is closed. Closing (CloseKey, the destructor, or opening another key on the
-// same object) writes the values back in place, over the same file, changed or not; the write
-// either replaces the whole content or, when the disk cannot hold it, leaves the file untouched. A
-// key opened read-only never changes its file.
+// same object) writes the values back in place, over the same file (same inode, no temporary file),
+// changed or not. The write-back is all or nothing as seen in the file: when it cannot be written
+// whole (no space left, a file-size limit, a failed cut) the file's old bytes are put back and the
+// close returns the failure. A key opened read-only never changes its file.
+//
+// Locks (see KELSysRegLock.h). A key opened for writing, and every created key, holds an exclusive
+// lock on its key file from before its read on open to the end of its write-back on close, so that
+// concurrent read-modify-write cycles of several processes follow one another. A key opened
+// read-only holds a shared lock only around its read, and nothing afterwards. An open that does not
+// get its lock within KELSysRegLockWait (5 s) fails with KEL_E_TIMEOUT, and the trace names the key
+// file. Within one thread, the key objects open on one file share its exclusive lock instead of
+// waiting for each other: each has its own values, and the last one closed writes the file.
 //
 // Access flags. Both bits 0x1 and 0x8 (KELSysRegAccessReadWrite) open the key file for reading
 // and writing; any other combination opens it read-only, and every change is then refused with
@@ -33,7 +45,7 @@
 // Trace. The channel "KELSYSREGKEY", when enabled, receives debug lines about opens, closes,
 // queries, access checks and deletions.
 //
-// A key object belongs to one thread at a time and takes no lock.
+// A key object belongs to one thread at a time.
 #ifndef KELSysRegKey_H
 #define KELSysRegKey_H
 
@@ -50,6 +62,7 @@ class KELSysTrace;
 class KELSysJSONObject;
 class KELSysJSONValue;
 class MORFileLockBytes;
+struct KELSysRegHold;
 
 enum KELSysRegHive : int {
   KELSysRegHiveClassesRoot = 5,
@@ -78,21 +91,22 @@ class KELSysRegKey {
   KELSysRegKey& operator=(const KELSysRegKey&) = delete;
 
   // Opens the key iKeyPath of hive iHive, or below the open key iParent. KEL_E_FAIL when the key
-  // folder does not exist (the object is then left as it was) or the base path is empty; otherwise
-  // the result of opening and reading the key file. A failed read leaves the object closed.
+  // folder does not exist (the object is then left as it was) or the base path is empty; the failure
+  // of opening the key file, or KEL_E_TIMEOUT for its lock, leaving the object closed.
   KELSysResult OpenKey(int iHive, const MORUnicodeString& iKeyPath, uint32_t iAccess);
   KELSysResult OpenKey(const KELSysRegKey& iParent, const MORUnicodeString& iKeyPath, uint32_t iAccess);
 
   // Creates the key (its folder, its file, and the files and folders of every missing parent up to
-  // the hive's own file beside the hive folder) and opens it. An existing key is opened with its
-  // values. KEL_E_FAIL when the base path is empty, and for an empty key path below a hive (the
+  // the hive's own file beside the hive folder) and opens it with the exclusive lock, whatever
+  // iAccess. An existing key is opened with its values; processes creating the same keys at once
+  // all succeed. KEL_E_FAIL when the base path is empty, and for an empty key path below a hive (the
   // hive folder is no key of its own).
   KELSysResult CreateKey(int iHive, const MORUnicodeString& iKeyPath, uint32_t iAccess);
   KELSysResult CreateKey(const KELSysRegKey& iParent, const MORUnicodeString& iKeyPath, uint32_t iAccess);
 
-  // Writes the values back and closes the key. KEL_S_OK when nothing is open. A read-only key's
-  // write-back is never attempted on its file and never fails; a read-write key returns the
-  // failure of the write, the file being left as it was.
+  // Writes the values back, unlocks and closes the key. KEL_S_OK when nothing is open. A read-only
+  // key's write-back is never attempted on its file and never fails; a read-write key returns the
+  // failure of the write, the file holding its old bytes again.
   KELSysResult CloseKey();
 
   // Queries. With no key open: KEL_S_OK and the output untouched. KEL_E_FAIL when the value is
@@ -149,11 +163,20 @@ class KELSysRegKey {
   KELSysResult Create(const std::string& iBase, const MORUnicodeString& iKeyPath, uint32_t iAccess);
   void EnsureParentAreKeys(const std::string& iFile);
   // Opens the key file iFile (by its name in the folder iDirFd when that is not negative), or takes
-  // iOpened, the same file already open, and reads it.
-  KELSysResult OpenKeyReal(std::string iFile, uint32_t iAccess, int iDirFd,
+  // iOpened, the same file already open, locks it (exclusively when iCreate or iAccess asks for
+  // writing) and reads it.
+  KELSysResult OpenKeyReal(std::string iFile, uint32_t iAccess, int iDirFd, bool iCreate,
                            std::unique_ptr<MORFileLockBytes> iOpened = nullptr);
-  KELSysResult ReadValues();
+  // Locks the open m_File; oShared when a shared lock was taken for the read.
+  KELSysResult Lock(const std::string& iFile, bool iExclusive, bool& oShared);
+  // Reads the key file into m_Values; false when it cannot be read whole (too big, a failed or short
+  // read), the key then having no values.
+  bool ReadValues();
+  bool NotRead(KELSysResult iRc);
   KELSysResult WriteBack();
+  // After a write-back that wrote the first iWritten bytes and failed with iRc, puts the file's old
+  // bytes back; returns iRc.
+  KELSysResult Restore(size_t iWritten, KELSysResult iRc);
   void Release();
   KELSysResult CheckWriteAccess();
   KELSysResult FindData(const MORUnicodeString& iValueName, uint32_t iType, const KELSysJSONValue*& oData);
@@ -162,14 +185,17 @@ class KELSysRegKey {
   int KeyFolderFd() const;
   std::string_view KeyName() const;
 
-  std::unique_ptr<MORFileLockBytes> m_File;    // the open key file
+  // The open key file. Null with values present for a key whose file could not be read whole.
+  std::unique_ptr<MORFileLockBytes> m_File;
   std::unique_ptr<KELSysJSONObject> m_Values;  // the key's values
   // The key file's full path, made from m_FilePath when first asked for: most keys are read and
   // closed without anyone looking at it.
   mutable MORUnicodeString m_Path;
-  KELSysTrace* m_Trace;      // "KELSYSREGKEY", null when off
-  std::string m_FilePath;    // m_Path in the process code set, for the system calls
-  mutable int m_DirFd = -1;  // the key folder, opened when a child is first opened below this key
+  KELSysTrace* m_Trace;             // "KELSYSREGKEY", null when off
+  std::string m_FilePath;           // m_Path in the process code set, for the system calls
+  mutable int m_DirFd = -1;         // the key folder, opened when a child is first opened below this key
+  KELSysRegHold* m_Hold = nullptr;  // the exclusive lock of a key opened for writing or created
+  bool m_OwnHold = false;           // taken by this key, not joined
 };
 
 #endif

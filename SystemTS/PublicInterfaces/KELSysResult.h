@@ -4,6 +4,7 @@
 #ifndef KELSysResult_H
 #define KELSysResult_H
 
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -27,8 +28,12 @@ inline constexpr KELSysResult KELSysResultFromErrno(int iErrno) {
   return static_cast<KELSysResult>(0x80070000u | (static_cast<uint32_t>(iErrno) & 0xFFFFu));
 }
 
+// A wait that ran out of time (a lock that was not granted): the code of ETIMEDOUT.
+inline constexpr KELSysResult KEL_E_TIMEOUT = KELSysResultFromErrno(ETIMEDOUT);
+
 // A short name for traces and test messages: "S_OK", "E_FAIL", "E_OUTOFMEMORY", "E_INVALIDARG",
-// "E_NOTFOUND", "E_ACCESSDENIED", "ERRNO(<n>)" for other 0x8007xxxx codes, else "0x<8 hex digits>".
+// "E_NOTFOUND", "E_ACCESSDENIED", "E_TIMEOUT", "ERRNO(<n>)" for other 0x8007xxxx codes, else "0x<8 hex
+// digits>".
 inline std::string KELSysResultName(KELSysResult iCode) {
   switch (iCode) {
     case KEL_S_OK:
@@ -43,6 +48,8 @@ inline std::string KELSysResultName(KELSysResult iCode) {
       return "E_NOTFOUND";
     case KEL_E_ACCESSDENIED:
       return "E_ACCESSDENIED";
+    case KEL_E_TIMEOUT:
+      return "E_TIMEOUT";
     default:
       break;
   }

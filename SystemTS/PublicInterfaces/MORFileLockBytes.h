@@ -1,9 +1,11 @@
-// A plain file behind MORILockBytes: one POSIX descriptor, no locking, positioned reads and writes.
-// The object owns its descriptor and closes it when destroyed.
+// A plain file behind MORILockBytes: one POSIX descriptor, positioned reads and writes. The object
+// owns its descriptor and closes it when destroyed; it takes no lock itself (the registry locks key
+// files through the descriptor).
 //
-// Only regular files are opened. A FIFO, a device, a socket or a directory is refused at once
-// (it is opened without blocking and checked before any read), and so is a file larger than
-// MORFileLockBytesMaxSize, so that a hostile file can neither hang nor exhaust a reader.
+// Only regular files are opened. A FIFO, a device, a socket or a directory is refused at once (it is
+// opened without blocking and checked before any read), so that a hostile file cannot hang a reader.
+// A regular file of any size opens; readers read no more than MORFileLockBytesMaxSize of one, so
+// that it cannot exhaust them either.
 #ifndef MORFileLockBytes_H
 #define MORFileLockBytes_H
 
@@ -23,7 +25,7 @@ class MORFileLockBytes final : public MORILockBytes {
   // for the working directory) in mode iMode (MORLockBytesRead or MORLockBytesReadWrite). The share
   // mode iShare is accepted for callers that pass one and is not enforced. On success oFile holds
   // the open file. Failures: the code of the failed system call (KELSysResultFromErrno), KEL_E_FAIL
-  // for a file that is not a regular file, KELSysResultFromErrno(EFBIG) for one over the size limit.
+  // for a file that is not a regular file.
   static KELSysResult Open(int iDirFd, const char* iPath, uint32_t iMode, uint32_t iShare,
                            std::unique_ptr<MORFileLockBytes>& oFile);
   // As Open, relative to iDirFd, but only along a path without links that stays below iDirFd
@@ -41,13 +43,19 @@ class MORFileLockBytes final : public MORILockBytes {
   KELSysResult SetSize(uint64_t iSize) override;
   KELSysResult Stat(MORLockBytesStat& oStat) override;
 
+  // Makes the next Stat ask the system: the file may have changed since the open (a lock awaited).
+  void ForgetOpenStat() { m_OpenStatFresh = false; }
   // The open mode, as Stat reports it, without asking the system.
   uint32_t GetMode() const { return m_Mode; }
+  // The descriptor (still owned by the object), and the file's device and inode as at the open.
+  int GetDescriptor() const { return m_Fd; }
+  dev_t GetDevice() const { return m_Device; }
+  ino_t GetInode() const { return m_Inode; }
 
  private:
   MORFileLockBytes(int iFd, uint32_t iMode, const struct stat& iStat);
-  // Keeps the descriptor iFd (closing it unless it is kept) when it is an open regular file within
-  // the size limit; a negative iFd reports errno.
+  // Keeps the descriptor iFd (closing it unless it is kept) when it is an open regular file; a
+  // negative iFd reports errno.
   static KELSysResult Adopt(int iFd, uint32_t iMode, std::unique_ptr<MORFileLockBytes>& oFile);
 
   int m_Fd;
@@ -56,6 +64,8 @@ class MORFileLockBytes final : public MORILockBytes {
   // instead of asking the system again; any later Stat asks.
   uint64_t m_OpenSize;
   bool m_OpenStatFresh = true;
+  dev_t m_Device;
+  ino_t m_Inode;
 };
 
 #endif

@@ -27,10 +27,12 @@ class MORILockBytes {
   // only at the end of the data. KEL_S_OK or the failure of the read.
   virtual KELSysResult ReadAt(uint64_t iOffset, void* oBuffer, size_t iCount, size_t& oRead) = 0;
 
-  // Writes iCount bytes at iOffset; oWritten gets the count written. Either every byte is
-  // written or, on failure, none: the store first makes sure it can hold the whole range, and when
-  // it cannot (no space left) it is left exactly as it was. KEL_E_ACCESSDENIED when the store is
-  // read-only; otherwise the failure of the system.
+  // Writes iCount bytes at iOffset; oWritten gets the count written. The store first makes sure it
+  // can hold the whole range, and when it cannot (no space left, a size limit) it is left exactly as
+  // it was and nothing is written. A failure after that (a file-size limit within the range, an
+  // error of the device) can leave the first oWritten bytes written: the caller that needs all or
+  // nothing puts the old bytes back. KEL_E_ACCESSDENIED when the store is read-only; otherwise the
+  // failure of the system.
   virtual KELSysResult WriteAt(uint64_t iOffset, const void* iBuffer, size_t iCount, size_t& oWritten) = 0;
 
   // Cuts or extends the data to iSize bytes. KEL_E_ACCESSDENIED when the store is read-only.

@@ -1,5 +1,6 @@
 // The whole command in-process, against a temporary registry seen through the test root.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <sstream>
 
@@ -7,6 +8,7 @@
 #include "KELSysRegTestRoot.h"
 #include "ListInstalls.h"
 #include "ListerRegistry.h"
+#include "MORFileLockBytes.h"
 
 namespace {
 
@@ -67,6 +69,19 @@ TEST_F(ListInstallsTest, FiltersApplyToBothTreesAndBrokenKeysDropOnlyThemselves)
   EXPECT_EQ(Found("", "*top", "419.1"), (V{"B419/*top/X3/419.1"}));
   EXPECT_EQ(Found("b419", "D*k*", "419.1"), (V{"b419/D*kX/X4/419.1"}));
   EXPECT_EQ(Found("B41", "desktop", "419"), V{});
+}
+
+// A product key file over the size limit is a key without values: the tree below it is still listed,
+// and the file is left as it is.
+TEST_F(ListInstallsTest, OversizedProductKeyFileStillListsItsTree) {
+  m_Registry.AddInstall("B419/Desktop/X1", "/opt/X1", "419.1");
+  const std::string l_Q4 = m_Registry.Root() + "/HKLM/SOFTWARE/Quorvane/Q4.json";
+  const off_t l_Size = off_t(MORFileLockBytesMaxSize + 1);
+  ASSERT_EQ(truncate(l_Q4.c_str(), l_Size), 0);  // sparse: nothing of it is read
+  EXPECT_EQ(Run({"-json"}, 1),
+            "\n{\"installs\": [{\"buildLevel\": \"B419\", \"type\": \"Desktop\", \"ident\": \"X1\", "
+            "\"hfxLevel\": \"419.1\", \"path\": \"/opt/X1\"}]}\n");
+  EXPECT_EQ(std::filesystem::file_size(l_Q4), uintmax_t(l_Size));
 }
 
 }  // namespace

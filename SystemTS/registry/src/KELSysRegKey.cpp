@@ -8,9 +8,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <new>
 #include <optional>
 
 #include "KELSysJSON.h"
+#include "KELSysRegLock.h"
 #include "KELSysRegPath.h"
 #include "KELSysTrace.h"
 #include "MORFileLockBytes.h"
@@ -84,7 +86,7 @@ KELSysResult KELSysRegKey::Open(const std::string& iBase, const MORUnicodeString
     // file that does not open) is settled the ordinary way below.
     std::unique_ptr<MORFileLockBytes> l_Opened;
     if (MORFileLockBytes::OpenBelow(l_DirFd, l_Through, OpenMode(iAccess), l_Opened) == KEL_S_OK)
-      return OpenKeyReal(std::move(l_File), iAccess, l_DirFd, std::move(l_Opened));
+      return OpenKeyReal(std::move(l_File), iAccess, l_DirFd, false, std::move(l_Opened));
   }
   struct stat l_Stat;
   int l_Found;
@@ -95,7 +97,7 @@ KELSysResult KELSysRegKey::Open(const std::string& iBase, const MORUnicodeString
     l_Found = stat(l_Folder.c_str(), &l_Stat);
   }
   if (l_Found != 0 || !S_ISDIR(l_Stat.st_mode)) return KEL_E_FAIL;
-  return OpenKeyReal(std::move(l_File), iAccess, l_DirFd);
+  return OpenKeyReal(std::move(l_File), iAccess, l_DirFd, false);
 }
 
 const MORUnicodeString& KELSysRegKey::GetPath() const {
@@ -111,7 +113,7 @@ int KELSysRegKey::KeyFolderFd() const {
   return m_DirFd;
 }
 
-KELSysResult KELSysRegKey::OpenKeyReal(std::string iFile, uint32_t iAccess, int iDirFd,
+KELSysResult KELSysRegKey::OpenKeyReal(std::string iFile, uint32_t iAccess, int iDirFd, bool iCreate,
                                        std::unique_ptr<MORFileLockBytes> iOpened) {
   CloseKey();
   uint32_t l_Mode = OpenMode(iAccess);
@@ -119,55 +121,108 @@ KELSysResult KELSysRegKey::OpenKeyReal(std::string iFile, uint32_t iAccess, int 
   if (m_Trace)
     m_Trace->Print(KELSysTraceDebug, "  OpenKeyReal m_Path: %s, l_OpenMode: %d, l_Rc: %x\n",
                    m_FilePath.c_str(), int(l_Mode), unsigned(l_Rc));
-  if (iOpened) {
-    m_File = std::move(iOpened);
-  } else {
-    // Given the folder of the key file, only the file's own name is looked up in it.
-    const char* l_Path =
-        iDirFd >= 0 ? iFile.c_str() + (iFile.size() - KELSysRegBaseName(iFile).size()) : iFile.c_str();
-    l_Rc = MORFileLockBytes::Open(iDirFd >= 0 ? iDirFd : AT_FDCWD, l_Path, l_Mode, k_ShareMode, m_File);
-    if (l_Rc != KEL_S_OK) return l_Rc;
+  const bool l_Exclusive = iCreate || l_Mode == MORLockBytesReadWrite;
+  bool l_Shared = false;
+  // A writer that had to wait may find the file removed meanwhile (and perhaps made again): it then
+  // opens the file by its name once more.
+  for (int l_Try = 0;; ++l_Try) {
+    if (iOpened) {
+      m_File = std::move(iOpened);
+    } else {
+      // Given the folder of the key file, only the file's own name is looked up in it.
+      const char* l_Path =
+          iDirFd >= 0 ? iFile.c_str() + (iFile.size() - KELSysRegBaseName(iFile).size()) : iFile.c_str();
+      l_Rc = MORFileLockBytes::Open(iDirFd >= 0 ? iDirFd : AT_FDCWD, l_Path, l_Mode, k_ShareMode, m_File);
+      if (l_Rc != KEL_S_OK) return l_Rc;
+    }
+    l_Rc = Lock(iFile, l_Exclusive, l_Shared);
+    if (l_Rc != KEL_S_OK) {
+      m_File.reset();
+      return l_Rc;
+    }
+    // The size seen at the open may be that of a write-back which the lock has since waited out.
+    m_File->ForgetOpenStat();
+    if (!l_Exclusive || l_Try == 2 || !KELSysRegLock::IsRemoved(m_File->GetDescriptor())) break;
+    KELSysRegLock::Release(m_Hold);
+    m_File.reset();
   }
   m_FilePath = std::move(iFile);
   m_Values = std::make_unique<KELSysJSONObject>();
-  l_Rc = ReadValues();
-  // A key whose file could not be read is not kept: writing its (empty) values back would lose
-  // the ones still on disk.
-  if (l_Rc != KEL_S_OK) Release();
+  bool l_Whole = ReadValues();
+  if (l_Shared) KELSysRegLock::ReleaseShared(m_File->GetDescriptor());
+  if (!l_Whole) {
+    // The key stays open without its file: it has no values, lists its subkeys, refuses every
+    // change, and is never written back over the bytes it could not read.
+    KELSysRegLock::Release(m_Hold);
+    m_File.reset();
+  }
+  return KEL_S_OK;
+}
+
+KELSysResult KELSysRegKey::Lock(const std::string& iFile, bool iExclusive, bool& oShared) {
+  oShared = false;
+  int l_Fd = m_File->GetDescriptor();
+  bool l_Joined = false;
+  KELSysResult l_Rc =
+      iExclusive ? KELSysRegLock::Exclusive(l_Fd, m_File->GetDevice(), m_File->GetInode(), m_Hold, l_Joined)
+                 : KELSysRegLock::Shared(l_Fd, m_File->GetDevice(), m_File->GetInode(), oShared);
+  if (l_Rc != KEL_S_OK && m_Trace)
+    m_Trace->Print(KELSysTraceError, "  OpenKeyReal %s: %s lock not granted within %lld ms (%s)\n",
+                   iFile.c_str(), iExclusive ? "exclusive" : "shared",
+                   static_cast<long long>(KELSysRegLockWait.count()), KELSysResultName(l_Rc).c_str());
+  m_OwnHold = iExclusive && !l_Joined;
   return l_Rc;
 }
 
-KELSysResult KELSysRegKey::ReadValues() {
+bool KELSysRegKey::NotRead(KELSysResult iRc) {
+  if (m_Trace)
+    m_Trace->Print(KELSysTraceWarning, "  ReadValues %s: not read whole (%s); the key opens without values\n",
+                   m_FilePath.c_str(), KELSysResultName(iRc).c_str());
+  return false;
+}
+
+bool KELSysRegKey::ReadValues() {
   MORLockBytesStat l_Stat;
   KELSysResult l_Rc = m_File->Stat(l_Stat);
-  if (l_Rc != KEL_S_OK) return l_Rc;
+  if (l_Rc != KEL_S_OK) return NotRead(l_Rc);
   if (m_Trace) m_Trace->Print(KELSysTraceDebug, "    l_Stat.grfMode: %d\n", int(l_Stat.grfMode));
-  if (l_Stat.cbSize == 0) return KEL_S_OK;
-  if (l_Stat.cbSize > MORFileLockBytesMaxSize) return KELSysResultFromErrno(EFBIG);
+  if (l_Stat.cbSize == 0) return true;
+  if (l_Stat.cbSize > MORFileLockBytesMaxSize) {
+    if (m_Trace)
+      m_Trace->Print(KELSysTraceWarning,
+                     "  ReadValues %s: %llu bytes, over the limit of %llu; the key opens without values\n",
+                     m_FilePath.c_str(), static_cast<unsigned long long>(l_Stat.cbSize),
+                     static_cast<unsigned long long>(MORFileLockBytesMaxSize));
+    return false;
+  }
 
-  bool l_Reuse = l_Stat.cbSize <= k_ReusedDocumentLimit;
+  // A writer's own hold keeps the bytes: a failed write-back puts them back.
+  bool l_Reuse = !m_OwnHold && l_Stat.cbSize <= k_ReusedDocumentLimit;
   thread_local std::string t_Text;
   thread_local KELSysJSON t_Document;
   std::string l_OwnText;
   std::optional<KELSysJSON> l_OwnDocument;
-  std::string& l_Text = l_Reuse ? t_Text : l_OwnText;
+  std::string& l_Text = m_OwnHold ? m_Hold->m_Bytes : l_Reuse ? t_Text : l_OwnText;
   KELSysJSON& l_Document = l_Reuse ? t_Document : l_OwnDocument.emplace();
 
-  l_Text.resize(size_t(l_Stat.cbSize));
+  try {
+    l_Text.resize(size_t(l_Stat.cbSize));
+  } catch (const std::bad_alloc&) {
+    return NotRead(KEL_E_OUTOFMEMORY);
+  }
   size_t l_Read = 0;
   l_Rc = m_File->ReadAt(0, l_Text.data(), l_Text.size(), l_Read);
-  if (l_Rc != KEL_S_OK) return l_Rc;
-  if (l_Read != l_Text.size()) return KEL_E_FAIL;
+  if (l_Rc != KEL_S_OK || l_Read != l_Text.size()) return NotRead(l_Rc != KEL_S_OK ? l_Rc : KEL_E_FAIL);
 
   // Text that is not JSON, or lacks the key's member, leaves the key without values.
   KELSysJSONValue l_Root;
   if (l_Document.Parse(l_Text.data(), l_Text.size()) != KEL_S_OK || l_Document.Build(l_Root) != KEL_S_OK)
-    return KEL_S_OK;
-  if (l_Root.GetType() != KELSysJSONTypeObject) return KEL_S_OK;
+    return true;
+  if (l_Root.GetType() != KELSysJSONTypeObject) return true;
   KELSysJSONValue* l_Member = l_Root.GetObject().Find(KeyName());
   if (l_Member != nullptr && l_Member->GetType() == KELSysJSONTypeObject)
     *m_Values = std::move(l_Member->GetObject());
-  return KEL_S_OK;
+  return true;
 }
 
 std::string_view KELSysRegKey::KeyName() const {
@@ -202,22 +257,45 @@ KELSysResult KELSysRegKey::WriteBack() {
     return KEL_E_OUTOFMEMORY;
   l_Rc = l_Root.Write(l_Text, true, std::string());
   if (l_Rc != KEL_S_OK) return l_Rc;  // never write a document that is not whole
+  size_t l_Length = l_Text.size();
+  if (!l_Writable || !m_Hold) {
+    if (m_Trace) m_Trace->Print(KELSysTraceDebug, "  CloseKey l_JSON: %s\n", l_Text.c_str());
+    return KEL_S_OK;
+  }
 
   // A shorter text is written padded with blanks to the old length and then cut, so that the file
   // holds valid JSON at every moment: never the new text followed by a tail of the old one.
-  size_t l_Length = l_Text.size();
-  if (l_Writable && l_Stat.cbSize > l_Length && l_Stat.cbSize <= MORFileLockBytesMaxSize)
-    l_Text.resize(size_t(l_Stat.cbSize), ' ');
+  if (l_Stat.cbSize > l_Length) l_Text.resize(size_t(l_Stat.cbSize), ' ');
   size_t l_Written = 0;
   KELSysResult l_WriteRc = m_File->WriteAt(0, l_Text.data(), l_Text.size(), l_Written);
   if (m_Trace) m_Trace->Print(KELSysTraceDebug, "  CloseKey l_JSON: %.*s\n", int(l_Length), l_Text.c_str());
-  if (l_WriteRc != KEL_S_OK) return l_Writable ? l_WriteRc : KEL_S_OK;
+  if (l_WriteRc != KEL_S_OK || l_Written != l_Text.size())
+    return Restore(l_Written, l_WriteRc != KEL_S_OK ? l_WriteRc : KEL_E_FAIL);
   l_Rc = m_File->Stat(l_Stat);
   if (l_Rc == KEL_S_OK && l_Length < l_Stat.cbSize) l_Rc = m_File->SetSize(l_Length);
-  return l_Rc;
+  if (l_Rc != KEL_S_OK) return Restore(l_Text.size(), l_Rc);
+  l_Text.resize(l_Length);
+  m_Hold->m_Bytes = std::move(l_Text);
+  return KEL_S_OK;
+}
+
+KELSysResult KELSysRegKey::Restore(size_t iWritten, KELSysResult iRc) {
+  const std::string& l_Old = m_Hold->m_Bytes;
+  size_t l_Written = 0;
+  KELSysResult l_Rc = m_File->WriteAt(0, l_Old.data(), std::min(iWritten, l_Old.size()), l_Written);
+  MORLockBytesStat l_Stat;
+  if (l_Rc == KEL_S_OK) l_Rc = m_File->Stat(l_Stat);
+  if (l_Rc == KEL_S_OK && l_Stat.cbSize != l_Old.size()) l_Rc = m_File->SetSize(l_Old.size());
+  if (m_Trace)
+    m_Trace->Print(KELSysTraceError, "  CloseKey %s: write-back failed (%s), old text %s (%s)\n",
+                   m_FilePath.c_str(), KELSysResultName(iRc).c_str(),
+                   l_Rc == KEL_S_OK ? "put back" : "not put back", KELSysResultName(l_Rc).c_str());
+  return iRc;
 }
 
 void KELSysRegKey::Release() {
+  KELSysRegLock::Release(m_Hold);
+  m_OwnHold = false;
   m_File.reset();
   m_Values.reset();
   m_Path.Clear();

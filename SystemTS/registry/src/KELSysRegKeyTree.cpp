@@ -46,7 +46,7 @@ KELSysResult KELSysRegKey::Create(const std::string& iBase, const MORUnicodeStri
   EnsureParentAreKeys(l_File);
   KELSysResult l_Rc = KELSysRegMakeFolders(std::string(KELSysRegKeyFolder(l_File)));
   if (l_Rc != KEL_S_OK) return l_Rc;
-  return OpenKeyReal(std::move(l_File), iAccess, -1);
+  return OpenKeyReal(std::move(l_File), iAccess, -1, true);
 }
 
 void KELSysRegKey::EnsureParentAreKeys(const std::string& iFile) {

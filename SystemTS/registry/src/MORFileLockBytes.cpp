@@ -48,8 +48,6 @@ KELSysResult MORFileLockBytes::Adopt(int iFd, uint32_t iMode, std::unique_ptr<MO
     l_Rc = LastError();
   else if (!S_ISREG(l_Stat.st_mode))
     l_Rc = KEL_E_FAIL;
-  else if (uint64_t(l_Stat.st_size) > MORFileLockBytesMaxSize)
-    l_Rc = KELSysResultFromErrno(EFBIG);
   if (l_Rc != KEL_S_OK) {
     close(iFd);
     return l_Rc;
@@ -59,7 +57,11 @@ KELSysResult MORFileLockBytes::Adopt(int iFd, uint32_t iMode, std::unique_ptr<MO
 }
 
 MORFileLockBytes::MORFileLockBytes(int iFd, uint32_t iMode, const struct stat& iStat)
-    : m_Fd(iFd), m_Mode(iMode), m_OpenSize(uint64_t(iStat.st_size)) {}
+    : m_Fd(iFd),
+      m_Mode(iMode),
+      m_OpenSize(uint64_t(iStat.st_size)),
+      m_Device(iStat.st_dev),
+      m_Inode(iStat.st_ino) {}
 
 MORFileLockBytes::~MORFileLockBytes() { close(m_Fd); }
 

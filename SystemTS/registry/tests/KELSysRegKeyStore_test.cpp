@@ -4,12 +4,15 @@
 #include <errno.h>
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <signal.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "KELSysRegTestSupport.h"
+#include "MORFileLockBytes.h"
 
 namespace {
 
@@ -92,7 +95,7 @@ constexpr int k_NoNamespace = 77;
 class KELSysRegStoreTest : public KELSysRegKeyTest, public testing::WithParamInterface<MakeFile> {};
 
 // Each must fail at once: alarm() ends the test binary should the open block or read forever.
-TEST_P(KELSysRegStoreTest, RefusesKeyFilesThatAreNotSmallRegularFiles) {
+TEST_P(KELSysRegStoreTest, RefusesKeyFilesThatAreNotRegularFiles) {
   fs::create_directories(Path("HKLM/K"));
   GetParam()(Path("HKLM/K.json"));
   alarm(10);
@@ -111,11 +114,85 @@ INSTANTIATE_TEST_SUITE_P(
     Kinds, KELSysRegStoreTest,
     testing::Values([](const std::string& iPath) { ASSERT_EQ(mkfifo(iPath.c_str(), 0644), 0); },
                     [](const std::string& iPath) { fs::create_directory(iPath); },
-                    [](const std::string& iPath) { fs::create_symlink("/dev/zero", iPath); },
-                    [](const std::string& iPath) {
-                      std::ofstream(iPath) << "{}";
-                      fs::resize_file(iPath, (64 << 20) + 1);
-                    }));
+                    [](const std::string& iPath) { fs::create_symlink("/dev/zero", iPath); }));
+
+// A key file that is not read whole: over the size limit (a sparse file just past it, whatever the
+// limit is), or a file whose reads end before the size it reports (a system attribute file, reached
+// through a link). It opens as a key without values, with a trace line saying why; its subkeys are
+// listed and opened; every change is refused and nothing is written back over the unread bytes.
+struct UnreadCase {
+  const char* m_Name;
+  // Puts the file at iPath; false when this system cannot.
+  bool (*m_Make)(const std::string& iPath);
+  const char* m_Why;  // in the trace line, after the path; %llu is the file's size
+};
+
+class KELSysRegUnreadTest : public KELSysRegKeyTest, public testing::WithParamInterface<UnreadCase> {};
+
+TEST_P(KELSysRegUnreadTest, OpensWithoutValuesAndKeepsTheFile) {
+  WriteKey("HKLM/K");
+  WriteKey("HKLM/K/Sub", "{\"Sub\":{\"V\":[3,\"below\"]}}");
+  const std::string l_File = Path("HKLM/K.json");
+  fs::remove(l_File);
+  if (!GetParam().m_Make(l_File)) GTEST_SKIP() << GetParam().m_Name << ": no such file can be made here";
+  const std::string l_Head = KELSysRegReadFile(l_File).substr(0, 64);
+  const uintmax_t l_Size = fs::file_size(l_File);
+  const auto l_Time = fs::last_write_time(l_File);
+  char l_Why[256];
+  std::snprintf(l_Why, sizeof l_Why, GetParam().m_Why, static_cast<unsigned long long>(l_Size),
+                static_cast<unsigned long long>(MORFileLockBytesMaxSize));
+  for (uint32_t l_Access : {KELSysRegAccessRead, KELSysRegAccessReadWrite}) {
+    KELSysRegKey l_Key, l_Child;
+    l_Key.SetTraceForTest(&m_Trace);
+    KELSysResult l_Rc = l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", l_Access);
+    if (l_Access == KELSysRegAccessReadWrite && l_Rc == KELSysResultFromErrno(EACCES))
+      continue;  // read-only file
+    ASSERT_EQ(l_Rc, KEL_S_OK);
+    const std::string l_Mode = l_Access == KELSysRegAccessRead ? "0" : "2";
+    EXPECT_EQ(TakeTrace(), "  OpenKeyReal m_Path: , l_OpenMode: " + l_Mode +
+                               ", l_Rc: 80004005\n    l_Stat.grfMode: " + l_Mode +
+                               "\n[W] KELSYSREGKEY:   ReadValues " + l_File + ": " + l_Why +
+                               "; the key opens without values\n");
+    Names l_Values, l_SubKeys;
+    MORUnicodeString l_Value = "kept";
+    EXPECT_EQ(l_Key.EnumValues(l_Values) | l_Key.EnumKeys(l_SubKeys), KEL_S_OK);
+    EXPECT_TRUE(l_Values.empty());
+    EXPECT_EQ(l_SubKeys, Names{"Sub"});
+    EXPECT_EQ(l_Key.QueryStringValue("V", l_Value), KEL_E_FAIL);
+    ASSERT_EQ(l_Child.OpenKey(l_Key, "Sub", KELSysRegAccessRead), KEL_S_OK);
+    EXPECT_TRUE(l_Child.QueryStringValue("V", l_Value) == KEL_S_OK && l_Value == MORUnicodeString("below"));
+    EXPECT_EQ(l_Key.SetStringValue("V", "new"), KEL_E_ACCESSDENIED);
+    EXPECT_EQ(l_Key.DeleteValue("V"), KEL_E_ACCESSDENIED);
+    EXPECT_EQ(l_Key.CloseKey(), KEL_S_OK);
+    EXPECT_EQ(TakeTrace(), "  QueryValue KO iValueName: V\n");
+  }
+  EXPECT_EQ(fs::file_size(l_File), l_Size);
+  EXPECT_EQ(fs::last_write_time(l_File), l_Time);
+  EXPECT_EQ(KELSysRegReadFile(l_File).substr(0, 64), l_Head);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, KELSysRegUnreadTest,
+    testing::Values(UnreadCase{"over the size limit",
+                               [](const std::string& iPath) {
+                                 std::ofstream(iPath) << "{\"K\":{\"V\":[3,\"x\"]}}";
+                                 return truncate(iPath.c_str(), off_t(MORFileLockBytesMaxSize + 1)) == 0;
+                               },
+                               "%llu bytes, over the limit of %llu"},
+                    UnreadCase{"reads shorter than its size",
+                               [](const std::string& iPath) {
+                                 const char* l_Short = "/sys/devices/system/cpu/online";
+                                 struct stat l_Stat;
+                                 if (stat(l_Short, &l_Stat) != 0 || !S_ISREG(l_Stat.st_mode) ||
+                                     uintmax_t(l_Stat.st_size) <= KELSysRegReadFile(l_Short).size())
+                                   return false;
+                                 fs::create_symlink(l_Short, iPath);
+                                 return true;
+                               },
+                               "not read whole (E_FAIL)"}),
+    [](const testing::TestParamInfo<UnreadCase>& iInfo) {
+      return iInfo.index == 0 ? "OverLimit" : "ShortRead";
+    });
 
 // What stands where the folder and the key file of P's child C should be. Links lead to a folder or
 // file outside P; "C/.." seen through the folder link is the hive folder, where a decoy C.json waits.
@@ -194,44 +271,76 @@ bool MakeMountNamespace() {
   return mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
 }
 
+// A write-back cut short, by a file-size limit (RLIMIT_FSIZE of 100 bytes, SIGXFSZ ignored) or by a
+// full disk (a small file system in a mount namespace of the child): the key file holds its old
+// bytes afterwards and the close reports the failure. On the full disk a shrinking write-back needs
+// no new room and succeeds.
+enum ShortBy { k_FileSizeLimit, k_FullDisk };
+struct ShortCase {
+  ShortBy m_By;
+  bool m_Grow;
+  KELSysResult m_Rc;  // of the close
+};
+
 // In a child: the first step that failed, 0 when all passed, or k_NoNamespace.
-int FillDiskDuringWriteBack(const std::string& iRoot) {
+int WriteBackCutShort(const std::string& iRoot, const ShortCase& iCase) {
   KELSysRegSetRootForTest(iRoot.c_str());
-  if (!MakeMountNamespace() || mount("tmpfs", iRoot.c_str(), "tmpfs", 0, "size=64k") != 0)
+  if (iCase.m_By == k_FullDisk &&
+      (!MakeMountNamespace() || mount("tmpfs", iRoot.c_str(), "tmpfs", 0, "size=64k") != 0))
     return k_NoNamespace;
   KELSysRegKey l_Key;
-  if (l_Key.CreateKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite) != KEL_S_OK ||
-      l_Key.SetStringValue("A", std::string(1000, 'a').c_str()) != KEL_S_OK ||
-      l_Key.SetStringValue("B", "b") != KEL_S_OK || l_Key.CloseKey() != KEL_S_OK)
-    return 1;
-  const std::string l_Old = KELSysRegReadFile(iRoot + "/HKLM/K.json");
-  std::ofstream l_Filler(iRoot + "/filler");
-  while (l_Filler << std::string(4096, 'f') << std::flush) {
+  if (l_Key.CreateKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite) != KEL_S_OK) return 1;
+  for (char l_Name = 'A'; l_Name < 'K'; ++l_Name)
+    if (l_Key.SetStringValue(std::string(1, l_Name).c_str(), std::string(1000, l_Name).c_str()) != KEL_S_OK)
+      return 1;
+  if (l_Key.CloseKey() != KEL_S_OK) return 1;
+  const std::string l_File = iRoot + "/HKLM/K.json", l_Old = KELSysRegReadFile(l_File);
+  if (iCase.m_By == k_FileSizeLimit) {
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit l_Limit{100, RLIM_INFINITY};
+    if (setrlimit(RLIMIT_FSIZE, &l_Limit) != 0) return 2;
+  } else {
+    std::ofstream l_Filler(iRoot + "/filler");
+    while (l_Filler << std::string(4096, 'f') << std::flush) {
+    }
   }
-  if (l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite) != KEL_S_OK ||
-      l_Key.SetStringValue("C", std::string(20000, 'c').c_str()) != KEL_S_OK)
-    return 2;
-  if (l_Key.CloseKey() != KELSysResultFromErrno(ENOSPC)) return 3;
-  if (KELSysRegReadFile(iRoot + "/HKLM/K.json") != l_Old) return 4;
-  // Shrinking needs no new room, even on the full disk.
-  if (l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite) != KEL_S_OK ||
-      l_Key.DeleteValue("A") != KEL_S_OK || l_Key.CloseKey() != KEL_S_OK)
-    return 5;
-  return KELSysRegReadFile(iRoot + "/HKLM/K.json") == "{\"Version\":\"1.0\",\"K\":{\"B\":[3,\"b\"]}}" ? 0 : 6;
+  auto l_Trace = std::make_shared<KELSysTraceMemoryObj>();
+  KELSysTrace l_Channel("KELSYSREGKEY", l_Trace);
+  l_Key.SetTraceForTest(&l_Channel);
+  if (l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite) != KEL_S_OK) return 3;
+  for (char l_Name = 'A'; l_Name < 'J'; ++l_Name)
+    if (!iCase.m_Grow && l_Key.DeleteValue(std::string(1, l_Name).c_str()) != KEL_S_OK) return 3;
+  if (iCase.m_Grow && l_Key.SetStringValue("Z", std::string(20000, 'z').c_str()) != KEL_S_OK) return 3;
+  if (l_Key.CloseKey() != iCase.m_Rc) return 4;
+  const std::string l_Now = KELSysRegReadFile(l_File);
+  if (iCase.m_Rc != KEL_S_OK)
+    return l_Now == l_Old && l_Trace->GetText().find("[E] KELSYSREGKEY:   CloseKey " + l_File +
+                                                     ": write-back failed (" + KELSysResultName(iCase.m_Rc) +
+                                                     "), old text put back (S_OK)\n") != std::string::npos
+               ? 0
+               : 5;
+  return l_Now == "{\"Version\":\"1.0\",\"K\":{\"J\":[3,\"" + std::string(1000, 'J') + "\"]}}" ? 0 : 6;
 }
 
-// A tiny file system in a mount namespace of a child process, filled up before the write-back.
-TEST_F(KELSysRegKeyTreeTest, GrowingWriteBackFailsAndLeavesTheOldFile) {
-  const std::string l_Disk = Path("disk");
-  fs::create_directory(l_Disk);
+class KELSysRegShortWriteTest : public KELSysRegKeyTest, public testing::WithParamInterface<ShortCase> {};
+
+TEST_P(KELSysRegShortWriteTest, LeavesTheOldBytesAndReportsTheFailure) {
+  const std::string l_Root = Path("disk");
+  fs::create_directory(l_Root);
   pid_t l_Child = fork();
   ASSERT_GE(l_Child, 0);
-  if (l_Child == 0) _exit(FillDiskDuringWriteBack(l_Disk));
+  if (l_Child == 0) _exit(WriteBackCutShort(l_Root, GetParam()));
   int l_Status = 0;
   ASSERT_EQ(waitpid(l_Child, &l_Status, 0), l_Child);
   ASSERT_TRUE(WIFEXITED(l_Status)) << "child ended by signal " << WTERMSIG(l_Status);
   if (WEXITSTATUS(l_Status) == k_NoNamespace) GTEST_SKIP() << "no private mount namespace can be made here";
   EXPECT_EQ(WEXITSTATUS(l_Status), 0) << "first failed step of the child";
 }
+
+INSTANTIATE_TEST_SUITE_P(Cuts, KELSysRegShortWriteTest,
+                         testing::Values(ShortCase{k_FileSizeLimit, false, KELSysResultFromErrno(EFBIG)},
+                                         ShortCase{k_FileSizeLimit, true, KELSysResultFromErrno(EFBIG)},
+                                         ShortCase{k_FullDisk, false, KEL_S_OK},
+                                         ShortCase{k_FullDisk, true, KELSysResultFromErrno(ENOSPC)}));
 
 }  // namespace

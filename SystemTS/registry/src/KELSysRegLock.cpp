@@ -1,0 +1,127 @@
+#include "KELSysRegLock.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <mutex>
+#include <vector>
+
+namespace {
+
+// The exclusive holds of every thread of the process. Most processes (a listing) never hold one: the
+// count spares them the mutex.
+struct HoldTable {
+  std::mutex m_Mutex;
+  std::vector<KELSysRegHold*> m_Holds;
+  std::atomic<size_t> m_Count{0};
+};
+
+HoldTable& Table() {
+  static HoldTable s_Table;
+  return s_Table;
+}
+
+// Asks for the lock iOperation (LOCK_SH or LOCK_EX) until it is granted or KELSysRegLockWait is over.
+KELSysResult Wait(int iFd, int iOperation) {
+  if (flock(iFd, iOperation | LOCK_NB) == 0) return KEL_S_OK;
+  const auto l_Deadline = std::chrono::steady_clock::now() + KELSysRegLockWait;
+  long l_Pause = 50'000;  // ns
+  for (;;) {
+    if (errno != EWOULDBLOCK && errno != EINTR) return KELSysResultFromErrno(errno);
+    if (std::chrono::steady_clock::now() >= l_Deadline) return KEL_E_TIMEOUT;
+    timespec l_Sleep{0, l_Pause};
+    nanosleep(&l_Sleep, nullptr);
+    l_Pause = std::min(2 * l_Pause, 1'000'000L);
+    if (flock(iFd, iOperation | LOCK_NB) == 0) return KEL_S_OK;
+  }
+}
+
+// This thread's hold on the file, or nullptr. Called with the table's mutex held.
+KELSysRegHold* Find(const HoldTable& iTable, dev_t iDevice, ino_t iInode) {
+  const std::thread::id l_Thread = std::this_thread::get_id();
+  for (KELSysRegHold* l_Hold : iTable.m_Holds)
+    if (l_Hold->m_Device == iDevice && l_Hold->m_Inode == iInode && l_Hold->m_Thread == l_Thread)
+      return l_Hold;
+  return nullptr;
+}
+
+}  // namespace
+
+KELSysResult KELSysRegLock::Exclusive(int iFd, dev_t iDevice, ino_t iInode, KELSysRegHold*& oHold,
+                                      bool& oJoined) {
+  HoldTable& l_Table = Table();
+  oHold = nullptr;
+  oJoined = false;
+  if (l_Table.m_Count.load(std::memory_order_acquire) != 0) {
+    std::lock_guard<std::mutex> l_Guard(l_Table.m_Mutex);
+    oHold = Find(l_Table, iDevice, iInode);
+    if (oHold) {
+      ++oHold->m_Count;
+      oJoined = true;
+      return KEL_S_OK;
+    }
+  }
+  KELSysResult l_Rc = Wait(iFd, LOCK_EX);
+  if (l_Rc != KEL_S_OK) return l_Rc;
+  // The hold keeps a descriptor of its own: the lock must outlive the key that took it when a key
+  // that joined later is still open.
+  int l_Fd = fcntl(iFd, F_DUPFD_CLOEXEC, 0);
+  if (l_Fd < 0) {
+    l_Rc = KELSysResultFromErrno(errno);
+    flock(iFd, LOCK_UN);
+    return l_Rc;
+  }
+  auto* l_Hold = new KELSysRegHold;
+  l_Hold->m_Device = iDevice;
+  l_Hold->m_Inode = iInode;
+  l_Hold->m_Thread = std::this_thread::get_id();
+  l_Hold->m_Fd = l_Fd;
+  l_Hold->m_Count = 1;
+  std::lock_guard<std::mutex> l_Guard(l_Table.m_Mutex);
+  l_Table.m_Holds.push_back(l_Hold);
+  l_Table.m_Count.store(l_Table.m_Holds.size(), std::memory_order_release);
+  oHold = l_Hold;
+  return KEL_S_OK;
+}
+
+void KELSysRegLock::Release(KELSysRegHold*& ioHold) {
+  if (!ioHold) return;
+  KELSysRegHold* l_Hold = ioHold;
+  ioHold = nullptr;
+  HoldTable& l_Table = Table();
+  {
+    std::lock_guard<std::mutex> l_Guard(l_Table.m_Mutex);
+    if (--l_Hold->m_Count != 0) return;
+    std::erase(l_Table.m_Holds, l_Hold);
+    l_Table.m_Count.store(l_Table.m_Holds.size(), std::memory_order_release);
+  }
+  // Unlocked at once, whatever other descriptors of the same open file description remain open.
+  flock(l_Hold->m_Fd, LOCK_UN);
+  close(l_Hold->m_Fd);
+  delete l_Hold;
+}
+
+KELSysResult KELSysRegLock::Shared(int iFd, dev_t iDevice, ino_t iInode, bool& oTaken) {
+  HoldTable& l_Table = Table();
+  oTaken = false;
+  if (l_Table.m_Count.load(std::memory_order_acquire) != 0) {
+    std::lock_guard<std::mutex> l_Guard(l_Table.m_Mutex);
+    if (Find(l_Table, iDevice, iInode)) return KEL_S_OK;
+  }
+  KELSysResult l_Rc = Wait(iFd, LOCK_SH);
+  oTaken = l_Rc == KEL_S_OK;
+  return l_Rc;
+}
+
+void KELSysRegLock::ReleaseShared(int iFd) { flock(iFd, LOCK_UN); }
+
+bool KELSysRegLock::IsRemoved(int iFd) {
+  struct stat l_Stat;
+  return fstat(iFd, &l_Stat) == 0 && l_Stat.st_nlink == 0;
+}

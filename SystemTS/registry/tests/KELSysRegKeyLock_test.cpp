@@ -1,0 +1,310 @@
+// Several processes on one registry: read-modify-write cycles that must lose no update, reads that
+// must never see a write-back halfway, a holder that never lets go, one thread opening a key twice,
+// and trees that two processes create at once. Children start together (KELSysRegInChildren) and
+// report every read that went wrong.
+#include <errno.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/mman.h>
+
+#include <atomic>
+#include <chrono>
+#include <iostream>
+#include <thread>
+
+#include "KELSysRegLock.h"
+#include "KELSysRegTestSupport.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+std::string Said(const std::string& iWhat, KELSysResult iRc) { return iWhat + ": " + KELSysResultName(iRc); }
+
+// Counters shared with the children (never unmapped: a few pages per test).
+template <class Counters>
+Counters* SharedCounters() {
+  void* l_Page = mmap(nullptr, sizeof(Counters), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  return l_Page == MAP_FAILED ? nullptr : new (l_Page) Counters();
+}
+
+class KELSysRegLockTest : public KELSysRegKeyTest {
+ protected:
+  // A hang ends the test binary instead of the CI run.
+  void SetUp() override { alarm(300); }
+  void TearDown() override { alarm(0); }
+
+  // Whether the key file is locked: a new open file description cannot lock it.
+  bool IsLocked(const std::string& iRelative) const {
+    int l_Fd = open(Path(iRelative).c_str(), O_RDONLY | O_CLOEXEC);
+    bool l_Locked = flock(l_Fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    close(l_Fd);
+    return l_Locked;
+  }
+};
+
+std::string ValueName(int iWriter, int iValue) {
+  return "w" + std::to_string(iWriter) + "_" + std::to_string(iValue);
+}
+
+// Each writer adds its values one open, set and close at a time; before each set it must find all it
+// added before.
+std::string AddValues(int iWriter, int iValues) {
+  const std::string l_Prefix = ValueName(iWriter, 0).substr(0, 3);
+  for (int l_Value = 0; l_Value < iValues; ++l_Value) {
+    KELSysRegKey l_Key;
+    KELSysResult l_Rc = l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite);
+    if (l_Rc != KEL_S_OK) return Said("open for value " + std::to_string(l_Value), l_Rc);
+    Names l_Names;
+    l_Key.EnumValues(l_Names);
+    int l_Own = 0;
+    for (const MORUnicodeString& l_Name : l_Names)
+      l_Own += std::string_view(l_Name.ConvertToUTF8()).starts_with(l_Prefix);
+    if (l_Own != l_Value)
+      return "found " + std::to_string(l_Own) + " of its values before adding value " +
+             std::to_string(l_Value);
+    l_Rc = l_Key.SetDWORDValue(ValueName(iWriter, l_Value).c_str(), uint32_t(iWriter * 1000 + l_Value));
+    if (l_Rc == KEL_S_OK) l_Rc = l_Key.CloseKey();
+    if (l_Rc != KEL_S_OK) return Said("set and close of value " + std::to_string(l_Value), l_Rc);
+  }
+  return "";
+}
+
+TEST_F(KELSysRegLockTest, ConcurrentWritersLoseNoUpdate) {
+  constexpr int k_Writers = 8, k_Values = 200;
+  WriteKey("HKLM/K");
+  EXPECT_EQ(KELSysRegInChildren(k_Writers, [](int iWriter) { return AddValues(iWriter, k_Values); }), "");
+  KELSysRegKey l_Key;
+  Names l_Names;
+  ASSERT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead), KEL_S_OK);
+  EXPECT_EQ(l_Key.EnumValues(l_Names), KEL_S_OK);
+  EXPECT_EQ(l_Names.size(), size_t(k_Writers * k_Values));
+  int l_Found = 0;
+  for (int l_Writer = 0; l_Writer < k_Writers; ++l_Writer)
+    for (int l_Value = 0; l_Value < k_Values; ++l_Value) {
+      uint32_t l_Number = 0;
+      l_Found += l_Key.QueryDWORDValue(ValueName(l_Writer, l_Value).c_str(), l_Number) == KEL_S_OK &&
+                 l_Number == uint32_t(l_Writer * 1000 + l_Value);
+    }
+  EXPECT_EQ(l_Found, k_Writers * k_Values);
+  EXPECT_TRUE(Read("HKLM/K.json").starts_with("{\"Version\":\"1.0\",\"K\":{\"w"));
+  std::cout << "[ FIGURES  ] " << k_Writers << " processes x " << k_Values
+            << " open/set/close cycles: " << l_Found << " values found\n";
+}
+
+// Writers set Path and SPlevel of the keys T/X0..T/X3 together, Path alternately short and long,
+// for at least k_Rounds rounds and until the reader has made k_MinReads reads; the reader opens and
+// queries the keys until the writers are done. So the reads up to k_MinReads all meet writers.
+struct ReadCounters {
+  std::atomic<int> m_WritersDone{0};
+  std::atomic<long> m_Writes{0}, m_Reads{0}, m_ReadsWhileWriting{0}, m_LongSeen{0};
+};
+constexpr int k_Writers = 4, k_Rounds = 150, k_Keys = 4, k_MinReads = 4000;
+
+std::string PathText(const std::string& iLevel) {
+  // The level "w.r" of an odd round r goes with a long path, so the file grows and shrinks.
+  bool l_Long = (iLevel.back() - '0') % 2 == 1;
+  return "/opt/" + iLevel + (l_Long ? "/" + std::string(4000, 'L') : "");
+}
+
+std::string Rewrite(int iWriter, ReadCounters& ioCounters) {
+  for (int l_Round = 0; l_Round < k_Rounds || ioCounters.m_Reads < k_MinReads; ++l_Round) {
+    KELSysRegKey l_Key;
+    const std::string l_Name = "T\\X" + std::to_string((iWriter + l_Round) % k_Keys);
+    const std::string l_Level = std::to_string(iWriter) + "." + std::to_string(l_Round);
+    KELSysResult l_Rc = l_Key.OpenKey(KELSysRegHiveLocalMachine, l_Name.c_str(), KELSysRegAccessReadWrite);
+    if (l_Rc == KEL_S_OK) l_Rc = l_Key.SetStringValue("Path", PathText(l_Level).c_str());
+    if (l_Rc == KEL_S_OK) l_Rc = l_Key.SetStringValue("SPlevel", l_Level.c_str());
+    if (l_Rc == KEL_S_OK) l_Rc = l_Key.CloseKey();
+    if (l_Rc != KEL_S_OK) return Said("rewrite of " + l_Name + " in round " + std::to_string(l_Round), l_Rc);
+    ++ioCounters.m_Writes;
+  }
+  return "";
+}
+
+std::string ReadAll(ReadCounters& ioCounters) {
+  for (long l_Read = 0; ioCounters.m_WritersDone < k_Writers || l_Read < k_MinReads; ++l_Read) {
+    bool l_Writing = ioCounters.m_WritersDone < k_Writers;
+    KELSysRegKey l_Key;
+    const std::string l_Name = "T\\X" + std::to_string(l_Read % k_Keys);
+    MORUnicodeString l_Path, l_Level;
+    KELSysResult l_Rc = l_Key.OpenKey(KELSysRegHiveLocalMachine, l_Name.c_str(), KELSysRegAccessRead);
+    if (l_Rc == KEL_S_OK) l_Rc = l_Key.QueryStringValue("Path", l_Path);
+    if (l_Rc == KEL_S_OK) l_Rc = l_Key.QueryStringValue("SPlevel", l_Level);
+    if (l_Rc != KEL_S_OK) return Said("read " + std::to_string(l_Read) + " of " + l_Name, l_Rc);
+    const std::string l_Text = l_Path.ConvertToUTF8(),
+                      l_Expected = PathText(std::string(l_Level.ConvertToUTF8()));
+    if (l_Text != l_Expected)
+      return "read " + std::to_string(l_Read) + " of " + l_Name + " found SPlevel " +
+             l_Level.ConvertToUTF8() + " with a path of " + std::to_string(l_Text.size()) + " bytes";
+    ++ioCounters.m_Reads;
+    ioCounters.m_ReadsWhileWriting += l_Writing;
+    ioCounters.m_LongSeen += l_Text.size() > 1000;
+  }
+  return "";
+}
+
+TEST_F(KELSysRegLockTest, ReadersSeeWholeWriteBacksOnly) {
+  for (int l_Key = 0; l_Key < k_Keys; ++l_Key)
+    WriteKey("HKLM/T/X" + std::to_string(l_Key),
+             "{\"X" + std::to_string(l_Key) + "\":{\"Path\":[3,\"/opt/9.0\"],\"SPlevel\":[3,\"9.0\"]}}");
+  ReadCounters* l_Counters = SharedCounters<ReadCounters>();
+  ASSERT_NE(l_Counters, nullptr);
+  EXPECT_EQ(KELSysRegInChildren(k_Writers + 1,
+                                [l_Counters](int iChild) {
+                                  if (iChild == k_Writers) return ReadAll(*l_Counters);
+                                  std::string l_Said = Rewrite(iChild, *l_Counters);
+                                  ++l_Counters->m_WritersDone;  // also after a failure: the reader stops
+                                  return l_Said;
+                                }),
+            "");
+  EXPECT_GE(l_Counters->m_Writes, k_Writers * k_Rounds);
+  EXPECT_GE(l_Counters->m_ReadsWhileWriting, k_MinReads);
+  EXPECT_GT(l_Counters->m_LongSeen, 0);
+  std::cout << "[ FIGURES  ] " << k_Writers << " writers x " << k_Rounds
+            << " rewrites; 1 reader: " << l_Counters->m_Reads << " reads (" << l_Counters->m_ReadsWhileWriting
+            << " while writers ran, " << l_Counters->m_LongSeen << " long paths)\n";
+}
+
+// A child takes the exclusive lock and never lets go: opens of every kind give up after the bound,
+// name the key file in the trace, and succeed once the holder is gone.
+TEST_F(KELSysRegLockTest, OpenGivesUpOnAStuckHolder) {
+  WriteKey("HKLM/K", "{\"K\":{\"V\":[3,\"old\"]}}");
+  int l_Pipe[2];
+  ASSERT_EQ(pipe(l_Pipe), 0);
+  pid_t l_Child = fork();
+  ASSERT_GE(l_Child, 0);
+  if (l_Child == 0) {
+    KELSysRegKey l_Key;
+    char l_Ready =
+        l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite) == KEL_S_OK ? '1' : '0';
+    if (write(l_Pipe[1], &l_Ready, 1) != 1) _exit(1);
+    for (;;) pause();
+  }
+  char l_Ready = 0;
+  ASSERT_EQ(read(l_Pipe[0], &l_Ready, 1), 1);
+  EXPECT_EQ(l_Ready, '1');
+  const std::string l_Expected = "[E] KELSYSREGKEY:   OpenKeyReal " + Path("HKLM/K.json") +
+                                 ": %s lock not granted within 5000 ms (E_TIMEOUT)\n";
+  for (uint32_t l_Access : {KELSysRegAccessRead, KELSysRegAccessReadWrite}) {
+    KELSysRegKey l_Key;
+    l_Key.SetTraceForTest(&m_Trace);
+    auto l_Start = Clock::now();
+    EXPECT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", l_Access), KEL_E_TIMEOUT);
+    auto l_Waited = Clock::now() - l_Start;
+    EXPECT_GE(l_Waited, KELSysRegLockWait);
+    EXPECT_LT(l_Waited, KELSysRegLockWait + std::chrono::seconds(30));
+    EXPECT_TRUE(l_Key.GetPath().IsEmpty());
+    std::string l_Line = l_Expected;
+    l_Line.replace(l_Line.find("%s"), 2, l_Access == KELSysRegAccessRead ? "shared" : "exclusive");
+    EXPECT_EQ(TakeTrace(), "  OpenKeyReal m_Path: , l_OpenMode: " +
+                               std::to_string(l_Access == KELSysRegAccessRead ? 0 : 2) +
+                               ", l_Rc: 80004005\n" + l_Line);
+  }
+  kill(l_Child, SIGKILL);
+  waitpid(l_Child, nullptr, 0);
+  close(l_Pipe[0]);
+  close(l_Pipe[1]);
+  KELSysRegKey l_Key;
+  MORUnicodeString l_Value;
+  EXPECT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite), KEL_S_OK);
+  EXPECT_TRUE(l_Key.QueryStringValue("V", l_Value) == KEL_S_OK && l_Value == MORUnicodeString("old"));
+}
+
+// The key objects one thread opens on one file share its lock: none waits for another, the file is
+// locked until the last writer closes, each writes what it holds. Another thread waits as another
+// process would.
+TEST_F(KELSysRegLockTest, OneThreadSharesItsLockAmongItsKeys) {
+  WriteKey("HKLM/K", "{\"K\":{\"V\":[3,\"old\"]}}");
+  KELSysRegKey l_First, l_Second, l_Reader, l_Created;
+  auto l_Start = Clock::now();
+  ASSERT_EQ(l_Reader.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead), KEL_S_OK);
+  EXPECT_FALSE(IsLocked("HKLM/K.json"));  // a read-only key holds nothing after its read
+  ASSERT_EQ(l_First.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite), KEL_S_OK);
+  ASSERT_EQ(l_Second.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite), KEL_S_OK);
+  ASSERT_EQ(l_Created.CreateKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead), KEL_S_OK);
+  ASSERT_EQ(l_Reader.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead), KEL_S_OK);
+  EXPECT_LT(Clock::now() - l_Start, KELSysRegLockWait);
+  EXPECT_TRUE(IsLocked("HKLM/K.json"));
+
+  KELSysResult l_OtherThread = KEL_S_OK;
+  std::thread([&l_OtherThread] {
+    KELSysRegKey l_Key;
+    l_OtherThread = l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite);
+  }).join();
+  EXPECT_EQ(l_OtherThread, KEL_E_TIMEOUT);
+
+  MORUnicodeString l_Value;
+  EXPECT_TRUE(l_Reader.QueryStringValue("V", l_Value) == KEL_S_OK && l_Value == MORUnicodeString("old"));
+  EXPECT_EQ(l_First.SetStringValue("V", "first") | l_Second.SetStringValue("W", "second"), KEL_S_OK);
+  EXPECT_EQ(l_Created.SetStringValue("V", "created"), KEL_E_ACCESSDENIED);
+  // The key that took the lock closes first; the others keep it.
+  EXPECT_EQ(l_First.CloseKey(), KEL_S_OK);
+  EXPECT_EQ(Read("HKLM/K.json"), "{\"Version\":\"1.0\",\"K\":{\"V\":[3,\"first\"]}}");
+  EXPECT_TRUE(IsLocked("HKLM/K.json"));
+  EXPECT_EQ(l_Created.CloseKey(), KEL_S_OK);
+  EXPECT_TRUE(IsLocked("HKLM/K.json"));
+  EXPECT_EQ(l_Second.CloseKey(), KEL_S_OK);
+  EXPECT_FALSE(IsLocked("HKLM/K.json"));
+  EXPECT_EQ(Read("HKLM/K.json"), "{\"Version\":\"1.0\",\"K\":{\"V\":[3,\"old\"],\"W\":[3,\"second\"]}}");
+}
+
+// Each of two processes creates keys below R/L0..L2: S0..S4, shared with the other process, where it
+// sets a value of its own, and a key of its own. Every create succeeds and every key and value is
+// there afterwards.
+TEST_F(KELSysRegLockTest, TwoProcessesCreateOverlappingTrees) {
+  constexpr int k_Rounds = 10, k_Creates = 30;
+  auto l_Shared = [](int iRound, int iCreate) {
+    return "R" + std::to_string(iRound) + "\\L" + std::to_string(iCreate % 3) + "\\S" +
+           std::to_string(iCreate % 5);
+  };
+  auto l_Own = [](int iRound, int iCreate, int iProcess) {
+    return "R" + std::to_string(iRound) + "\\L" + std::to_string(iCreate % 3) + "\\Own" +
+           std::to_string(iProcess) + "_" + std::to_string(iCreate);
+  };
+  auto l_ValueName = [](int iProcess, int iCreate) {
+    return "p" + std::to_string(iProcess) + "_" + std::to_string(iCreate);
+  };
+  int l_Keys = 0, l_Values = 0;
+  for (int l_Round = 0; l_Round < k_Rounds; ++l_Round) {
+    EXPECT_EQ(KELSysRegInChildren(2,
+                                  [&](int iProcess) -> std::string {
+                                    for (int l_Create = 0; l_Create < k_Creates; ++l_Create) {
+                                      for (const std::string& l_Path : {l_Shared(l_Round, l_Create),
+                                                                        l_Own(l_Round, l_Create, iProcess)}) {
+                                        KELSysRegKey l_Key;
+                                        KELSysResult l_Rc =
+                                            l_Key.CreateKey(KELSysRegHiveLocalMachine, l_Path.c_str(),
+                                                            KELSysRegAccessReadWrite);
+                                        if (l_Rc == KEL_S_OK)
+                                          l_Rc = l_Key.SetDWORDValue(l_ValueName(iProcess, l_Create).c_str(),
+                                                                     uint32_t(l_Create));
+                                        if (l_Rc == KEL_S_OK) l_Rc = l_Key.CloseKey();
+                                        if (l_Rc != KEL_S_OK) return Said("create " + l_Path, l_Rc);
+                                      }
+                                    }
+                                    return "";
+                                  }),
+              "");
+    for (int l_Process = 0; l_Process < 2; ++l_Process)
+      for (int l_Create = 0; l_Create < k_Creates; ++l_Create)
+        for (const std::string& l_Path : {l_Shared(l_Round, l_Create), l_Own(l_Round, l_Create, l_Process)}) {
+          KELSysRegKey l_Key;
+          uint32_t l_Value = 99;
+          ASSERT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, l_Path.c_str(), KELSysRegAccessRead), KEL_S_OK)
+              << l_Path;
+          ++l_Keys;
+          EXPECT_EQ(l_Key.QueryDWORDValue(l_ValueName(l_Process, l_Create).c_str(), l_Value), KEL_S_OK)
+              << l_Path;
+          l_Values += l_Value == uint32_t(l_Create);
+        }
+  }
+  EXPECT_TRUE(Exists("HKLM.json") && Exists("HKLM/R0.json") && Exists("HKLM/R0/L2.json"));
+  EXPECT_EQ(l_Values, k_Rounds * 2 * k_Creates * 2);
+  std::cout << "[ FIGURES  ] 2 processes x " << k_Rounds << " rounds x " << 2 * k_Creates
+            << " creates: " << l_Keys << " key opens checked, " << l_Values << " values found\n";
+}
+
+}  // namespace
