@@ -32,7 +32,8 @@ class KELInsRegKeyError : public std::runtime_error {
       : std::runtime_error(iMessage), m_Result(iResult) {}
   // The registry's result code (negative).
   int32_t Result() const noexcept { return m_Result; }
-  // The system's reason when the registry failed on a system call ("Permission denied"), else "".
+  // The system's reason when the registry failed on a system call ("Permission denied"), or waited in
+  // vain for a key's lock; else "".
   std::string Reason() const;
 
  private:

@@ -90,6 +90,7 @@ std::string KELInsRegKeyError::Reason() const {
   // Failed system calls come as 0x8007 and their errno; the registry's own refusals have no reason.
   if ((l_Bits & 0xFFFF0000u) != 0x80070000u || m_Result == KEL_E_INVALIDARG) return "";
   if (m_Result == KEL_E_ACCESSDENIED) return std::strerror(EACCES);
+  if (m_Result == KEL_E_TIMEOUT) return "the key stayed locked by another process";
   return std::strerror(int(l_Bits & 0xFFFFu));
 }
 

@@ -1,6 +1,7 @@
 // KELReg beside the lister and beside itself: what it writes is what KELListInstalls lists, and
 // writers and readers running at once never see a half-written key.
 #include <gtest/gtest.h>
+#include <sys/file.h>
 
 #include "KELRegTestSupport.h"
 
@@ -90,9 +91,8 @@ TEST_F(KELRegLister, TheListerSeesWhatKELRegRegistersAndUnregisters) {
   EXPECT_FALSE(fs::exists(m_Root + "/HKLM/SOFTWARE/Quorvane/Q4/B500/Desktop/N1.json"));
 }
 
-// Needs the registry's file locks: without them the writers' whole-key rewrites lose each other's
-// values. Enabled once the store locks each key from open to close.
-TEST_F(KELRegLister, DISABLED_ConcurrentAddsOnOneKeyAreAllKept) {
+// Each writer holds the key's lock from its read to its write-back, so none loses another's values.
+TEST_F(KELRegLister, ConcurrentAddsOnOneKeyAreAllKept) {
   // 8 processes, each adding 100 values to the same key, one KELReg run per value.
   const std::string l_Script =
       "for w in 0 1 2 3 4 5 6 7; do (for i in $(seq 100); do \"$0\" --root \"$1\" add 'HKLM\\Shared' -v "
@@ -110,6 +110,20 @@ TEST_F(KELRegLister, DISABLED_ConcurrentAddsOnOneKeyAreAllKept) {
       EXPECT_RUN(Reg({"query", "HKLM\\Shared", "-v",
                       "w" + std::to_string(l_Writer) + "." + std::to_string(l_Value)}),
                  0, std::to_string(l_Value) + "\n", "");
+}
+
+// A key held locked by another process: the change fails after the registry's wait, naming the key,
+// and the key is unchanged.
+TEST_F(KELRegLister, AKeyLockedElsewhereFailsWithItsName) {
+  ASSERT_EQ(Reg({"add", "HKLM\\Held", "-v", "V", "-d", "old"}).m_Status, 0);
+  const std::string l_File = m_Root + "/HKLM/Held.json";
+  const std::string l_Before = KELRegReadFile(l_File);
+  int l_Fd = open(l_File.c_str(), O_RDONLY | O_CLOEXEC);
+  ASSERT_EQ(flock(l_Fd, LOCK_EX), 0);
+  EXPECT_RUN(Reg({"add", "HKLM\\Held", "-v", "V", "-d", "new"}), 1, "",
+             "KELReg: HKLM\\Held: the key stayed locked by another process\n");
+  close(l_Fd);
+  EXPECT_EQ(KELRegReadFile(l_File), l_Before);
 }
 
 TEST_F(KELRegLister, ListingsDuringRegistrationsAreNeverTornOrMalformed) {
