@@ -75,6 +75,24 @@ void ToByteList(const std::vector<MORUnicodeString>& iNames, std::vector<std::st
   for (const MORUnicodeString& l_Name : iNames) oNames.push_back(ToBytes(l_Name));
 }
 
+// The typed number reads and writes, one framework query or setter each.
+template <class Number>
+Number GetNumber(KELSysRegKey& ioKey, const std::string& iName,
+                 KELSysResult (KELSysRegKey::*iQuery)(const MORUnicodeString&, Number&)) {
+  Number l_Value = 0;
+  MORUnicodeString l_Scratch;
+  Check((ioKey.*iQuery)(ValueName(iName, l_Scratch), l_Value), "GetValue", iName);
+  return l_Value;
+}
+
+template <class Number>
+void SetNumber(KELSysRegKey& ioKey, const std::string& iName, Number iValue,
+               KELSysResult (KELSysRegKey::*iSet)(const MORUnicodeString&, Number)) {
+  MORUnicodeString l_Scratch;
+  Check((ioKey.*iSet)(ValueName(iName, l_Scratch), iValue), "SetValue",
+        iName + ", " + std::to_string(iValue));
+}
+
 // Runs an open or create on a new framework key, which is dropped again unless it succeeded.
 template <class F>
 std::unique_ptr<KELSysRegKey> Make(F&& iOpen, const char* iOperation, const std::string& iPath) {
@@ -206,19 +224,11 @@ uint32_t KELInsRegKey::GetValueType(const std::string& iName) const {
 }
 
 uint32_t KELInsRegKey::GetDWORDValue(const std::string& iName) const {
-  KELSysRegKey& l_Key = Key();
-  uint32_t l_Value = 0;
-  MORUnicodeString l_Scratch;
-  Check(l_Key.QueryDWORDValue(ValueName(iName, l_Scratch), l_Value), "GetValue", iName);
-  return l_Value;
+  return GetNumber(Key(), iName, &KELSysRegKey::QueryDWORDValue);
 }
 
 uint64_t KELInsRegKey::GetQWORDValue(const std::string& iName) const {
-  KELSysRegKey& l_Key = Key();
-  uint64_t l_Value = 0;
-  MORUnicodeString l_Scratch;
-  Check(l_Key.QueryQWORDValue(ValueName(iName, l_Scratch), l_Value), "GetValue", iName);
-  return l_Value;
+  return GetNumber(Key(), iName, &KELSysRegKey::QueryQWORDValue);
 }
 
 std::vector<std::string> KELInsRegKey::GetMultiStringValue(const std::string& iName) const {
@@ -232,15 +242,11 @@ std::vector<std::string> KELInsRegKey::GetMultiStringValue(const std::string& iN
 }
 
 void KELInsRegKey::SetDWORDValue(const std::string& iName, uint32_t iValue) {
-  MORUnicodeString l_Scratch;
-  Check(Key().SetDWORDValue(ValueName(iName, l_Scratch), iValue), "SetValue",
-        iName + ", " + std::to_string(iValue));
+  SetNumber(Key(), iName, iValue, &KELSysRegKey::SetDWORDValue);
 }
 
 void KELInsRegKey::SetQWORDValue(const std::string& iName, uint64_t iValue) {
-  MORUnicodeString l_Scratch;
-  Check(Key().SetQWORDValue(ValueName(iName, l_Scratch), iValue), "SetValue",
-        iName + ", " + std::to_string(iValue));
+  SetNumber(Key(), iName, iValue, &KELSysRegKey::SetQWORDValue);
 }
 
 void KELInsRegKey::SetMultiStringValue(const std::string& iName, const std::vector<std::string>& iValue) {

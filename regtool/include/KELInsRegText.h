@@ -10,6 +10,7 @@
 #ifndef KELInsRegText_H
 #define KELInsRegText_H
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -23,6 +24,10 @@ std::string KELInsRegShow(std::string_view iStored);
 void KELInsRegAppendJSONString(std::string& ioOut, std::string_view iBytes);
 // Appends the UTF-8 of code point iCode (no check).
 void KELInsRegAppendUTF8(std::string& ioOut, uint32_t iCode);
+// The byte a one-letter JSON escape stands for (\" \\ \/ \b \f \n \r \t), 0 for any other letter.
+char KELInsRegEscapedByte(char iLetter);
+// The four hexadecimal digits at iText[iAt] as a number, -1 when they are not there.
+int32_t KELInsRegHex4(std::string_view iText, size_t iAt);
 // Length of the well-formed UTF-8 sequence at the start of iText, 0 when there is none.
 size_t KELInsRegUTF8Length(std::string_view iText);
 

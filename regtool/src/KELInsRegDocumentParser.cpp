@@ -236,13 +236,11 @@ class Parser {
     size_t l_At = m_At;
     if (l_At + 1 >= m_Text.size()) Fail("unterminated string");
     char l_Kind = m_Text[l_At + 1];
-    const char* l_Plain = "\"\"\\\\//b\bf\fn\nr\rt\t";
-    for (const char* l_Pair = l_Plain; *l_Pair; l_Pair += 2)
-      if (l_Kind == *l_Pair) {
-        ioBytes += l_Pair[1];
-        m_At += 2;
-        return;
-      }
+    if (char l_Byte = KELInsRegEscapedByte(l_Kind)) {
+      ioBytes += l_Byte;
+      m_At += 2;
+      return;
+    }
     if (l_Kind != 'u') Fail("bad escape in a string");
     uint32_t l_Unit = Hex4(l_At + 2);
     m_At += 6;
@@ -264,17 +262,9 @@ class Parser {
 
   uint32_t Hex4(size_t iAt) {
     if (iAt + 4 > m_Text.size()) Fail("unterminated string");
-    uint32_t l_Value = 0;
-    for (size_t l_At = iAt; l_At < iAt + 4; ++l_At) {
-      char l_Char = m_Text[l_At];
-      int l_Digit = l_Char >= '0' && l_Char <= '9'   ? l_Char - '0'
-                    : l_Char >= 'a' && l_Char <= 'f' ? l_Char - 'a' + 10
-                    : l_Char >= 'A' && l_Char <= 'F' ? l_Char - 'A' + 10
-                                                     : -1;
-      if (l_Digit < 0) Fail("bad \\u escape in a string", iAt - 2);
-      l_Value = l_Value * 16 + uint32_t(l_Digit);
-    }
-    return l_Value;
+    int32_t l_Value = KELInsRegHex4(m_Text, iAt);
+    if (l_Value < 0) Fail("bad \\u escape in a string", iAt - 2);
+    return uint32_t(l_Value);
   }
 
   std::string_view m_Text;

@@ -39,43 +39,22 @@ void AppendEscape(std::string& ioOut, unsigned char iByte) {
 
 bool NeedsEscape(unsigned char iByte) { return iByte == '"' || iByte == '\\' || iByte < 0x20; }
 
-int HexDigit(char iChar) {
-  if (iChar >= '0' && iChar <= '9') return iChar - '0';
-  if (iChar >= 'a' && iChar <= 'f') return iChar - 'a' + 10;
-  if (iChar >= 'A' && iChar <= 'F') return iChar - 'A' + 10;
-  return -1;
-}
-
-// The four hexadecimal digits at iText[iAt], or -1.
-int32_t Hex4(std::string_view iText, size_t iAt) {
-  if (iAt + 4 > iText.size()) return -1;
-  int32_t l_Value = 0;
-  for (size_t l_Index = iAt; l_Index < iAt + 4; ++l_Index) {
-    int l_Digit = HexDigit(iText[l_Index]);
-    if (l_Digit < 0) return -1;
-    l_Value = l_Value * 16 + l_Digit;
-  }
-  return l_Value;
-}
-
 // Decodes the escape at iText[ioAt] (a backslash) into ioOut; false when it is malformed or a lone
 // surrogate that stands for no byte, which the caller keeps as it stands.
 bool DecodeEscape(std::string_view iText, size_t& ioAt, std::string& ioOut) {
   if (ioAt + 1 >= iText.size()) return false;
   char l_Kind = iText[ioAt + 1];
-  const char* l_Plain = "\"\"\\\\//b\bf\fn\nr\rt\t";
-  for (const char* l_At = l_Plain; *l_At; l_At += 2)
-    if (l_Kind == *l_At) {
-      ioOut += l_At[1];
-      ioAt += 2;
-      return true;
-    }
+  if (char l_Byte = KELInsRegEscapedByte(l_Kind)) {
+    ioOut += l_Byte;
+    ioAt += 2;
+    return true;
+  }
   if (l_Kind != 'u') return false;
-  int32_t l_Unit = Hex4(iText, ioAt + 2);
+  int32_t l_Unit = KELInsRegHex4(iText, ioAt + 2);
   if (l_Unit < 0) return false;
   if (l_Unit >= 0xD800 && l_Unit <= 0xDBFF) {
     int32_t l_Low = ioAt + 7 < iText.size() && iText[ioAt + 6] == '\\' && iText[ioAt + 7] == 'u'
-                        ? Hex4(iText, ioAt + 8)
+                        ? KELInsRegHex4(iText, ioAt + 8)
                         : -1;
     if (l_Low < 0xDC00 || l_Low > 0xDFFF) return false;
     KELInsRegAppendUTF8(ioOut, 0x10000 + ((uint32_t(l_Unit) - 0xD800) << 10) + (uint32_t(l_Low) - 0xDC00));
@@ -93,6 +72,28 @@ bool DecodeEscape(std::string_view iText, size_t& ioAt, std::string& ioOut) {
 }
 
 }  // namespace
+
+char KELInsRegEscapedByte(char iLetter) {
+  static constexpr char k_Pairs[] = "\"\"\\\\//b\bf\fn\nr\rt\t";
+  for (const char* l_At = k_Pairs; *l_At; l_At += 2)
+    if (iLetter == *l_At) return l_At[1];
+  return 0;
+}
+
+int32_t KELInsRegHex4(std::string_view iText, size_t iAt) {
+  if (iAt + 4 > iText.size()) return -1;
+  int32_t l_Value = 0;
+  for (size_t l_Index = iAt; l_Index < iAt + 4; ++l_Index) {
+    char l_Char = iText[l_Index];
+    int l_Digit = l_Char >= '0' && l_Char <= '9'   ? l_Char - '0'
+                  : l_Char >= 'a' && l_Char <= 'f' ? l_Char - 'a' + 10
+                  : l_Char >= 'A' && l_Char <= 'F' ? l_Char - 'A' + 10
+                                                   : -1;
+    if (l_Digit < 0) return -1;
+    l_Value = l_Value * 16 + l_Digit;
+  }
+  return l_Value;
+}
 
 void KELInsRegAppendUTF8(std::string& ioOut, uint32_t iCode) {
   if (iCode < 0x80) {

@@ -271,3 +271,34 @@ TEST_F(KELRegTest, UnreadableAndReadOnlyKeysFailWithTheSystemsReason) {
 }
 
 }  // namespace
+
+namespace {
+
+// The bash completion, driven as bash drives it, on the registry of --root.
+TEST_F(KELRegTest, CompletionOffersSubcommandsOptionsHivesAndKeysOfTheRegistry) {
+  Reg({"add", "HKLM/SOFTWARE/Quorvane/Q4/B419"});
+  Reg({"add", "HKLM/SOFTWARE/Quorvane/Q4_Common"});
+  Reg({"add", "HKLM/SOFTWARE/Other"});
+  fs::create_directories(m_Root + "/HKLM/SOFTWARE/NotAKey");  // a folder without a key file
+  auto l_Complete = [&](const std::string& iWords) {
+    const std::string l_Script = "source '" KEL_SOURCE_DIR
+                                 "/scripts/bash-completion/KELReg'\n"
+                                 "COMP_WORDS=(" +
+                                 iWords +
+                                 "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n"
+                                 "_KELReg; printf '%s\\n' \"${COMPREPLY[@]}\"\n";
+    return Exec({"/bin/bash", "--norc", "-c", l_Script}).m_Out;
+  };
+  const std::string l_Root = "--root '" + m_Root + "' ";
+  EXPECT_EQ(l_Complete("KELReg ''"), "query\nadd\ndelete\ncopy\nexport\nimport\n--root\n--help\n--version\n");
+  EXPECT_EQ(l_Complete("KELReg " + l_Root + "query HKEY_C"), "HKEY_CURRENT_USER\nHKEY_CLASSES_ROOT\n");
+  EXPECT_EQ(l_Complete("KELReg " + l_Root + "query HKL"), "HKLM/\n");  // one hive: its keys come next
+  EXPECT_EQ(l_Complete("KELReg " + l_Root + "query hklm/SOFTWARE/"),
+            "hklm/SOFTWARE/Other\nhklm/SOFTWARE/Quorvane\n");
+  EXPECT_EQ(l_Complete("KELReg " + l_Root + "copy HKLM/SOFTWARE 'HKLM\\SOFTWARE\\Quorvane\\Q'"),
+            "HKLM/SOFTWARE/Quorvane/Q4\nHKLM/SOFTWARE/Quorvane/Q4_Common\n");
+  EXPECT_EQ(l_Complete("KELReg add HKLM/X -t REG_Q"), "REG_QWORD\n");
+  EXPECT_EQ(l_Complete("KELReg delete HKLM/X --"), "--all-values\n--help\n");
+}
+
+}  // namespace
