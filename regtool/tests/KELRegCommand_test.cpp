@@ -249,6 +249,9 @@ TEST_F(KELRegTest, UnreadableAndReadOnlyKeysFailWithTheSystemsReason) {
   const passwd* l_Nobody = getpwnam("nobody");
   if (l_Nobody == nullptr) GTEST_SKIP() << "no user 'nobody' on this machine";
   int l_User = int(l_Nobody->pw_uid);
+  if (Reg({"--version"}, "", false, l_User).m_Status != 0)
+    GTEST_SKIP() << "the user nobody cannot run " KEL_BINARY_DIR
+                    "/KELReg (a folder above it is closed to others)";
   Reg({"add", "HKLM/Open", "-v", "V", "-d", "v"});
   Reg({"add", "HKLM/Secret", "-v", "V", "-d", "v"});
   Reg({"add", "HKLM/ReadOnly", "-v", "V", "-d", "v"});
