@@ -119,6 +119,11 @@ class KELSysRegKey {
   KELSysResult QueryMultiStringValue(const MORUnicodeString& iValueName,
                                      std::vector<MORUnicodeString>& oValues);
 
+  // The stored type (1 to 4) of a value whose [type, data] pair is well formed for that type, so
+  // that the matching query reads it. With no key open: KEL_S_OK and oType untouched. KEL_E_FAIL
+  // when the value is missing, of an unknown type, or malformed.
+  KELSysResult QueryValueType(const MORUnicodeString& iValueName, uint32_t& oType);
+
   // Setters replace any value of the same name and put the new one last in the member order.
   // KEL_E_ACCESSDENIED unless the key is open for writing.
   KELSysResult SetDWORDValue(const MORUnicodeString& iValueName, uint32_t iValue);

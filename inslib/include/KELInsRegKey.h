@@ -10,7 +10,8 @@
 //   "DeleteValue - <name>"  "GetValue - <name>"  "SetValue - <name>, <value>"
 //   "GetSubkeys - "  "GetValues - "
 // Operations that need an open key throw "Null pointer" on an empty handle, before the registry is
-// touched.
+// touched. Failures of the registry itself are thrown as KELInsRegKeyError, a std::runtime_error
+// with that same message that also keeps the registry's result code, for callers that report why.
 //
 // Names and string values are byte strings in the process code set on this side, MORUnicodeString
 // on the framework's side.
@@ -19,10 +20,25 @@
 
 #include <cstdint>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 class KELSysRegKey;
+
+class KELInsRegKeyError : public std::runtime_error {
+ public:
+  KELInsRegKeyError(const std::string& iMessage, int32_t iResult)
+      : std::runtime_error(iMessage), m_Result(iResult) {}
+  // The registry's result code (negative).
+  int32_t Result() const noexcept { return m_Result; }
+  // The system's reason when the registry failed on a system call ("Permission denied"), or waited in
+  // vain for a key's lock; else "".
+  std::string Reason() const;
+
+ private:
+  int32_t m_Result;
+};
 
 class KELInsRegKey {
  public:
@@ -43,6 +59,14 @@ class KELInsRegKey {
   KELInsRegKey& operator=(const KELInsRegKey&) = delete;
 
   bool IsOpen() const noexcept { return m_Key != nullptr; }
+
+  // Moves all three hives below the folder iRoot (iRoot/HKLM, iRoot/HKCR, iRoot/HKCU) for every
+  // key opened afterwards in this process; an empty iRoot restores the machine's own registry.
+  static void SetRegistryRoot(const std::string& iRoot);
+
+  // Writes the key back and closes it, reporting a write that failed ("CloseKey - <key file>"); the
+  // handle is empty afterwards either way. Closing an empty handle does nothing.
+  void Close();
 
   // Creates the key (and any missing parent) below a hive or below an open key, and returns it
   // opened for reading and writing. An existing key is opened with its values kept.
@@ -73,9 +97,27 @@ class KELInsRegKey {
   void SetValue(const std::string& iName, const std::string& iValue);
   void SetValue(const std::string& iName, int32_t iValue);
 
+  // Value types as stored: 1 a 32-bit number, 2 a 64-bit number, 3 a string, 4 a list of strings.
+  static constexpr uint32_t TypeDWORD = 1;
+  static constexpr uint32_t TypeQWORD = 2;
+  static constexpr uint32_t TypeString = 3;
+  static constexpr uint32_t TypeMultiString = 4;
+  // The type of a well-formed value; a missing or malformed one throws "GetValue - <name>".
+  uint32_t GetValueType(const std::string& iName) const;
+  // Typed reads ("GetValue - <name>" when missing or of another type) and writes ("SetValue - <name>,
+  // <value>"; a list is shown with its items separated by commas).
+  uint32_t GetDWORDValue(const std::string& iName) const;
+  uint64_t GetQWORDValue(const std::string& iName) const;
+  std::vector<std::string> GetMultiStringValue(const std::string& iName) const;
+  void SetDWORDValue(const std::string& iName, uint32_t iValue);
+  void SetQWORDValue(const std::string& iName, uint64_t iValue);
+  void SetMultiStringValue(const std::string& iName, const std::vector<std::string>& iValue);
+
   // The names of the subkeys, and of the values, in the registry's order. oNames is emptied first.
   void GetSubkeys(std::vector<std::string>& oNames) const;
   void GetValues(std::vector<std::string>& oNames) const;
+  // The top-level keys of a hive ("GetSubkeys - <hive code>" when its folder cannot be listed).
+  static void GetSubkeys(int32_t iHive, std::vector<std::string>& oNames);
 
   // Convenience forms: each opens the key concerned read-only for the one read, and closes it again
   // on every path out.

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <stdexcept>
 #include <utility>
 
 #include "KELSysRegKey.h"
+#include "KELSysRegRoot.h"
 #include "MORUnicodeString.h"
 
 namespace {
@@ -31,7 +33,7 @@ uint32_t Access(int32_t iWritable) {
 
 // The framework's codes are compared as the 32-bit values they are: only success passes.
 void Check(KELSysResult iResult, const char* iOperation, const std::string& iObject) {
-  if (iResult != KEL_S_OK) Fail(iOperation, iObject);
+  if (iResult != KEL_S_OK) throw KELInsRegKeyError(std::string(iOperation) + " - " + iObject, iResult);
 }
 
 std::string ToBytes(const MORUnicodeString& iText) {
@@ -73,6 +75,24 @@ void ToByteList(const std::vector<MORUnicodeString>& iNames, std::vector<std::st
   for (const MORUnicodeString& l_Name : iNames) oNames.push_back(ToBytes(l_Name));
 }
 
+// The typed number reads and writes, one framework query or setter each.
+template <class Number>
+Number GetNumber(KELSysRegKey& ioKey, const std::string& iName,
+                 KELSysResult (KELSysRegKey::*iQuery)(const MORUnicodeString&, Number&)) {
+  Number l_Value = 0;
+  MORUnicodeString l_Scratch;
+  Check((ioKey.*iQuery)(ValueName(iName, l_Scratch), l_Value), "GetValue", iName);
+  return l_Value;
+}
+
+template <class Number>
+void SetNumber(KELSysRegKey& ioKey, const std::string& iName, Number iValue,
+               KELSysResult (KELSysRegKey::*iSet)(const MORUnicodeString&, Number)) {
+  MORUnicodeString l_Scratch;
+  Check((ioKey.*iSet)(ValueName(iName, l_Scratch), iValue), "SetValue",
+        iName + ", " + std::to_string(iValue));
+}
+
 // Runs an open or create on a new framework key, which is dropped again unless it succeeded.
 template <class F>
 std::unique_ptr<KELSysRegKey> Make(F&& iOpen, const char* iOperation, const std::string& iPath) {
@@ -83,6 +103,15 @@ std::unique_ptr<KELSysRegKey> Make(F&& iOpen, const char* iOperation, const std:
 
 }  // namespace
 
+std::string KELInsRegKeyError::Reason() const {
+  uint32_t l_Bits = static_cast<uint32_t>(m_Result);
+  // Failed system calls come as 0x8007 and their errno; the registry's own refusals have no reason.
+  if ((l_Bits & 0xFFFF0000u) != 0x80070000u || m_Result == KEL_E_INVALIDARG) return "";
+  if (m_Result == KEL_E_ACCESSDENIED) return std::strerror(EACCES);
+  if (m_Result == KEL_E_TIMEOUT) return "the key stayed locked by another process";
+  return std::strerror(int(l_Bits & 0xFFFFu));
+}
+
 KELInsRegKey::KELInsRegKey() noexcept = default;
 KELInsRegKey::~KELInsRegKey() = default;
 KELInsRegKey::KELInsRegKey(KELInsRegKey&& ioOther) noexcept = default;
@@ -92,6 +121,15 @@ KELInsRegKey::KELInsRegKey(std::unique_ptr<KELSysRegKey> iKey) noexcept : m_Key(
 KELSysRegKey& KELInsRegKey::Key() const {
   if (!m_Key) throw std::runtime_error("Null pointer");
   return *m_Key;
+}
+
+void KELInsRegKey::SetRegistryRoot(const std::string& iRoot) { KELSysRegSetRegistryRoot(iRoot.c_str()); }
+
+void KELInsRegKey::Close() {
+  if (!m_Key) return;
+  std::unique_ptr<KELSysRegKey> l_Key = std::move(m_Key);
+  std::string l_Path = ToBytes(l_Key->GetPath());
+  Check(l_Key->CloseKey(), "CloseKey", l_Path);
 }
 
 KELInsRegKey KELInsRegKey::CreateKey(int32_t iHive, const std::string& iPath) {
@@ -177,11 +215,66 @@ void KELInsRegKey::SetValue(const std::string& iName, int32_t iValue) {
         iName + ", " + std::to_string(iValue));
 }
 
+uint32_t KELInsRegKey::GetValueType(const std::string& iName) const {
+  KELSysRegKey& l_Key = Key();
+  uint32_t l_Type = 0;
+  MORUnicodeString l_Scratch;
+  Check(l_Key.QueryValueType(ValueName(iName, l_Scratch), l_Type), "GetValue", iName);
+  return l_Type;
+}
+
+uint32_t KELInsRegKey::GetDWORDValue(const std::string& iName) const {
+  return GetNumber(Key(), iName, &KELSysRegKey::QueryDWORDValue);
+}
+
+uint64_t KELInsRegKey::GetQWORDValue(const std::string& iName) const {
+  return GetNumber(Key(), iName, &KELSysRegKey::QueryQWORDValue);
+}
+
+std::vector<std::string> KELInsRegKey::GetMultiStringValue(const std::string& iName) const {
+  KELSysRegKey& l_Key = Key();
+  std::vector<MORUnicodeString> l_Items;
+  MORUnicodeString l_Scratch;
+  Check(l_Key.QueryMultiStringValue(ValueName(iName, l_Scratch), l_Items), "GetValue", iName);
+  std::vector<std::string> l_Value;
+  ToByteList(l_Items, l_Value);
+  return l_Value;
+}
+
+void KELInsRegKey::SetDWORDValue(const std::string& iName, uint32_t iValue) {
+  SetNumber(Key(), iName, iValue, &KELSysRegKey::SetDWORDValue);
+}
+
+void KELInsRegKey::SetQWORDValue(const std::string& iName, uint64_t iValue) {
+  SetNumber(Key(), iName, iValue, &KELSysRegKey::SetQWORDValue);
+}
+
+void KELInsRegKey::SetMultiStringValue(const std::string& iName, const std::vector<std::string>& iValue) {
+  KELSysRegKey& l_Key = Key();
+  std::vector<MORUnicodeString> l_Items;
+  std::string l_Shown;
+  l_Items.reserve(iValue.size());
+  for (const std::string& l_Item : iValue) {
+    if (!l_Items.empty()) l_Shown += ',';
+    l_Shown += l_Item;
+    l_Items.push_back(ToUnicode(l_Item));
+  }
+  MORUnicodeString l_Scratch;
+  Check(l_Key.SetMultiStringValue(ValueName(iName, l_Scratch), l_Items), "SetValue", iName + ", " + l_Shown);
+}
+
 void KELInsRegKey::GetSubkeys(std::vector<std::string>& oNames) const {
   KELSysRegKey& l_Key = Key();
   oNames.clear();
   std::vector<MORUnicodeString> l_Names;
   Check(l_Key.EnumKeys(l_Names), "GetSubkeys", "");
+  ToByteList(l_Names, oNames);
+}
+
+void KELInsRegKey::GetSubkeys(int32_t iHive, std::vector<std::string>& oNames) {
+  oNames.clear();
+  std::vector<MORUnicodeString> l_Names;
+  Check(KELSysRegListHive(HiveId(iHive), l_Names), "GetSubkeys", std::to_string(iHive));
   ToByteList(l_Names, oNames);
 }
 

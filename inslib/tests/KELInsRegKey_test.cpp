@@ -101,4 +101,60 @@ TEST_F(KELInsRegKeyTest, HiveFormsDeleteTheKeyItselfAndListingsStartEmpty) {
   EXPECT_FALSE(Exists("HKLM/A") || Exists("HKLM/A.json"));
 }
 
+TEST_F(KELInsRegKeyTest, TypedValuesRoundTripAndReportTheirTypes) {
+  H l_Key = H::CreateKey(H::HiveLocalMachine, "T");
+  l_Key.SetDWORDValue("D", 4294967295u);
+  l_Key.SetQWORDValue("Q", 18446744073709551615ull);
+  l_Key.SetMultiStringValue("M", {"a", "", "\xFF"});
+  l_Key.SetValue("S", std::string("s"));
+  l_Key.Close();
+  EXPECT_FALSE(l_Key.IsOpen());
+  EXPECT_EQ(Read("HKLM/T.json"),
+            "{\"Version\":\"1.0\",\"T\":{\"D\":[1,4294967295],\"Q\":[2,-1],\"M\":[4,[\"a\",\"\",\"\xFF\"]],"
+            "\"S\":[3,\"s\"]}}");
+  l_Key = H::OpenKey(H::HiveLocalMachine, "T", H::ReadOnly);
+  EXPECT_EQ(l_Key.GetDWORDValue("D"), 4294967295u);
+  EXPECT_EQ(l_Key.GetQWORDValue("Q"), 18446744073709551615ull);
+  EXPECT_EQ(l_Key.GetMultiStringValue("M"), (std::vector<std::string>{"a", "", "\xFF"}));
+  std::vector<uint32_t> l_Types;
+  for (const char* l_Name : {"D", "Q", "S", "M"}) l_Types.push_back(l_Key.GetValueType(l_Name));
+  EXPECT_EQ(l_Types, (std::vector<uint32_t>{H::TypeDWORD, H::TypeQWORD, H::TypeString, H::TypeMultiString}));
+  ExpectFailures({{[&] { l_Key.GetValueType("none"); }, "GetValue - none"},
+                  {[&] { l_Key.GetDWORDValue("S"); }, "GetValue - S"},
+                  {[&] { l_Key.GetQWORDValue("D"); }, "GetValue - D"},
+                  {[&] { l_Key.GetMultiStringValue("S"); }, "GetValue - S"},
+                  {[&] {
+                     l_Key.SetMultiStringValue("M", {"x", "y"});
+                   },
+                   "SetValue - M, x,y"},
+                  {[&] { l_Key.SetQWORDValue("Q", 7); }, "SetValue - Q, 7"}});
+}
+
+TEST_F(KELInsRegKeyTest, ErrorsKeepTheSystemReasonAndRegistryRootMovesTheHives) {
+  // A key file that cannot be opened for writing (a folder in its place) gives the system's reason.
+  std::filesystem::create_directories(At("HKLM/K"));
+  std::filesystem::create_directories(At("HKLM/K.json"));
+  try {
+    H::OpenKey(H::HiveLocalMachine, "K", H::ReadWrite);
+    ADD_FAILURE() << "no failure";
+  } catch (const KELInsRegKeyError& l_Error) {
+    EXPECT_STREQ(l_Error.what(), "OpenKey - K");
+    EXPECT_EQ(l_Error.Reason(), std::strerror(EISDIR));
+  }
+  try {
+    H::OpenKey(H::HiveLocalMachine, "Missing", H::ReadOnly);
+    ADD_FAILURE() << "no failure";
+  } catch (const KELInsRegKeyError& l_Error) {
+    EXPECT_EQ(l_Error.Reason(), "");
+  }
+  H::SetRegistryRoot(At("image"));
+  H::CreateKey(H::HiveCurrentUser, "U").Close();
+  std::vector<std::string> l_Names;
+  H::GetSubkeys(H::HiveCurrentUser, l_Names);
+  EXPECT_EQ(l_Names, std::vector<std::string>{"U"});
+  ExpectFailures({{[&] { H::GetSubkeys(H::HiveClassesRoot, l_Names); }, "GetSubkeys - 0"}});
+  H::SetRegistryRoot("");
+  EXPECT_TRUE(Exists("image/HKCU/U.json") && Exists("image/HKCU.json"));
+}
+
 }  // namespace

@@ -94,6 +94,28 @@ KELSysResult KELSysRegKey::QueryMultiStringValue(const MORUnicodeString& iValueN
   return l_Rc;
 }
 
+KELSysResult KELSysRegKey::QueryValueType(const MORUnicodeString& iValueName, uint32_t& oType) {
+  if (!m_Values) return KEL_S_OK;
+  const KELSysJSONValue* l_Value = m_Values->Find(Utf8(iValueName));
+  if (l_Value == nullptr || l_Value->GetType() != KELSysJSONTypeArray) return KEL_E_FAIL;
+  const KELSysJSONArray& l_Pair = l_Value->GetArray();
+  if (l_Pair.GetSize() != 2) return KEL_E_FAIL;
+  const KELSysJSONValue& l_Data = *l_Pair.GetAt(1);
+  bool l_Strings = l_Data.GetType() == KELSysJSONTypeArray;
+  if (l_Strings)
+    for (const KELSysJSONValue& l_Item : l_Data.GetArray())
+      l_Strings &= l_Item.GetType() == KELSysJSONTypeString;
+  // Each type with the data its query accepts.
+  const bool l_Fits[] = {l_Data.GetType() == KELSysJSONTypeInteger, l_Data.GetType() == KELSysJSONTypeInteger,
+                         l_Data.GetType() == KELSysJSONTypeString, l_Strings};
+  for (uint32_t l_Type = KELSysRegTypeDWORD; l_Type <= KELSysRegTypeMultiString; ++l_Type)
+    if (IsType(*l_Pair.GetAt(0), l_Type) && l_Fits[l_Type - 1]) {
+      oType = l_Type;
+      return KEL_S_OK;
+    }
+  return KEL_E_FAIL;
+}
+
 KELSysResult KELSysRegKey::SetValue(const MORUnicodeString& iValueName, uint32_t iType,
                                     KELSysJSONValue&& iData) {
   if (CheckWriteAccess() != KEL_S_OK) return KEL_E_ACCESSDENIED;

@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 
+#include "KELSysRegRoot.h"
+#include "KELSysRegStore.h"
 #include "KELSysRegTestRoot.h"
 
 namespace {
@@ -14,7 +16,14 @@ std::string& RootOverride() {
   return s_Root;
 }
 
+// A registry root chosen by the program: all three hives below it, HKCU included.
+std::string& RegistryRoot() {
+  static std::string s_Root;
+  return s_Root;
+}
+
 const char* SystemRoot() {
+  if (!RegistryRoot().empty()) return RegistryRoot().c_str();
   const std::string& l_Override = RootOverride();
   return l_Override.empty() ? k_SystemRoot : l_Override.c_str();
 }
@@ -22,6 +31,21 @@ const char* SystemRoot() {
 }  // namespace
 
 void KELSysRegSetRootForTest(const char* iRoot) { RootOverride() = iRoot ? iRoot : ""; }
+
+KELSysResult KELSysRegSetRegistryRoot(const char* iRoot) {
+  std::string& l_Root = RegistryRoot();
+  l_Root = iRoot ? iRoot : "";
+  while (l_Root.size() > 1 && l_Root.back() == '/') l_Root.pop_back();
+  return KEL_S_OK;
+}
+
+std::string KELSysRegGetRegistryRoot() { return RegistryRoot(); }
+
+KELSysResult KELSysRegListHive(int iHive, std::vector<MORUnicodeString>& oNames) {
+  std::string l_Root;
+  if (!KELSysRegHiveRoot(iHive, l_Root)) return KEL_E_FAIL;
+  return KELSysRegListSubKeys(l_Root.c_str(), oNames);
+}
 
 bool KELSysRegHiveRoot(int iHive, std::string& oRoot) {
   oRoot.clear();
@@ -33,6 +57,10 @@ bool KELSysRegHiveRoot(int iHive, std::string& oRoot) {
       oRoot.append(SystemRoot()).append("/HKLM");
       return true;
     case 6: {
+      if (!RegistryRoot().empty()) {
+        oRoot.append(RegistryRoot()).append("/HKCU");
+        return true;
+      }
       const char* l_Home = getenv("HOME");
       if (l_Home == nullptr || *l_Home == '\0') return false;
       oRoot.append(l_Home);

@@ -1,0 +1,101 @@
+// Cost of KELReg's add of one value to an existing installation key (about 150 bytes), next to the
+// least any writer must pay for the same change: open, read, pwrite, close of the key file.
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "KELInsRegCommand.h"
+#include "KELInsRegKey.h"
+#include "KELInsRegTree.h"
+
+namespace {
+
+const char* const k_Key = "HKLM\\SOFTWARE\\Quorvane\\Q4\\B410\\Desktop\\X00042";
+
+// A registry in a temporary folder holding the typical identifier key and its parents; removed when
+// the process ends.
+class Registry {
+ public:
+  Registry() {
+    char l_Template[] = "/tmp/kelregbench.XXXXXX";
+    m_Root = mkdtemp(l_Template);
+    std::string l_Folder = m_Root + "/HKLM";
+    std::ofstream(l_Folder + ".json").flush();
+    for (const char* l_Part : {"SOFTWARE", "Quorvane", "Q4", "B410", "Desktop"}) {
+      l_Folder.append("/").append(l_Part);
+      std::filesystem::create_directories(l_Folder);
+      std::ofstream(l_Folder + ".json").flush();
+    }
+    std::filesystem::create_directories(l_Folder + "/X00042");
+    m_File = l_Folder + "/X00042.json";
+    std::ofstream(m_File)
+        << "{\"Version\":\"1.0\",\"X00042\":{\"Path\":[3,\"/opt/Quorvane/Q4/B410/Desktop/X00042/"
+           "installation\"],\"SPlevel\":[3,\"7\"],\"Owner\":[3,\"root\"],\"Size\":[1,150]}}";
+    KELInsRegKey::SetRegistryRoot(m_Root);
+  }
+  ~Registry() {
+    KELInsRegKey::SetRegistryRoot("");
+    std::filesystem::remove_all(m_Root);
+  }
+  const std::string& Root() const { return m_Root; }
+  const std::string& File() const { return m_File; }
+
+ private:
+  std::string m_Root, m_File;
+};
+
+Registry& TheRegistry() {
+  static Registry s_Registry;
+  return s_Registry;
+}
+
+// The same change by hand: read the file and write it back with the value's new digit in place.
+void BM_BareOpenReadPwriteClose(benchmark::State& ioState) {
+  const char* l_File = TheRegistry().File().c_str();
+  char l_Buffer[4096];
+  for (auto l_ : ioState) {
+    int l_Fd = open(l_File, O_RDWR | O_CLOEXEC);
+    ssize_t l_Read = read(l_Fd, l_Buffer, sizeof l_Buffer);
+    if (l_Read > 20) l_Buffer[l_Read - 5] = char('0' + (l_Buffer[l_Read - 5] - '0' + 1) % 10);
+    benchmark::DoNotOptimize(pwrite(l_Fd, l_Buffer, size_t(l_Read), 0));
+    close(l_Fd);
+  }
+}
+BENCHMARK(BM_BareOpenReadPwriteClose);
+
+// What add does once its arguments are read: the key opened for writing, the value set (the same
+// size every time, so the file stays about 150 bytes), the key written back and closed.
+void BM_AddValue(benchmark::State& ioState) {
+  TheRegistry();
+  std::string l_Why;
+  KELInsRegKeyName l_Name = *KELInsRegKeyName::Parse(k_Key, l_Why);
+  KELInsRegTree l_Tree;
+  l_Tree.m_Values.push_back({"Size", KELInsRegKey::TypeDWORD, 150, {}});
+  for (auto l_ : ioState) {
+    l_Tree.m_Values[0].m_Number = 150 + (l_Tree.m_Values[0].m_Number + 1) % 10;
+    KELInsRegWriteTree(l_Name, l_Tree);
+  }
+}
+BENCHMARK(BM_AddValue);
+
+// The whole command in-process: arguments parsed, --root checked, the value added.
+void BM_AddCommand(benchmark::State& ioState) {
+  const std::string l_Root = TheRegistry().Root();
+  const char* l_Argv[] = {"KELReg", "--root", l_Root.c_str(), "add", k_Key, "-v",
+                          "Size",   "-t",     "REG_DWORD",    "-d",  "151"};
+  std::ostringstream l_Out, l_Err;
+  std::istringstream l_In;
+  for (auto l_ : ioState)
+    benchmark::DoNotOptimize(KELInsRegCommand(int(std::size(l_Argv)), l_Argv, l_In, l_Out, l_Err));
+}
+BENCHMARK(BM_AddCommand);
+
+}  // namespace
+
+BENCHMARK_MAIN();

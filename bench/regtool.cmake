@@ -1,0 +1,1 @@
+kel_bench(KELRegBench ${CMAKE_CURRENT_SOURCE_DIR}/KELRegBench.cpp DEPS KELRegTool)

@@ -1,0 +1,66 @@
+// Keys and values in memory, as KELReg reads them from the registry and writes them back: the unit
+// of query, export, copy and import.
+#ifndef KELInsRegTree_H
+#define KELInsRegTree_H
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "KELInsRegKeyName.h"
+
+class KELInsRegKey;
+
+// One value, its name and data as bytes (escapes decoded).
+struct KELInsRegValue {
+  std::string m_Name;
+  uint32_t m_Type = 0;                 // KELInsRegKey::TypeDWORD ... TypeMultiString
+  uint64_t m_Number = 0;               // DWORD and QWORD
+  std::vector<std::string> m_Strings;  // the string (one item) or the list
+};
+
+struct KELInsRegSubkey;
+
+struct KELInsRegTree {
+  std::vector<KELInsRegValue> m_Values;    // in key-file order
+  std::vector<KELInsRegSubkey> m_Subkeys;  // in byte order of their names
+};
+
+struct KELInsRegSubkey {
+  std::string m_Name;
+  KELInsRegTree m_Tree;
+};
+
+// A failure of the registry while reading or writing a key; its text names the key and the reason
+// ("HKLM\X: Permission denied").
+struct KELInsRegTreeError {
+  std::string m_Text;
+};
+
+// The names of a type (REG_DWORD, ...), "" for an unknown type.
+const char* KELInsRegTypeName(uint32_t iType);
+
+// Reads the key iName: its values and, with iRecurse, its subkeys with theirs; without, only the
+// subkeys' names (with empty trees). A hive root has no values. Throws KELInsRegTreeError.
+KELInsRegTree KELInsRegReadTree(const KELInsRegKeyName& iName, bool iRecurse);
+// Reads the values of an open key (decoded); a malformed value throws KELInsRegTreeError naming
+// iName.
+std::vector<KELInsRegValue> KELInsRegReadValues(const KELInsRegKey& iKey, const KELInsRegKeyName& iName);
+// Reads the value stored under iStored (decoded); throws what the key wrapper throws when it is
+// missing or malformed.
+KELInsRegValue KELInsRegReadValue(const KELInsRegKey& iKey, const std::string& iStored);
+// The stored name of the value whose name shows as iName, or iName stored when there is none.
+std::string KELInsRegFindValue(const KELInsRegKey& iKey, const std::string& iName, bool& oFound);
+
+// Merges iTree into the key iName: keys created, values set (replacing those of the same name),
+// nothing deleted. Each key is written whole when it is closed. Throws KELInsRegTreeError naming
+// the first key that could not be written; keys written before it stay written.
+void KELInsRegWriteTree(const KELInsRegKeyName& iName, const KELInsRegTree& iTree);
+// Sets the values into an open key (stored form); throws what the key wrapper throws.
+void KELInsRegSetValues(KELInsRegKey& ioKey, const std::vector<KELInsRegValue>& iValues);
+
+// "<key>: <reason>" for a failure of the key wrapper.
+std::string KELInsRegDescribe(const std::string& iKey, const std::exception& iError, const char* iFallback);
+
+#endif

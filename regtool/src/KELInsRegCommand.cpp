@@ -1,0 +1,435 @@
+#include "KELInsRegCommand.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <sstream>
+
+#include "KELInsRegArguments.h"
+#include "KELInsRegDocument.h"
+#include "KELInsRegKey.h"
+#include "KELInsRegText.h"
+#include "KELInsRegTree.h"
+#include "KELVersion.h"
+#include "MORStringWarning.h"
+
+namespace {
+
+using H = KELInsRegKey;
+
+constexpr const char* k_Usage =
+    "Usage: KELReg [--root DIR] query  KEY [-v NAME] [-s]\n"
+    "       KELReg [--root DIR] add    KEY [-v NAME [-t TYPE] -d DATA [-S SEP]]\n"
+    "       KELReg [--root DIR] delete KEY [-v NAME | --all-values] [-r]\n"
+    "       KELReg [--root DIR] copy   SRC DST [-s]\n"
+    "       KELReg [--root DIR] export KEY [FILE]\n"
+    "       KELReg [--root DIR] import [FILE]\n"
+    "       KELReg --help | --version\n"
+    "Queries and changes the emulated registry.\n"
+    "\n"
+    "KEY is a hive, HKLM, HKCU or HKCR (or HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER, HKEY_CLASSES_ROOT),\n"
+    "then a key path whose components are separated by '\\' or '/': HKLM\\SOFTWARE\\Quorvane\\Q4.\n"
+    "\n"
+    "  query KEY        print the key, its values and its subkeys; -s: and all keys below it\n"
+    "  query KEY -v N   print only the data of value N\n"
+    "  add KEY          create the key and its missing parents; with -v, set the value\n"
+    "  delete KEY       delete a key without subkeys; -r: with its subkeys;\n"
+    "                   -v N: the value N only; --all-values: every value\n"
+    "  copy SRC DST     copy the values of SRC into DST; -s: and the subkeys\n"
+    "  export KEY [F]   write the key and all below it as a JSON document to F (default: standard output)\n"
+    "  import [F]       merge a JSON document of export into the registry (default: standard input)\n"
+    "\n"
+    "Options:\n"
+    "  --root DIR      work on the registry whose hives are DIR/HKLM, DIR/HKCR and DIR/HKCU\n"
+    "  -v NAME         the value NAME\n"
+    "  -t TYPE         REG_SZ (the default), REG_DWORD, REG_QWORD or REG_MULTI_SZ\n"
+    "  -d DATA         the data; numbers in decimal or 0x hexadecimal\n"
+    "  -S SEP          what separates REG_MULTI_SZ items in DATA (default: the two characters \\0)\n"
+    "  -h, --help      show this help\n"
+    "  --version       show the version\n"
+    "\n"
+    "Exit status: 0 done, 1 the operation failed, 2 usage error.\n";
+
+// A failure to report: its line (without "KELReg: ") and the exit status.
+struct Failure {
+  std::string m_Text;
+  int m_Status = KELInsRegFailed;
+};
+
+[[noreturn]] void Usage(const std::string& iText) { throw Failure{iText, KELInsRegUsageError}; }
+[[noreturn]] void Fail(const std::string& iText) { throw Failure{iText, KELInsRegFailed}; }
+
+KELInsRegKeyName Name(const std::string& iText) {
+  std::string l_Why;
+  std::optional<KELInsRegKeyName> l_Name = KELInsRegKeyName::Parse(iText, l_Why);
+  if (!l_Name) Usage("bad key '" + iText + "': " + l_Why);
+  return *l_Name;
+}
+
+// Runs iWork, turning a failure of the registry into a line that names iKey.
+template <class F>
+auto OnKey(const std::string& iKey, const char* iFallback, F&& iWork) {
+  try {
+    return iWork();
+  } catch (const KELInsRegTreeError& l_Error) {
+    Fail(l_Error.m_Text);
+  } catch (const Failure&) {
+    throw;
+  } catch (const std::exception& l_Error) {
+    Fail(KELInsRegDescribe(iKey, l_Error, iFallback));
+  }
+}
+
+// ---- Data given on the command line.
+
+uint32_t ParseType(const std::string& iText) {
+  static const char* const k_Names[] = {"REG_DWORD", "REG_QWORD", "REG_SZ", "REG_MULTI_SZ"};
+  for (uint32_t l_Type = H::TypeDWORD; l_Type <= H::TypeMultiString; ++l_Type) {
+    const char* l_Name = k_Names[l_Type - 1];
+    bool l_Same = iText.size() == std::strlen(l_Name);
+    for (size_t l_At = 0; l_Same && l_At < iText.size(); ++l_At)
+      l_Same = std::toupper(static_cast<unsigned char>(iText[l_At])) == l_Name[l_At];
+    if (l_Same || iText == std::to_string(l_Type)) return l_Type;
+  }
+  Usage("unknown type '" + iText + "' (REG_SZ, REG_DWORD, REG_QWORD or REG_MULTI_SZ)");
+}
+
+uint64_t ParseNumber(const std::string& iText, uint64_t iMax, const char* iType) {
+  std::string_view l_Digits = iText;
+  int l_Base = 10;
+  if (l_Digits.starts_with("0x") || l_Digits.starts_with("0X")) l_Digits.remove_prefix(2), l_Base = 16;
+  uint64_t l_Value = 0;
+  auto [l_End, l_Error] =
+      std::from_chars(l_Digits.data(), l_Digits.data() + l_Digits.size(), l_Value, l_Base);
+  bool l_Whole = !l_Digits.empty() && l_End == l_Digits.data() + l_Digits.size() && l_Digits[0] != '+';
+  if (!iText.empty() && iText[0] == '-') Usage(std::string(iType) + " data '" + iText + "' is negative");
+  if (!l_Whole && l_Error != std::errc::result_out_of_range)
+    Usage(std::string(iType) + " data '" + iText + "' is not a number (decimal or 0x hexadecimal)");
+  if (l_Error == std::errc::result_out_of_range || l_Value > iMax)
+    Usage(std::string(iType) + " data '" + iText + "' is out of range (at most " + std::to_string(iMax) +
+          ")");
+  return l_Value;
+}
+
+std::vector<std::string> Split(const std::string& iText, const std::string& iSeparator) {
+  std::vector<std::string> l_Items;
+  if (iText.empty()) return l_Items;
+  for (size_t l_Start = 0;;) {
+    size_t l_End = iText.find(iSeparator, l_Start);
+    l_Items.push_back(iText.substr(l_Start, l_End == std::string::npos ? l_End : l_End - l_Start));
+    if (l_End == std::string::npos) return l_Items;
+    l_Start = l_End + iSeparator.size();
+  }
+}
+
+KELInsRegValue ValueOf(const KELInsRegArguments& iArgs) {
+  KELInsRegValue l_Value;
+  l_Value.m_Name = *iArgs.m_Value;
+  if (l_Value.m_Name.size() > KELInsRegMaxValueName)
+    Usage("value name longer than " + std::to_string(KELInsRegMaxValueName) + " bytes");
+  l_Value.m_Type = iArgs.m_Type ? ParseType(*iArgs.m_Type) : H::TypeString;
+  if (iArgs.m_Separator && l_Value.m_Type != H::TypeMultiString) Usage("-S is for REG_MULTI_SZ data only");
+  if (iArgs.m_Separator && iArgs.m_Separator->empty()) Usage("-S needs a separator that is not empty");
+  const std::string& l_Data = *iArgs.m_Data;
+  if (l_Data.size() > KELInsRegMaxData)
+    Usage("data longer than " + std::to_string(KELInsRegMaxData) + " bytes");
+  if (l_Value.m_Type == H::TypeDWORD)
+    l_Value.m_Number = ParseNumber(l_Data, std::numeric_limits<uint32_t>::max(), "REG_DWORD");
+  else if (l_Value.m_Type == H::TypeQWORD)
+    l_Value.m_Number = ParseNumber(l_Data, std::numeric_limits<uint64_t>::max(), "REG_QWORD");
+  else if (l_Value.m_Type == H::TypeString)
+    l_Value.m_Strings = {l_Data};
+  else
+    l_Value.m_Strings = Split(l_Data, iArgs.m_Separator.value_or("\\0"));
+  return l_Value;
+}
+
+// ---- Output.
+
+void AppendData(std::string& ioOut, const KELInsRegValue& iValue, const char* iBetweenItems) {
+  if (iValue.m_Type == H::TypeDWORD || iValue.m_Type == H::TypeQWORD) {
+    ioOut += std::to_string(iValue.m_Number);
+    return;
+  }
+  for (size_t l_At = 0; l_At < iValue.m_Strings.size(); ++l_At) {
+    if (l_At) ioOut += iBetweenItems;
+    ioOut += iValue.m_Strings[l_At];
+  }
+}
+
+// The key's block: its name, then a line per value.
+void AppendBlock(std::string& ioOut, const KELInsRegKeyName& iName, const KELInsRegTree& iTree) {
+  ioOut += iName.Full() + '\n';
+  for (const KELInsRegValue& l_Value : iTree.m_Values) {
+    ioOut += "    " + l_Value.m_Name + "    " + KELInsRegTypeName(l_Value.m_Type) + "    ";
+    AppendData(ioOut, l_Value, "\\0");
+    ioOut += '\n';
+  }
+}
+
+void AppendTree(std::string& ioOut, const KELInsRegKeyName& iName, const KELInsRegTree& iTree) {
+  AppendBlock(ioOut, iName, iTree);
+  for (const auto& [l_Name, l_Tree] : iTree.m_Subkeys) {
+    ioOut += '\n';
+    AppendTree(ioOut, iName.Child(l_Name), l_Tree);
+  }
+}
+
+void Write(std::ostream& oOut, const std::string& iText) {
+  errno = 0;
+  oOut.write(iText.data(), std::streamsize(iText.size()));
+  oOut.flush();
+  if (!oOut) Fail(std::string("standard output: ") + (errno ? std::strerror(errno) : "write failed"));
+}
+
+// Replaces iPath by a file holding iText: written beside it under a temporary name, then renamed
+// over it, so that readers see the old file or the new one.
+void WriteFileAtomically(const std::string& iPath, const std::string& iText) {
+  size_t l_Slash = iPath.rfind('/');
+  std::string l_Temp = (l_Slash == std::string::npos ? std::string() : iPath.substr(0, l_Slash + 1)) + "." +
+                       iPath.substr(l_Slash == std::string::npos ? 0 : l_Slash + 1) + ".XXXXXX";
+  int l_Fd = mkstemp(l_Temp.data());
+  if (l_Fd < 0) Fail(iPath + ": " + std::strerror(errno));
+  mode_t l_Mask = umask(0);
+  umask(l_Mask);
+  struct stat l_Old;
+  mode_t l_Mode = stat(iPath.c_str(), &l_Old) == 0 ? (l_Old.st_mode & 07777) : (0666 & ~l_Mask);
+  int l_Error = fchmod(l_Fd, l_Mode) == 0 ? 0 : errno;
+  for (size_t l_Done = 0; l_Error == 0 && l_Done < iText.size();) {
+    ssize_t l_Written = write(l_Fd, iText.data() + l_Done, iText.size() - l_Done);
+    if (l_Written < 0 && errno != EINTR) l_Error = errno;
+    if (l_Written > 0) l_Done += size_t(l_Written);
+  }
+  if (l_Error == 0 && fsync(l_Fd) != 0) l_Error = errno;
+  if (close(l_Fd) != 0 && l_Error == 0) l_Error = errno;
+  if (l_Error == 0 && rename(l_Temp.c_str(), iPath.c_str()) != 0) l_Error = errno;
+  if (l_Error != 0) {
+    unlink(l_Temp.c_str());
+    Fail(iPath + ": " + std::strerror(l_Error));
+  }
+}
+
+std::string ReadInput(const std::string& iFile, std::istream& iIn) {
+  std::string l_Text;
+  if (iFile.empty() || iFile == "-") {
+    std::ostringstream l_Buffer;
+    l_Buffer << iIn.rdbuf();
+    return std::move(l_Buffer).str();
+  }
+  int l_Fd = open(iFile.c_str(), O_RDONLY | O_CLOEXEC);
+  if (l_Fd < 0) Fail(iFile + ": " + std::strerror(errno));
+  char l_Block[65536];
+  for (;;) {
+    ssize_t l_Read = read(l_Fd, l_Block, sizeof l_Block);
+    if (l_Read < 0 && errno == EINTR) continue;
+    if (l_Read < 0) {
+      int l_Error = errno;
+      close(l_Fd);
+      Fail(iFile + ": " + std::strerror(l_Error));
+    }
+    if (l_Read == 0) break;
+    l_Text.append(l_Block, size_t(l_Read));
+    if (l_Text.size() > KELInsRegMaxDocument) break;  // refused by the parser, with its position
+  }
+  close(l_Fd);
+  return l_Text;
+}
+
+// ---- Subcommands.
+
+int Query(const KELInsRegArguments& iArgs, std::ostream& oOut) {
+  KELInsRegKeyName l_Name = Name(iArgs.m_Operands[0]);
+  std::string l_Text;
+  if (iArgs.m_Value) {
+    if (l_Name.IsHiveRoot()) Fail(l_Name.Full() + ": no value '" + *iArgs.m_Value + "'");
+    OnKey(l_Name.Full(), "no such key", [&] {
+      H l_Key = H::OpenKey(l_Name.m_Hive, l_Name.Path(), H::ReadOnly);
+      bool l_Found = false;
+      std::string l_Stored = KELInsRegFindValue(l_Key, *iArgs.m_Value, l_Found);
+      if (!l_Found) Fail(l_Name.Full() + ": no value '" + *iArgs.m_Value + "'");
+      KELInsRegValue l_Value;
+      try {
+        l_Value = KELInsRegReadValue(l_Key, l_Stored);
+      } catch (const std::exception&) {
+        Fail(l_Name.Full() + ": value '" + *iArgs.m_Value + "' is not a valid registry value");
+      }
+      AppendData(l_Text, l_Value, "\n");
+      if (l_Value.m_Type != H::TypeMultiString || !l_Value.m_Strings.empty()) l_Text += '\n';
+    });
+  } else {
+    KELInsRegTree l_Tree =
+        OnKey(l_Name.Full(), "no such key", [&] { return KELInsRegReadTree(l_Name, iArgs.m_Subkeys); });
+    if (iArgs.m_Subkeys) {
+      AppendTree(l_Text, l_Name, l_Tree);
+    } else {
+      AppendBlock(l_Text, l_Name, l_Tree);
+      if (!l_Tree.m_Subkeys.empty()) l_Text += '\n';
+      for (const auto& l_Subkey : l_Tree.m_Subkeys) l_Text += l_Name.Child(l_Subkey.m_Name).Full() + '\n';
+    }
+  }
+  Write(oOut, l_Text);
+  return KELInsRegDone;
+}
+
+int Add(const KELInsRegArguments& iArgs) {
+  KELInsRegKeyName l_Name = Name(iArgs.m_Operands[0]);
+  if (l_Name.IsHiveRoot()) Usage(l_Name.Full() + ": add needs a key below the hive");
+  KELInsRegTree l_Tree;
+  if (iArgs.m_Value) l_Tree.m_Values.push_back(ValueOf(iArgs));
+  OnKey(l_Name.Full(), "cannot write the key", [&] { KELInsRegWriteTree(l_Name, l_Tree); });
+  return KELInsRegDone;
+}
+
+int Delete(const KELInsRegArguments& iArgs) {
+  KELInsRegKeyName l_Name = Name(iArgs.m_Operands[0]);
+  bool l_Values = iArgs.m_Value || iArgs.m_AllValues;
+  if (l_Name.IsHiveRoot())
+    Usage(l_Name.Full() + (l_Values ? ": a hive root holds no values" : ": a hive root cannot be deleted"));
+  const std::string l_Full = l_Name.Full();
+  if (l_Values) {
+    OnKey(l_Full, "no such key", [&] {
+      H l_Key = H::OpenKey(l_Name.m_Hive, l_Name.Path(), H::ReadWrite);
+      std::vector<std::string> l_Stored;
+      if (iArgs.m_AllValues) {
+        l_Key.GetValues(l_Stored);
+      } else {
+        bool l_Found = false;
+        l_Stored.push_back(KELInsRegFindValue(l_Key, *iArgs.m_Value, l_Found));
+        if (!l_Found) Fail(l_Full + ": no value '" + *iArgs.m_Value + "'");
+      }
+      for (const std::string& l_Value : l_Stored) l_Key.DeleteValue(l_Value);
+      l_Key.Close();
+    });
+    return KELInsRegDone;
+  }
+  OnKey(l_Full, "no such key", [&] {
+    std::vector<std::string> l_Subkeys;
+    H::OpenKey(l_Name.m_Hive, l_Name.Path(), H::ReadOnly).GetSubkeys(l_Subkeys);
+    if (!l_Subkeys.empty() && !iArgs.m_Recurse) Fail(l_Full + ": the key has subkeys (-r deletes them too)");
+  });
+  OnKey(l_Full, "cannot delete the key", [&] {
+    if (iArgs.m_Recurse)
+      H::DeleteKeyTree(l_Name.m_Hive, l_Name.Path());
+    else
+      H::DeleteKey(l_Name.m_Hive, l_Name.Path());
+  });
+  return KELInsRegDone;
+}
+
+int Copy(const KELInsRegArguments& iArgs) {
+  KELInsRegKeyName l_Source = Name(iArgs.m_Operands[0]);
+  KELInsRegKeyName l_Target = Name(iArgs.m_Operands[1]);
+  // The whole source is read before anything is written, so a copy into its own subtree ends.
+  KELInsRegTree l_Tree =
+      OnKey(l_Source.Full(), "no such key", [&] { return KELInsRegReadTree(l_Source, iArgs.m_Subkeys); });
+  if (!iArgs.m_Subkeys) l_Tree.m_Subkeys.clear();
+  if (l_Target.IsHiveRoot() && !l_Tree.m_Values.empty())
+    Usage(l_Target.Full() + ": a hive root holds no values");
+  OnKey(l_Target.Full(), "cannot write the key", [&] { KELInsRegWriteTree(l_Target, l_Tree); });
+  return KELInsRegDone;
+}
+
+int Export(const KELInsRegArguments& iArgs, std::ostream& oOut) {
+  KELInsRegKeyName l_Name = Name(iArgs.m_Operands[0]);
+  KELInsRegTree l_Tree = OnKey(l_Name.Full(), "no such key", [&] { return KELInsRegReadTree(l_Name, true); });
+  std::string l_Text;
+  KELInsRegWriteDocument(l_Text, l_Name, l_Tree);
+  std::string l_File = iArgs.m_Operands.size() > 1 ? iArgs.m_Operands[1] : "-";
+  if (l_File == "-")
+    Write(oOut, l_Text);
+  else
+    WriteFileAtomically(l_File, l_Text);
+  return KELInsRegDone;
+}
+
+int Import(const KELInsRegArguments& iArgs, std::istream& iIn) {
+  std::string l_File = iArgs.m_Operands.empty() ? "-" : iArgs.m_Operands[0];
+  std::string l_Text = ReadInput(l_File, iIn);
+  KELInsRegKeyName l_Name;
+  KELInsRegTree l_Tree;
+  try {
+    KELInsRegParseDocument(l_Text, l_Name, l_Tree);
+  } catch (const KELInsRegDocumentError& l_Error) {
+    Fail((l_File == "-" ? std::string("standard input") : l_File) + ":" + l_Error.Where(l_Text) + ": " +
+         l_Error.m_What);
+  }
+  OnKey(l_Name.Full(), "cannot write the key", [&] { KELInsRegWriteTree(l_Name, l_Tree); });
+  return KELInsRegDone;
+}
+
+int Run(const KELInsRegArguments& iArgs, std::istream& iIn, std::ostream& oOut) {
+  if (iArgs.m_Root) {
+    struct stat l_Stat;
+    if (stat(iArgs.m_Root->c_str(), &l_Stat) != 0) Fail(*iArgs.m_Root + ": " + std::strerror(errno));
+    if (!S_ISDIR(l_Stat.st_mode)) Fail(*iArgs.m_Root + ": " + std::strerror(ENOTDIR));
+    H::SetRegistryRoot(*iArgs.m_Root);
+  }
+  const std::string& l_Command = iArgs.m_Command;
+  if (l_Command == "query") return Query(iArgs, oOut);
+  if (l_Command == "add") return Add(iArgs);
+  if (l_Command == "delete") return Delete(iArgs);
+  if (l_Command == "copy") return Copy(iArgs);
+  if (l_Command == "export") return Export(iArgs, oOut);
+  return Import(iArgs, iIn);
+}
+
+// An error line: control bytes in the names it quotes are shown as escapes, so it stays one line.
+void Report(std::ostream& oErr, const std::string& iText) {
+  std::string l_Line = "KELReg: ";
+  for (char l_Byte : iText)
+    l_Line += static_cast<unsigned char>(l_Byte) < 0x20 ? KELInsRegStore(std::string_view(&l_Byte, 1))
+                                                        : std::string(1, l_Byte);
+  oErr << l_Line << '\n';
+}
+
+}  // namespace
+
+void KELInsRegWriteUsage(std::ostream& oOut) { oOut << k_Usage; }
+
+void KELInsRegUseByteText() {
+  setenv("LANG", "C.UTF-8", 1);
+  // A supported-languages file would be asked to validate that LANG and might choose another code
+  // set: KELReg shows no translated text, so it looks for none.
+  for (const char* l_Name : {"MORReffilesPath", "MORInstallPath", "KELSysNLSInstallPath"}) unsetenv(l_Name);
+}
+
+int KELInsRegCommand(int iArgc, const char* const* iArgv, std::istream& iIn, std::ostream& oOut,
+                     std::ostream& oErr) {
+  MORStringWarning::SetProcessActive(false);
+  std::string l_Why;
+  std::optional<KELInsRegArguments> l_Args = KELInsRegParseArguments(iArgc, iArgv, l_Why);
+  if (!l_Args) {
+    Report(oErr, l_Why);
+    return KELInsRegUsageError;
+  }
+  if (l_Args->m_Help) {
+    KELInsRegWriteUsage(oOut);
+    return oOut.flush() ? KELInsRegDone : KELInsRegFailed;
+  }
+  if (l_Args->m_Version) {
+    oOut << "KELReg " KEL_VERSION "\n";
+    return oOut.flush() ? KELInsRegDone : KELInsRegFailed;
+  }
+  KELInsRegKey::SetRegistryRoot(std::string());
+  try {
+    int l_Status = Run(*l_Args, iIn, oOut);
+    KELInsRegKey::SetRegistryRoot(std::string());
+    return l_Status;
+  } catch (const Failure& l_Failure) {
+    KELInsRegKey::SetRegistryRoot(std::string());
+    Report(oErr, l_Failure.m_Text);
+    return l_Failure.m_Status;
+  } catch (const std::exception& l_Error) {
+    KELInsRegKey::SetRegistryRoot(std::string());
+    std::string l_Text = l_Error.what();
+    while (!l_Text.empty() && l_Text.back() == '\n') l_Text.pop_back();
+    Report(oErr, l_Text);
+    return KELInsRegFailed;
+  }
+}

@@ -1,0 +1,186 @@
+#include "KELInsRegTree.h"
+
+#include <algorithm>
+
+#include "KELInsRegKey.h"
+#include "KELInsRegText.h"
+
+namespace {
+
+using H = KELInsRegKey;
+
+std::vector<std::string> SortedSubkeys(const KELInsRegKey* iKey, int32_t iHive) {
+  std::vector<std::string> l_Names;
+  if (iKey)
+    iKey->GetSubkeys(l_Names);
+  else
+    H::GetSubkeys(iHive, l_Names);
+  std::sort(l_Names.begin(), l_Names.end());
+  return l_Names;
+}
+
+}  // namespace
+
+KELInsRegValue KELInsRegReadValue(const KELInsRegKey& iKey, const std::string& iStored) {
+  KELInsRegValue l_Value;
+  l_Value.m_Name = KELInsRegShow(iStored);
+  l_Value.m_Type = iKey.GetValueType(iStored);
+  switch (l_Value.m_Type) {
+    case H::TypeDWORD:
+      l_Value.m_Number = iKey.GetDWORDValue(iStored);
+      break;
+    case H::TypeQWORD:
+      l_Value.m_Number = iKey.GetQWORDValue(iStored);
+      break;
+    case H::TypeString:
+      l_Value.m_Strings.emplace_back();
+      iKey.GetValue(iStored, l_Value.m_Strings.back());
+      break;
+    default:
+      l_Value.m_Strings = iKey.GetMultiStringValue(iStored);
+      break;
+  }
+  for (std::string& l_Text : l_Value.m_Strings) l_Text = KELInsRegShow(l_Text);
+  return l_Value;
+}
+
+namespace {
+
+// Reads below an open key (or below the hive root when iKey is null).
+void ReadBelow(const KELInsRegKey* iKey, const KELInsRegKeyName& iName, bool iRecurse, KELInsRegTree& oTree) {
+  std::vector<std::string> l_Names;
+  try {
+    l_Names = SortedSubkeys(iKey, iName.m_Hive);
+  } catch (const std::exception& l_Error) {
+    throw KELInsRegTreeError{KELInsRegDescribe(iName.Full(), l_Error, "cannot list the subkeys")};
+  }
+  oTree.m_Subkeys.reserve(l_Names.size());
+  for (std::string& l_Name : l_Names) {
+    oTree.m_Subkeys.push_back({std::move(l_Name), KELInsRegTree()});
+    if (!iRecurse) continue;
+    KELInsRegKeyName l_Child = iName.Child(oTree.m_Subkeys.back().m_Name);
+    KELInsRegKey l_Key;
+    try {
+      l_Key = iKey ? H::OpenKey(*iKey, l_Child.m_Components.back(), H::ReadOnly)
+                   : H::OpenKey(iName.m_Hive, l_Child.Path(), H::ReadOnly);
+    } catch (const std::exception& l_Error) {
+      throw KELInsRegTreeError{KELInsRegDescribe(l_Child.Full(), l_Error, "cannot open the key")};
+    }
+    KELInsRegTree& l_Tree = oTree.m_Subkeys.back().m_Tree;
+    l_Tree.m_Values = KELInsRegReadValues(l_Key, l_Child);
+    ReadBelow(&l_Key, l_Child, true, l_Tree);
+  }
+}
+
+// The key iName opened for writing, created first (with its parents) when it does not exist yet.
+KELInsRegKey Create(const KELInsRegKeyName& iName) {
+  const std::string l_Path = iName.Path();
+  try {
+    // Most writes go to keys that exist: one open, where creating walks and checks every parent.
+    return H::OpenKey(iName.m_Hive, l_Path, H::ReadWrite);
+  } catch (const KELInsRegKeyError&) {
+  }
+  try {
+    return H::CreateKey(iName.m_Hive, l_Path);
+  } catch (const std::exception& l_Error) {
+    throw KELInsRegTreeError{KELInsRegDescribe(iName.Full(), l_Error, "cannot create the key")};
+  }
+}
+
+}  // namespace
+
+const char* KELInsRegTypeName(uint32_t iType) {
+  static const char* const k_Names[] = {"", "REG_DWORD", "REG_QWORD", "REG_SZ", "REG_MULTI_SZ"};
+  return iType <= H::TypeMultiString ? k_Names[iType] : "";
+}
+
+std::string KELInsRegDescribe(const std::string& iKey, const std::exception& iError, const char* iFallback) {
+  std::string l_Reason;
+  if (const auto* l_Registry = dynamic_cast<const KELInsRegKeyError*>(&iError))
+    l_Reason = l_Registry->Reason();
+  return iKey + ": " + (l_Reason.empty() ? iFallback : l_Reason);
+}
+
+std::vector<KELInsRegValue> KELInsRegReadValues(const KELInsRegKey& iKey, const KELInsRegKeyName& iName) {
+  std::vector<std::string> l_Stored;
+  iKey.GetValues(l_Stored);
+  std::vector<KELInsRegValue> l_Values;
+  l_Values.reserve(l_Stored.size());
+  for (const std::string& l_Name : l_Stored) {
+    try {
+      l_Values.push_back(KELInsRegReadValue(iKey, l_Name));
+    } catch (const std::exception&) {
+      throw KELInsRegTreeError{iName.Full() + ": value '" + KELInsRegShow(l_Name) +
+                               "' is not a valid registry value"};
+    }
+  }
+  return l_Values;
+}
+
+std::string KELInsRegFindValue(const KELInsRegKey& iKey, const std::string& iName, bool& oFound) {
+  std::vector<std::string> l_Stored;
+  iKey.GetValues(l_Stored);
+  for (const std::string& l_Name : l_Stored)
+    if (KELInsRegShow(l_Name) == iName) {
+      oFound = true;
+      return l_Name;
+    }
+  oFound = false;
+  return KELInsRegStore(iName);
+}
+
+KELInsRegTree KELInsRegReadTree(const KELInsRegKeyName& iName, bool iRecurse) {
+  KELInsRegTree l_Tree;
+  if (iName.IsHiveRoot()) {
+    ReadBelow(nullptr, iName, iRecurse, l_Tree);
+    return l_Tree;
+  }
+  KELInsRegKey l_Key;
+  try {
+    l_Key = H::OpenKey(iName.m_Hive, iName.Path(), H::ReadOnly);
+  } catch (const std::exception& l_Error) {
+    throw KELInsRegTreeError{KELInsRegDescribe(iName.Full(), l_Error, "no such key")};
+  }
+  l_Tree.m_Values = KELInsRegReadValues(l_Key, iName);
+  ReadBelow(&l_Key, iName, iRecurse, l_Tree);
+  return l_Tree;
+}
+
+void KELInsRegSetValues(KELInsRegKey& ioKey, const std::vector<KELInsRegValue>& iValues) {
+  for (const KELInsRegValue& l_Value : iValues) {
+    std::string l_Name = KELInsRegStore(l_Value.m_Name);
+    switch (l_Value.m_Type) {
+      case H::TypeDWORD:
+        ioKey.SetDWORDValue(l_Name, static_cast<uint32_t>(l_Value.m_Number));
+        break;
+      case H::TypeQWORD:
+        ioKey.SetQWORDValue(l_Name, l_Value.m_Number);
+        break;
+      case H::TypeString:
+        ioKey.SetValue(l_Name, KELInsRegStore(l_Value.m_Strings.at(0)));
+        break;
+      default: {
+        std::vector<std::string> l_Items;
+        l_Items.reserve(l_Value.m_Strings.size());
+        for (const std::string& l_Item : l_Value.m_Strings) l_Items.push_back(KELInsRegStore(l_Item));
+        ioKey.SetMultiStringValue(l_Name, l_Items);
+        break;
+      }
+    }
+  }
+}
+
+void KELInsRegWriteTree(const KELInsRegKeyName& iName, const KELInsRegTree& iTree) {
+  if (!iName.IsHiveRoot()) {
+    KELInsRegKey l_Key = Create(iName);
+    try {
+      KELInsRegSetValues(l_Key, iTree.m_Values);
+      l_Key.Close();
+    } catch (const std::exception& l_Error) {
+      throw KELInsRegTreeError{KELInsRegDescribe(iName.Full(), l_Error, "cannot write the key")};
+    }
+  } else if (!iTree.m_Values.empty()) {
+    throw KELInsRegTreeError{iName.Full() + ": a hive root holds no values"};
+  }
+  for (const auto& [l_Name, l_Tree] : iTree.m_Subkeys) KELInsRegWriteTree(iName.Child(l_Name), l_Tree);
+}

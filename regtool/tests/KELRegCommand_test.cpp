@@ -1,0 +1,307 @@
+// KELReg end to end: the built command on temporary registries (--root).
+#include <gtest/gtest.h>
+
+#include "KELRegTestSupport.h"
+#include "KELVersion.h"
+
+namespace {
+
+const std::string k_Q4 = "HKLM\\SOFTWARE\\Quorvane\\Q4";
+
+TEST_F(KELRegTest, AddWritesTheKeyFileOfEachTypeWithItsParentsAndHiveFile) {
+  const std::string l_Key = k_Q4 + "\\B500\\Desktop\\N1";
+  EXPECT_RUN(Reg({"add", l_Key}), 0, "", "");
+  EXPECT_RUN(Reg({"add", "hkey_local_machine/SOFTWARE/Quorvane/Q4/B500/Desktop/N1", "-v", "Path", "-d",
+                  "/opt/\"new\" \\ \x01\xff\t"}),
+             0, "", "");
+  EXPECT_RUN(Reg({"add", l_Key, "-v", "D", "-t", "REG_DWORD", "-d", "0xFFFFFFFF"}), 0, "", "");
+  EXPECT_RUN(Reg({"add", l_Key, "-v", "Q", "-t", "reg_qword", "-d", "18446744073709551615"}), 0, "", "");
+  EXPECT_RUN(Reg({"add", l_Key, "-v", "M", "-t", "REG_MULTI_SZ", "-d", "a\\0\\0b"}), 0, "", "");
+  EXPECT_RUN(Reg({"add", l_Key, "-v", "L", "-t", "4", "-d", "x;y", "-S", ";"}), 0, "", "");
+  EXPECT_RUN(Reg({"add", l_Key, "-v", "D", "-t", "REG_DWORD", "-d", "7"}), 0, "",
+             "");  // replaced, moved last
+  EXPECT_RUN(Reg({"add", l_Key, "-v", "Q\"\\", "-d", ""}), 0, "", "");
+  EXPECT_EQ(Key("HKLM/SOFTWARE/Quorvane/Q4/B500/Desktop/N1.json"),
+            "{\"Version\":\"1.0\",\"N1\":{\"Path\":[3,\"/opt/\\\"new\\\" \\\\ \\u0001\xff\\t\"],"
+            "\"Q\":[2,-1],\"M\":[4,[\"a\",\"\",\"b\"]],\"L\":[4,[\"x\",\"y\"]],\"D\":[1,7],\"Q\\\"\\\\\":[3,"
+            "\"\"]}}");
+  EXPECT_EQ(Snapshot(), (std::vector<std::string>{
+                            "/HKLM <dir>", "/HKLM.json ", "/HKLM/SOFTWARE <dir>", "/HKLM/SOFTWARE.json ",
+                            "/HKLM/SOFTWARE/Quorvane <dir>", "/HKLM/SOFTWARE/Quorvane.json ",
+                            "/HKLM/SOFTWARE/Quorvane/Q4 <dir>", "/HKLM/SOFTWARE/Quorvane/Q4.json ",
+                            "/HKLM/SOFTWARE/Quorvane/Q4/B500 <dir>", "/HKLM/SOFTWARE/Quorvane/Q4/B500.json ",
+                            "/HKLM/SOFTWARE/Quorvane/Q4/B500/Desktop <dir>",
+                            "/HKLM/SOFTWARE/Quorvane/Q4/B500/Desktop.json ",
+                            "/HKLM/SOFTWARE/Quorvane/Q4/B500/Desktop/N1 <dir>",
+                            "/HKLM/SOFTWARE/Quorvane/Q4/B500/Desktop/N1.json " +
+                                Key("HKLM/SOFTWARE/Quorvane/Q4/B500/Desktop/N1.json")}));
+  // The other hives live beside it.
+  EXPECT_RUN(Reg({"add", "HKCU/A"}), 0, "", "");
+  EXPECT_RUN(Reg({"add", "hkcr\\B"}), 0, "", "");
+  EXPECT_TRUE(fs::exists(m_Root + "/HKCU/A.json") && fs::exists(m_Root + "/HKCU.json") &&
+              fs::exists(m_Root + "/HKCR/B.json") && fs::exists(m_Root + "/HKCR.json"));
+}
+
+TEST_F(KELRegTest, QueryShowsDecodedValuesSubkeysAndSingleValues) {
+  Reg({"add", "HKLM/K/Sub2/Deep", "-v", "N", "-d", "deep"});
+  Reg({"add", "HKLM/K/Sub1"});
+  Reg({"add", "HKLM/K", "-v", "Text", "-d", "say \"hi\"\\now"});
+  Reg({"add", "HKLM/K", "-v", "Count", "-t", "REG_DWORD", "-d", "42"});
+  Reg({"add", "HKLM/K", "-v", "Big", "-t", "REG_QWORD", "-d", "0x100000000"});
+  Reg({"add", "HKLM/K", "-v", "List", "-t", "REG_MULTI_SZ", "-d", "one\\0two"});
+  Reg({"add", "HKLM/K", "-v", "Empty", "-t", "REG_MULTI_SZ", "-d", ""});
+  const std::string l_Values =
+      "HKLM\\K\n    Text    REG_SZ    say \"hi\"\\now\n    Count    REG_DWORD    42\n"
+      "    Big    REG_QWORD    4294967296\n    List    REG_MULTI_SZ    one\\0two\n    Empty    REG_MULTI_SZ  "
+      "  \n";
+  EXPECT_RUN(Reg({"query", "HKLM/K"}), 0, l_Values + "\nHKLM\\K\\Sub1\nHKLM\\K\\Sub2\n", "");
+  EXPECT_RUN(Reg({"query", "HKLM\\K", "-s"}), 0,
+             l_Values + "\nHKLM\\K\\Sub1\n\nHKLM\\K\\Sub2\n\nHKLM\\K\\Sub2\\Deep\n    N    REG_SZ    deep\n",
+             "");
+  EXPECT_RUN(Reg({"query", "HKLM"}), 0, "HKLM\n\nHKLM\\K\n", "");
+  struct Single {
+    const char* m_Name;
+    std::string m_Out;
+  };
+  for (const Single& l_Case :
+       {Single{"Text", "say \"hi\"\\now\n"}, Single{"Count", "42\n"}, Single{"Big", "4294967296\n"},
+        Single{"List", "one\ntwo\n"}, Single{"Empty", ""}})
+    EXPECT_RUN(Reg({"query", "HKLM/K", "-v", l_Case.m_Name}), 0, l_Case.m_Out, "");
+}
+
+TEST_F(KELRegTest, DeleteTakesValuesKeysAndTreesButSubkeysOnlyWithR) {
+  Reg({"add", "HKLM/K/Sub", "-v", "S", "-d", "s"});
+  Reg({"add", "HKLM/K", "-v", "A", "-d", "a"});
+  Reg({"add", "HKLM/K", "-v", "B", "-d", "b"});
+  Reg({"add", "HKLM/K", "-v", "C", "-d", "c"});
+  EXPECT_RUN(Reg({"delete", "HKLM/K", "-v", "B"}), 0, "", "");
+  EXPECT_EQ(Key("HKLM/K.json"), "{\"Version\":\"1.0\",\"K\":{\"A\":[3,\"a\"],\"C\":[3,\"c\"]}}");
+  std::vector<std::string> l_Before = Snapshot();
+  EXPECT_RUN(Reg({"delete", "HKLM/K"}), 1, "",
+             "KELReg: HKLM\\K: the key has subkeys (-r deletes them too)\n");
+  EXPECT_EQ(Snapshot(), l_Before);
+  EXPECT_RUN(Reg({"delete", "HKLM/K", "--all-values"}), 0, "", "");
+  EXPECT_EQ(Key("HKLM/K.json"), "{\"Version\":\"1.0\",\"K\":{}}");
+  EXPECT_RUN(Reg({"delete", "HKLM/K/Sub"}), 0, "", "");
+  EXPECT_FALSE(fs::exists(m_Root + "/HKLM/K/Sub") || fs::exists(m_Root + "/HKLM/K/Sub.json"));
+  Reg({"add", "HKLM/K/X/Y/Z"});
+  EXPECT_RUN(Reg({"delete", "HKLM/K", "-r"}), 0, "", "");
+  EXPECT_EQ(Snapshot(), (std::vector<std::string>{"/HKLM <dir>", "/HKLM.json "}));
+}
+
+TEST_F(KELRegTest, CopyTakesValuesOrTheWholeTreeAlsoIntoItself) {
+  Reg({"add", "HKLM/S/Child", "-v", "C", "-t", "REG_DWORD", "-d", "1"});
+  Reg({"add", "HKLM/S", "-v", "V", "-d", "v"});
+  Reg({"add", "HKLM/D", "-v", "Kept", "-d", "k"});
+  EXPECT_RUN(Reg({"copy", "HKLM/S", "HKLM/D"}), 0, "", "");
+  EXPECT_EQ(Key("HKLM/D.json"), "{\"Version\":\"1.0\",\"D\":{\"Kept\":[3,\"k\"],\"V\":[3,\"v\"]}}");
+  EXPECT_FALSE(fs::exists(m_Root + "/HKLM/D/Child"));
+  EXPECT_RUN(Reg({"copy", "HKLM/S", "HKCU/New/Place", "-s"}), 0, "", "");
+  EXPECT_EQ(Key("HKCU/New/Place/Child.json"), "{\"Version\":\"1.0\",\"Child\":{\"C\":[1,1]}}");
+  // Into its own subtree: the source as it was before the copy, once.
+  EXPECT_RUN(Reg({"copy", "HKLM/S", "HKLM/S/Child/Inner", "-s"}), 0, "", "");
+  EXPECT_RUN(Reg({"query", "HKLM/S/Child/Inner", "-s"}), 0,
+             "HKLM\\S\\Child\\Inner\n    V    REG_SZ    v\n\nHKLM\\S\\Child\\Inner\\Child\n    C    "
+             "REG_DWORD    1\n",
+             "");
+}
+
+TEST_F(KELRegTest, ExportWritesTheDocumentToStandardOutputOrReplacesAFileAtomically) {
+  Reg({"add", "HKLM/E/B", "-v", "b", "-t", "REG_QWORD", "-d", "5"});
+  Reg({"add", "HKLM/E/A"});
+  Reg({"add", "HKLM/E", "-v", "z", "-d", "last\n"});
+  Reg({"add", "HKLM/E", "-v", "a", "-t", "REG_MULTI_SZ", "-d", "x\\0y"});
+  const std::string l_Document =
+      "{\n  \"Key\": \"HKLM\\\\E\",\n  \"Values\": {\n    \"z\": [3, \"last\\n\"],\n    \"a\": [4, [\"x\", "
+      "\"y\"]]\n"
+      "  },\n  \"Subkeys\": {\n    \"A\": {\n      \"Values\": {},\n      \"Subkeys\": {}\n    },\n"
+      "    \"B\": {\n      \"Values\": {\n        \"b\": [2, 5]\n      },\n      \"Subkeys\": {}\n    }\n  "
+      "}\n}\n";
+  EXPECT_RUN(Reg({"export", "hkey_local_machine/E"}), 0, l_Document, "");
+  EXPECT_RUN(Reg({"export", "HKLM\\E", "-"}), 0, l_Document, "");
+  const std::string l_File = m_Dir + "/out/e.json";
+  fs::create_directories(m_Dir + "/out");
+  KELRegWriteFile(l_File, "old");
+  ::chmod(l_File.c_str(), 0640);
+  struct stat l_Stat;
+  ::stat(l_File.c_str(), &l_Stat);
+  const ino_t l_OldInode = l_Stat.st_ino;
+  EXPECT_RUN(Reg({"export", "HKLM/E", l_File}), 0, "", "");
+  EXPECT_EQ(KELRegReadFile(l_File), l_Document);
+  ::stat(l_File.c_str(), &l_Stat);
+  EXPECT_NE(l_Stat.st_ino, l_OldInode);  // a new file renamed over the old one
+  EXPECT_EQ(l_Stat.st_mode & 07777, 0640u);
+  EXPECT_EQ(std::distance(fs::directory_iterator(m_Dir + "/out"), fs::directory_iterator()), 1);
+}
+
+TEST_F(KELRegTest, ImportMergesFromAFileOrStandardInput) {
+  Reg({"add", "HKLM/I", "-v", "Old", "-d", "kept"});
+  Reg({"add", "HKLM/I", "-v", "Same", "-d", "replaced"});
+  const std::string l_Document =
+      "{\"Subkeys\": {\"N\": {\"Values\": {\"q\": [2, 18446744073709551615]}}}, \"Key\": \"hklm/I\", "
+      "\"Values\": {\"Same\": [1, 4294967295], \"T\\\"\\u00e9\\ud83d\\ude00\\udcff\": [3, \"\\u0000\\/\"]}}";
+  KELRegWriteFile(m_Dir + "/doc.json", l_Document);
+  EXPECT_RUN(Reg({"import", m_Dir + "/doc.json"}), 0, "", "");
+  EXPECT_EQ(Key("HKLM/I.json"),
+            "{\"Version\":\"1.0\",\"I\":{\"Old\":[3,\"kept\"],\"Same\":[1,4294967295],"
+            "\"T\\\"\xC3\xA9\xF0\x9F\x98\x80\xFF\":[3,\"\\u0000/\"]}}");
+  EXPECT_EQ(Key("HKLM/I/N.json"), "{\"Version\":\"1.0\",\"N\":{\"q\":[2,-1]}}");
+  EXPECT_RUN(Reg({"import"}, "{\"Key\": \"HKCR\", \"Subkeys\": {\"X\": {}}}"), 0, "", "");
+  EXPECT_RUN(Reg({"import", "-"}, "{\"Key\": \"HKCR\\\\Y\"}"), 0, "", "");
+  EXPECT_TRUE(fs::exists(m_Root + "/HKCR/X.json") && fs::exists(m_Root + "/HKCR/Y.json"));
+}
+
+TEST_F(KELRegTest, HelpAndVersionGoToStandardOutputWithStatusZero) {
+  KELRegOutcome l_Help = Reg({"--help"}, "", false);
+  EXPECT_EQ(l_Help.m_Status, 0);
+  EXPECT_TRUE(l_Help.m_Out.starts_with("Usage: KELReg [--root DIR] query  KEY [-v NAME] [-s]\n"))
+      << l_Help.m_Out;
+  EXPECT_EQ(l_Help.m_Err, "");
+  EXPECT_RUN(Reg({"query", "bad-key", "-h"}), 0, l_Help.m_Out, "");
+  EXPECT_RUN(Reg({"--version"}, "", false), 0, "KELReg " KEL_VERSION "\n", "");
+}
+
+// Usage errors: status 2, one line, and the registry unchanged.
+using UsageCase = std::pair<std::vector<std::string>, std::string>;
+class KELRegUsage : public KELRegTest, public ::testing::WithParamInterface<UsageCase> {};
+
+TEST_P(KELRegUsage, ReportsOneLineWithStatusTwoAndChangesNothing) {
+  Reg({"add", "HKLM/K/Sub", "-v", "V", "-d", "v"});
+  std::vector<std::string> l_Before = Snapshot();
+  EXPECT_RUN(Reg(GetParam().first), 2, "", "KELReg: " + GetParam().second + "\n");
+  EXPECT_EQ(Snapshot(), l_Before);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, KELRegUsage,
+    ::testing::Values(
+        UsageCase{{}, "no subcommand (query, add, delete, copy, export or import)"},
+        UsageCase{{"list", "HKLM"}, "unknown subcommand 'list'"},
+        UsageCase{{"query", "HKLM/K", "-x"}, "unknown option '-x'"},
+        UsageCase{{"query"}, "query: missing KEY"}, UsageCase{{"copy", "HKLM/K"}, "copy: missing DST"},
+        UsageCase{{"query", "HKLM/K", "extra"}, "query: unexpected argument 'extra'"},
+        UsageCase{{"add", "HKLM/K", "-v"}, "option -v needs an argument"},
+        UsageCase{{"add", "HKLM/K", "-v", "a", "-v", "b", "-d", "x"}, "option -v given twice"},
+        UsageCase{{"export", "HKLM/K", "-s"}, "export does not take -s"},
+        UsageCase{{"query", "HKXX/K"}, "bad key 'HKXX/K': unknown hive 'HKXX' (HKLM, HKCU or HKCR)"},
+        UsageCase{{"query", "HKLM/K//Sub"}, "bad key 'HKLM/K//Sub': empty key name"},
+        UsageCase{{"add", "HKLM/K/.."}, "bad key 'HKLM/K/..': key name '..' is not allowed"},
+        UsageCase{{"add", "HKLM/a\"b"}, "bad key 'HKLM/a\"b': a key name cannot hold a double quote"},
+        UsageCase{{"add", "HKLM/a\tb"}, "bad key 'HKLM/a\\tb': a key name cannot hold a control byte"},
+        UsageCase{{"add", "HKLM/" + std::string(251, 'k')},
+                  "bad key 'HKLM/" + std::string(251, 'k') + "': key name longer than 250 bytes"},
+        UsageCase{{"add", "HKLM"}, "HKLM: add needs a key below the hive"},
+        UsageCase{{"add", "HKLM/K", "-d", "x"}, "-t, -d and -S need -v"},
+        UsageCase{{"add", "HKLM/K", "-v", "x"}, "-v needs -d DATA"},
+        UsageCase{{"add", "HKLM/K", "-v", "x", "-t", "REG_BINARY", "-d", "1"},
+                  "unknown type 'REG_BINARY' (REG_SZ, REG_DWORD, REG_QWORD or REG_MULTI_SZ)"},
+        UsageCase{{"add", "HKLM/K", "-v", "x", "-t", "REG_DWORD", "-d", "4294967296"},
+                  "REG_DWORD data '4294967296' is out of range (at most 4294967295)"},
+        UsageCase{{"add", "HKLM/K", "-v", "x", "-t", "REG_DWORD", "-d", "-1"},
+                  "REG_DWORD data '-1' is negative"},
+        UsageCase{{"add", "HKLM/K", "-v", "x", "-t", "REG_QWORD", "-d", "18446744073709551616"},
+                  "REG_QWORD data '18446744073709551616' is out of range (at most 18446744073709551615)"},
+        UsageCase{{"add", "HKLM/K", "-v", "x", "-t", "REG_QWORD", "-d", "12abc"},
+                  "REG_QWORD data '12abc' is not a number (decimal or 0x hexadecimal)"},
+        UsageCase{{"add", "HKLM/K", "-v", "x", "-t", "REG_DWORD", "-d", "0x"},
+                  "REG_DWORD data '0x' is not a number (decimal or 0x hexadecimal)"},
+        UsageCase{{"add", "HKLM/K", "-v", "x", "-d", "a", "-S", ","}, "-S is for REG_MULTI_SZ data only"},
+        UsageCase{{"delete", "HKLM"}, "HKLM: a hive root cannot be deleted"},
+        UsageCase{{"delete", "HKLM/K", "-v", "V", "--all-values"},
+                  "-v and --all-values cannot be used together"},
+        UsageCase{{"delete", "HKLM/K", "-v", "V", "-r"}, "-r deletes keys, not values"},
+        UsageCase{{"query", "HKLM/K", "-v", "V", "-s"}, "-v and -s cannot be used together"}));
+
+// Failures of the operation: status 1, one line naming the key or file.
+TEST_F(KELRegTest, FailuresNameTheKeyOrFileWithStatusOne) {
+  Reg({"add", "HKLM/K", "-v", "V", "-d", "v"});
+  KELRegWriteFile(m_Root + "/HKLM/Bad.json", "{\"Version\":\"1.0\",\"Bad\":{\"W\":[9,1]}}");
+  fs::create_directories(m_Root + "/HKLM/Bad");
+  std::vector<std::string> l_Before = Snapshot();
+  const std::string l_Missing = m_Dir + "/missing.json";
+  struct Case {
+    std::vector<std::string> m_Args;
+    std::string m_Err;
+  };
+  for (const Case& l_Case :
+       {Case{{"query", "HKLM/None"}, "HKLM\\None: no such key"},
+        Case{{"query", "HKLM/K", "-v", "None"}, "HKLM\\K: no value 'None'"},
+        Case{{"query", "HKLM/K", "-v", "two\nlines\t"}, "HKLM\\K: no value 'two\\nlines\\t'"},
+        Case{{"query", "HKLM/Bad", "-v", "W"}, "HKLM\\Bad: value 'W' is not a valid registry value"},
+        Case{{"export", "HKLM/Bad"}, "HKLM\\Bad: value 'W' is not a valid registry value"},
+        Case{{"delete", "HKLM/None"}, "HKLM\\None: no such key"},
+        Case{{"delete", "HKLM/K", "-v", "None"}, "HKLM\\K: no value 'None'"},
+        Case{{"copy", "HKLM/None", "HKLM/X"}, "HKLM\\None: no such key"},
+        Case{{"import", l_Missing}, l_Missing + ": " + std::strerror(ENOENT)},
+        Case{{"export", "HKLM/K", m_Dir + "/no/such/dir/f.json"},
+             m_Dir + "/no/such/dir/f.json: " + std::strerror(ENOENT)},
+        Case{{"--root", m_Dir + "/none", "query", "HKLM"}, m_Dir + "/none: " + std::strerror(ENOENT)},
+        Case{{"--root=" + m_Root + "/HKLM.json", "query", "HKLM"},
+             m_Root + "/HKLM.json: " + std::strerror(ENOTDIR)}})
+    EXPECT_RUN(Reg(l_Case.m_Args, "", l_Case.m_Args[0].starts_with("--root") == false), 1, "",
+               "KELReg: " + l_Case.m_Err + "\n");
+  EXPECT_EQ(Snapshot(), l_Before);
+}
+
+// Permissions are those of the file system: checked as an unprivileged user.
+TEST_F(KELRegTest, UnreadableAndReadOnlyKeysFailWithTheSystemsReason) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root to run KELReg as the user nobody";
+  const passwd* l_Nobody = getpwnam("nobody");
+  if (l_Nobody == nullptr) GTEST_SKIP() << "no user 'nobody' on this machine";
+  int l_User = int(l_Nobody->pw_uid);
+  if (Reg({"--version"}, "", false, l_User).m_Status != 0)
+    GTEST_SKIP() << "the user nobody cannot run " KEL_BINARY_DIR
+                    "/KELReg (a folder above it is closed to others)";
+  Reg({"add", "HKLM/Open", "-v", "V", "-d", "v"});
+  Reg({"add", "HKLM/Secret", "-v", "V", "-d", "v"});
+  Reg({"add", "HKLM/ReadOnly", "-v", "V", "-d", "v"});
+  fs::permissions(m_Root + "/HKLM/Secret.json", fs::perms::owner_read | fs::perms::owner_write);
+  fs::permissions(m_Root + "/HKLM/ReadOnly.json",
+                  fs::perms::owner_read | fs::perms::others_read | fs::perms::group_read);
+  std::vector<std::string> l_Before = Snapshot();
+  const std::string l_Denied = std::strerror(EACCES);
+  EXPECT_RUN(Reg({"query", "HKLM/Open", "-v", "V"}, "", true, l_User), 0, "v\n", "");
+  EXPECT_RUN(Reg({"query", "HKLM/Secret"}, "", true, l_User), 1, "",
+             "KELReg: HKLM\\Secret: " + l_Denied + "\n");
+  EXPECT_RUN(Reg({"export", "HKLM"}, "", true, l_User), 1, "", "KELReg: HKLM\\Secret: " + l_Denied + "\n");
+  EXPECT_RUN(Reg({"add", "HKLM/ReadOnly", "-v", "W", "-d", "w"}, "", true, l_User), 1, "",
+             "KELReg: HKLM\\ReadOnly: " + l_Denied + "\n");
+  EXPECT_RUN(Reg({"delete", "HKLM/ReadOnly", "-v", "V"}, "", true, l_User), 1, "",
+             "KELReg: HKLM\\ReadOnly: " + l_Denied + "\n");
+  EXPECT_RUN(Reg({"import"}, "{\"Key\": \"HKLM\\\\Open\\\\New\"}", true, l_User), 1, "",
+             "KELReg: HKLM\\Open\\New: " + l_Denied + "\n");
+  EXPECT_EQ(Snapshot(), l_Before);
+}
+
+}  // namespace
+
+namespace {
+
+// The bash completion, driven as bash drives it, on the registry of --root.
+TEST_F(KELRegTest, CompletionOffersSubcommandsOptionsHivesAndKeysOfTheRegistry) {
+  Reg({"add", "HKLM/SOFTWARE/Quorvane/Q4/B419"});
+  Reg({"add", "HKLM/SOFTWARE/Quorvane/Q4_Common"});
+  Reg({"add", "HKLM/SOFTWARE/Other"});
+  fs::create_directories(m_Root + "/HKLM/SOFTWARE/NotAKey");  // a folder without a key file
+  auto l_Complete = [&](const std::string& iWords) {
+    const std::string l_Script = "source '" KEL_SOURCE_DIR
+                                 "/scripts/bash-completion/KELReg'\n"
+                                 "COMP_WORDS=(" +
+                                 iWords +
+                                 "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n"
+                                 "_KELReg; printf '%s\\n' \"${COMPREPLY[@]}\"\n";
+    return Exec({"/bin/bash", "--norc", "-c", l_Script}).m_Out;
+  };
+  const std::string l_Root = "--root '" + m_Root + "' ";
+  EXPECT_EQ(l_Complete("KELReg ''"), "query\nadd\ndelete\ncopy\nexport\nimport\n--root\n--help\n--version\n");
+  EXPECT_EQ(l_Complete("KELReg " + l_Root + "query HKEY_C"), "HKEY_CURRENT_USER\nHKEY_CLASSES_ROOT\n");
+  EXPECT_EQ(l_Complete("KELReg " + l_Root + "query HKL"), "HKLM/\n");  // one hive: its keys come next
+  EXPECT_EQ(l_Complete("KELReg " + l_Root + "query hklm/SOFTWARE/"),
+            "hklm/SOFTWARE/Other\nhklm/SOFTWARE/Quorvane\n");
+  EXPECT_EQ(l_Complete("KELReg " + l_Root + "copy HKLM/SOFTWARE 'HKLM\\SOFTWARE\\Quorvane\\Q'"),
+            "HKLM/SOFTWARE/Quorvane/Q4\nHKLM/SOFTWARE/Quorvane/Q4_Common\n");
+  EXPECT_EQ(l_Complete("KELReg add HKLM/X -t REG_Q"), "REG_QWORD\n");
+  EXPECT_EQ(l_Complete("KELReg delete HKLM/X --"), "--all-values\n--help\n");
+}
+
+}  // namespace

@@ -1,0 +1,127 @@
+// Export and import as a pair, byte-exact text under any locale, and hostile import documents.
+#include <gtest/gtest.h>
+
+#include "KELRegTestSupport.h"
+
+namespace {
+
+class KELRegRoundTrip : public KELRegTest {
+ protected:
+  // A tree with every type, text that is not UTF-8, quotes, backslashes and control bytes in names
+  // and data, several levels, an empty key and an empty list.
+  void Fill() const {
+    const std::string l_Odd = "q\"b\\s\x01\n\xFF\xC3\xA9\xE9";
+    const std::string l_Key = "HKLM\\T";
+    EXPECT_EQ(Reg({"add", l_Key + "\\Empty"}).m_Status, 0);
+    for (const std::vector<std::string>& l_Args : std::vector<std::vector<std::string>>{
+             {"-v", "dword", "-t", "REG_DWORD", "-d", "4294967295"},
+             {"-v", "qword", "-t", "REG_QWORD", "-d", "0xFFFFFFFFFFFFFFFF"},
+             {"-v", "zero", "-t", "REG_QWORD", "-d", "0"},
+             {"-v", l_Odd, "-d", l_Odd},
+             {"-v", "list", "-t", "REG_MULTI_SZ", "-d", l_Odd + "|" + "|x", "-S", "|"},
+             {"-v", "none", "-t", "REG_MULTI_SZ", "-d", ""},
+             {"-v", "", "-d", "the unnamed value"}}) {
+      std::vector<std::string> l_Add = {"add", l_Key};
+      l_Add.insert(l_Add.end(), l_Args.begin(), l_Args.end());
+      EXPECT_EQ(Reg(l_Add).m_Err, "");
+    }
+    EXPECT_EQ(Reg({"add", l_Key + "\\k\xE9\xFF\\deeper\\still", "-v", "x", "-d", "\\\\"}).m_Err, "");
+    EXPECT_EQ(Reg({"add", l_Key + "\\A b", "-v", "tab\there", "-t", "REG_DWORD", "-d", "0"}).m_Err, "");
+  }
+};
+
+TEST_F(KELRegRoundTrip, ExportImportIntoAnEmptyRootExportGivesTheSameBytes) {
+  Fill();
+  KELRegOutcome l_First = Reg({"export", "HKLM\\T"});
+  ASSERT_EQ(l_First.m_Status, 0) << l_First.m_Err;
+  // The document is ordinary JSON: every byte that is not UTF-8 is written as an escape.
+  EXPECT_EQ(l_First.m_Out.find('\xFF'), std::string::npos);
+  EXPECT_NE(l_First.m_Out.find("\\udcff"), std::string::npos);
+  std::string l_Other = m_Dir + "/other";
+  fs::create_directories(l_Other);
+  std::swap(m_Root, l_Other);
+  EXPECT_RUN(Reg({"import"}, l_First.m_Out), 0, "", "");
+  EXPECT_RUN(Reg({"export", "HKLM/T"}), 0, l_First.m_Out, "");
+  // The same keys too (a parent that add made on the way holds an empty file, where import writes
+  // every key it names: the bytes of such files differ, not what they hold).
+  std::swap(m_Root, l_Other);
+  auto l_Names = [](std::vector<std::string> iFiles) {
+    for (std::string& l_File : iFiles) l_File.resize(l_File.find(' '));
+    return iFiles;
+  };
+  EXPECT_EQ(l_Names(Snapshot(l_Other)), l_Names(Snapshot()));
+  // The values read back as the bytes that were added.
+  EXPECT_RUN(Reg({"query", "HKLM\\T", "-v", "q\"b\\s\x01\n\xFF\xC3\xA9\xE9"}), 0,
+             "q\"b\\s\x01\n\xFF\xC3\xA9\xE9\n", "");
+  EXPECT_RUN(Reg({"query", "HKLM\\T", "-v", "list"}), 0, "q\"b\\s\x01\n\xFF\xC3\xA9\xE9\n\nx\n", "");
+  EXPECT_RUN(Reg({"query", "HKLM\\T", "-v", ""}), 0, "the unnamed value\n", "");
+}
+
+// The process code set does not change what is stored or shown.
+TEST_F(KELRegRoundTrip, TextIsTheSameBytesUnderEveryLocale) {
+  const std::string l_Key = "HKLM/k\xE9\xFF\xC3\xA9";
+  const std::string l_Name = "n\xE9\xA4";
+  const std::string l_Data = "d\xE9\xA4\xC3\xA9\xF0\x9F\x98\x80";
+  std::vector<std::string> l_Exports;
+  for (const char* l_Lang : {"LANG=C", "LANG=en_US.ISO-8859-1", "LANG=ja_JP.eucJP", "LANG=C.UTF-8"}) {
+    SCOPED_TRACE(l_Lang);
+    fs::remove_all(m_Root);
+    fs::create_directories(m_Root);
+    EXPECT_RUN(Reg({"add", l_Key, "-v", l_Name, "-d", l_Data}, "", true, -1, {l_Lang}), 0, "", "");
+    EXPECT_TRUE(fs::exists(m_Root + "/HKLM/k\xE9\xFF\xC3\xA9.json"));
+    EXPECT_RUN(Reg({"query", l_Key, "-v", l_Name}, "", true, -1, {l_Lang}), 0, l_Data + "\n", "");
+    l_Exports.push_back(Reg({"export", "HKLM"}, "", true, -1, {l_Lang}).m_Out);
+    EXPECT_EQ(l_Exports.back(), l_Exports.front());
+  }
+}
+
+// Hostile documents: a clear error with a place, status 1, nothing written, no crash.
+TEST_F(KELRegRoundTrip, HostileImportsAreRefusedWholeBeforeAnythingIsWritten) {
+  std::string l_Deep = "{\"Key\": \"HKLM/D\", \"Subkeys\": ";
+  for (int l_Level = 0; l_Level < 600; ++l_Level) l_Deep += "{\"k\": {\"Subkeys\": ";
+  l_Deep += "{}" + std::string(600, '}') + std::string(600, '}') + "}";
+  std::string l_Nested = "{\"Key\": \"HKLM/N\", \"Values\": {\"v\": [4, " + std::string(100000, '[');
+  const std::string l_Big(10 << 20, 'x');
+  const std::string l_Good =
+      "{\"Key\": \"HKLM/Good\", \"Values\": {\"v\": [3, \"fine\"]}, \"Subkeys\": {\"S\": {}}}";
+  struct Case {
+    std::string m_Document, m_Error;
+  };
+  for (const Case& l_Case : {
+           Case{l_Good.substr(0, l_Good.size() - 3),
+                "1:70: unexpected end of the document, expected a member name in a key"},
+           Case{l_Good.substr(0, 55), "1:52: unterminated string"},
+           Case{l_Deep, "1:9251: keys nested deeper than 512 levels"},
+           Case{l_Nested, "1:40: expected a string in a REG_MULTI_SZ list"},
+           Case{"{\"Key\": \"HKLM/W\", \"Values\": {\"v\": [\"3\", \"x\"]}}", "1:36: expected a value type"},
+           Case{"{\"Key\": \"HKLM/W\", \"Values\": {\"v\": [1, 1e3]}}",
+                "1:39: a REG_DWORD number must be a whole number"},
+           Case{"{\"Key\": \"HKLM/W\", \"Subkeys\": {\"S\": {\"Values\": {\"v\": [2, " +
+                    std::string(400, '9') + "]}}}}",
+                "1:57: a REG_QWORD number out of range (at most 18446744073709551615)"},
+           Case{"{\"Key\": \"HKLM/W\", \"Values\": {\"v\": [3, \"" + l_Big + "\"]}}",
+                "1:39: string longer than 1048576 bytes"},
+           Case{"{\"Key\": \"HKLM/W\", \"Values\": {\"" + l_Big + "\": [3, \"\"]}}",
+                "1:30: string longer than 65536 bytes"},
+           Case{"{\"Key\": \"HKLM/W\", \"Values\": {\"v\": [4, [\"" + l_Big.substr(0, 600000) + "\", \"" +
+                    l_Big.substr(0, 600000) + "\"]]}}",
+                "1:600044: string longer than 448576 bytes"},
+           Case{std::string("{\"Key\": \"HKLM/W\0\"}", 18),
+                "1:16: control byte in a string (write it as an escape)"},
+       }) {
+    // The good part of each document would be written if anything were.
+    std::string l_Document = l_Case.m_Document;
+    KELRegOutcome l_Run = Reg({"import"}, l_Document);
+    EXPECT_EQ(l_Run.m_Status, 1);
+    EXPECT_EQ(l_Run.m_Err, "KELReg: standard input:" + l_Case.m_Error + "\n");
+    EXPECT_EQ(l_Run.m_Out, "");
+    EXPECT_TRUE(Snapshot().empty()) << l_Case.m_Error;
+  }
+  KELRegWriteFile(m_Dir + "/bad.json", "{\n  \"Key\": \"HKLM/B\",\n  \"Values\": {\"v\": [3, x]}\n}\n");
+  EXPECT_RUN(Reg({"import", m_Dir + "/bad.json"}), 1, "",
+             "KELReg: " + m_Dir + "/bad.json:3:23: expected a REG_SZ string\n");
+  EXPECT_TRUE(Snapshot().empty());
+  EXPECT_RUN(Reg({"import"}, l_Good), 0, "", "");
+}
+
+}  // namespace
