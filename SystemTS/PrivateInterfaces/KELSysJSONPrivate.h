@@ -54,6 +54,12 @@ enum KELSysJSONTokenizeResult : int32_t {
 // The most containers that may be open at once.
 inline constexpr uint32_t KELSysJSONMaxDepth = 1000;
 
+// The most memory a fresh document takes at its peak to parse a text and build its tree, per byte
+// of text, plus KELSysJSONPeakFixed: a value (48 bytes) and a token (20) every two bytes, as in an
+// array of one-digit numbers, and the text. Readers that bound what a file may cost rest on it.
+inline constexpr size_t KELSysJSONPeakPerByte = 36;
+inline constexpr size_t KELSysJSONPeakFixed = size_t(1) << 20;
+
 // The largest text the 32-bit token offsets can describe.
 inline constexpr size_t KELSysJSONMaxText = 0x7FFFFFFF;
 

@@ -27,47 +27,26 @@ inline constexpr KELSysJSONShape KELSysJSONAllShapes[] = {
 };
 
 inline const char* KELSysJSONShapeName(KELSysJSONShape iShape) {
-  switch (iShape) {
-    case KELSysJSONShape::Strings:
-      return "Strings";
-    case KELSysJSONShape::NestedArrays:
-      return "NestedArrays";
-    case KELSysJSONShape::NestedObjects:
-      return "NestedObjects";
-    case KELSysJSONShape::EmptyObjects:
-      return "EmptyObjects";
-    case KELSysJSONShape::EmptyArrays:
-      return "EmptyArrays";
-    case KELSysJSONShape::SmallNumbers:
-      return "SmallNumbers";
-    case KELSysJSONShape::TrueNull:
-      return "TrueNull";
-    case KELSysJSONShape::ShortStrings:
-      return "ShortStrings";
-    case KELSysJSONShape::ManyMembers:
-      return "ManyMembers";
-  }
-  return "?";
+  static const char* const s_Names[] = {"Strings",      "NestedArrays", "NestedObjects",
+                                        "EmptyObjects", "EmptyArrays",  "SmallNumbers",
+                                        "TrueNull",     "ShortStrings", "ManyMembers"};
+  return s_Names[static_cast<int>(iShape)];
 }
 
-// A key file of the shape for key "K", iSize bytes long give or take one repeated unit.
+// A key file of the shape for key "K", at most iSize bytes (iSize 64 or more) and within a
+// repeated unit of it.
 inline std::string KELSysJSONShapeText(KELSysJSONShape iShape, size_t iSize) {
   const std::string l_Head = "{\"Version\":\"1.0\",\"K\":{";
   std::string l_Text = l_Head;
   l_Text.reserve(iSize + 64);
-  auto l_Repeat = [&](const char* iFirst, const char* iNext, size_t iTail) {
-    for (bool l_First = true; l_Text.size() + iTail < iSize; l_First = false)
-      l_Text += l_First ? iFirst : iNext;
-  };
   switch (iShape) {
-    case KELSysJSONShape::Strings: {
+    case KELSysJSONShape::Strings:
       for (unsigned l_Index = 0; l_Text.size() + 70 < iSize; ++l_Index) {
         if (l_Index) l_Text += ',';
         const std::string l_Serial = std::to_string(1000000 + l_Index).substr(1);
         l_Text += "\"Value" + l_Serial + "\":[3,\"/opt/Quorvane/Q4/B426/Desktop/inst_" + l_Serial + "/lib\"]";
       }
       return l_Text + "}}";
-    }
     case KELSysJSONShape::NestedArrays: {
       const size_t l_Depth = (iSize - l_Head.size() - 8) / 2;
       l_Text += "\"v\":";
@@ -76,13 +55,14 @@ inline std::string KELSysJSONShapeText(KELSysJSONShape iShape, size_t iSize) {
       return l_Text + "}}";
     }
     case KELSysJSONShape::NestedObjects: {
-      const size_t l_Depth = (iSize - l_Head.size() - 8) / 5;
+      const size_t l_Depth = (iSize - l_Head.size() - 2) / 5;
       for (size_t l_Level = 0; l_Level < l_Depth; ++l_Level) l_Text += "\"\":{";
       l_Text.append(l_Depth, '}');
       return l_Text + "}}";
     }
     case KELSysJSONShape::ManyMembers:
-      l_Repeat("\"\":0", ",\"\":0", 2);
+      l_Text += "\"\":0";
+      while (l_Text.size() + 5 + 2 <= iSize) l_Text += ",\"\":0";
       return l_Text + "}}";
     default:
       break;

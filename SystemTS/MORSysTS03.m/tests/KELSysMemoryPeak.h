@@ -1,7 +1,8 @@
 // The peak memory that one piece of work takes, measured in a child process so that nothing the
-// caller allocated before, or frees to its own heap, blurs it. Under AddressSanitizer the bytes are
-// the allocator's own count of live heap bytes (its hooks see every block); otherwise they are the
-// growth of the child's resident set, whose high-water mark is reset before the work starts.
+// caller allocated before, or frees to its own heap, blurs it. The work runs on a thread of its own,
+// so that storage an earlier reader kept per thread does not hide what the work needs. Under AddressSanitizer
+// the bytes are the allocator's own count of live heap bytes (its hooks see every block); otherwise they are
+// the growth of the child's resident set, whose high-water mark is reset before the work starts.
 #ifndef KELSysMemoryPeak_H
 #define KELSysMemoryPeak_H
 
@@ -15,6 +16,7 @@
 #include <fstream>
 #include <functional>
 #include <string>
+#include <thread>
 
 #if defined(__SANITIZE_ADDRESS__)
 #define KEL_MEMORY_PEAK_HOOKS 1
@@ -25,7 +27,12 @@
 #endif
 
 #ifdef KEL_MEMORY_PEAK_HOOKS
-#include <sanitizer/allocator_interface.h>
+// The sanitizer's allocator interface (declared here: not every compiler ships its header).
+extern "C" {
+size_t __sanitizer_get_allocated_size(const volatile void* iBlock);
+int __sanitizer_install_malloc_and_free_hooks(void (*iMalloc)(const volatile void*, size_t),
+                                              void (*iFree)(const volatile void*));
+}
 #endif
 
 namespace KELSysMemoryPeakDetail {
@@ -37,7 +44,7 @@ inline void OnMalloc(const volatile void*, size_t iSize) {
   if (g_Live > g_Peak) g_Peak = g_Live;
 }
 inline void OnFree(const volatile void* iBlock) {
-  g_Live -= static_cast<int64_t>(__sanitizer_get_allocated_size(const_cast<const void*>(iBlock)));
+  g_Live -= static_cast<int64_t>(__sanitizer_get_allocated_size(iBlock));
 }
 #endif
 
@@ -51,14 +58,17 @@ inline int64_t StatusBytes(const char* iField) {
 
 inline int64_t Measure(const std::function<void()>& iWork) {
 #ifdef KEL_MEMORY_PEAK_HOOKS
-  __sanitizer_install_malloc_and_free_hooks(OnMalloc, OnFree);
-  iWork();
+  std::thread l_Worker([&] {
+    __sanitizer_install_malloc_and_free_hooks(OnMalloc, OnFree);
+    iWork();
+  });
+  l_Worker.join();
   return g_Peak;
 #else
   malloc_trim(0);
   std::ofstream("/proc/self/clear_refs") << "5";  // resets the high-water mark to the current set
   const int64_t l_Before = StatusBytes("VmRSS:");
-  iWork();
+  std::thread(iWork).join();
   const int64_t l_Peak = StatusBytes("VmHWM:");
   return l_Before < 0 || l_Peak < 0 ? -1 : l_Peak - l_Before;
 #endif
