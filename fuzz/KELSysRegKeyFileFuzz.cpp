@@ -55,9 +55,12 @@ const std::string& Root() {
   return *s_Root;
 }
 
+// Lists the values and reads the first of them with every query. A query looks its name up among
+// all values, so reading every one of a large key would take the target quadratic time.
 void QueryAll(KELSysRegKey& ioKey) {
   std::vector<MORUnicodeString> l_Names;
   ioKey.EnumValues(l_Names);
+  if (l_Names.size() > 64) l_Names.resize(64);
   for (const MORUnicodeString& l_Name : l_Names) {
     uint32_t l_Dword;
     uint64_t l_Qword;
