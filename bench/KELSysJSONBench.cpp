@@ -5,12 +5,20 @@
 // per iteration ("allocs": operator new, malloc, calloc and realloc calls).
 #include <benchmark/benchmark.h>
 
+#include <stdlib.h>
+
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <new>
 #include <string>
 
+#include "../SystemTS/MORSysTS03.m/tests/KELSysJSONShapes.h"
+#include "../SystemTS/MORSysTS03.m/tests/KELSysMemoryPeak.h"
 #include "KELSysJSON.h"
+#include "KELSysRegKey.h"
+#include "KELSysRegTestRoot.h"
 
 #ifdef KEL_HAVE_RAPIDJSON
 #include <rapidjson/document.h>
@@ -183,6 +191,61 @@ void BM_RapidJSON_WriteCompact(benchmark::State& ioState) {
 }
 #endif
 
+// A registry in a temporary folder whose one key "K" (below the local-machine hive) has a key file
+// of the given shape and size; removed with the object.
+class ShapeRegistry {
+ public:
+  ShapeRegistry(KELSysJSONShape iShape, size_t iSize) {
+    char l_Template[] = "/tmp/keljsonshape.XXXXXX";
+    m_Root = mkdtemp(l_Template);
+    std::filesystem::create_directories(m_Root + "/HKLM/K");
+    const std::string l_Text = KELSysJSONShapeText(iShape, iSize);
+    std::ofstream(m_Root + "/HKLM/K.json", std::ios::binary) << l_Text;
+    m_Size = l_Text.size();
+    KELSysRegSetRootForTest(m_Root.c_str());
+  }
+  ~ShapeRegistry() {
+    KELSysRegSetRootForTest(nullptr);
+    std::filesystem::remove_all(m_Root);
+  }
+  size_t Size() const { return m_Size; }
+
+ private:
+  std::string m_Root;
+  size_t m_Size;
+};
+
+// KEL_S_OK, or the code of an open that failed (a file over the size limit is refused).
+KELSysResult OpenAndClose() {
+  KELSysRegKey l_Key;
+  const KELSysResult l_Rc = l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead);
+  benchmark::DoNotOptimize(l_Key);
+  l_Key.CloseKey();
+  return l_Rc;
+}
+
+// A key whose file has the shape range(0) and range(1) MiB, opened and closed as a reader does.
+// Counters: the peak memory of one open (a child process's resident set growth) in MiB and as a
+// multiple of the file size; the time is that of one open and close.
+void BM_KELSysRegKey_OpenShape(benchmark::State& ioState) {
+  const auto l_Shape = static_cast<KELSysJSONShape>(ioState.range(0));
+  ShapeRegistry l_Registry(l_Shape, static_cast<size_t>(ioState.range(1)) << 20);
+  const int64_t l_Peak = KELSysMemoryPeak([] { OpenAndClose(); });
+  KELSysResult l_Rc = KEL_S_OK;
+  for (auto _ : ioState) l_Rc = OpenAndClose();
+  ioState.SetLabel(std::string(KELSysJSONShapeName(l_Shape)) + (l_Rc == KEL_S_OK ? "" : " (refused)"));
+  ioState.SetBytesProcessed(static_cast<int64_t>(ioState.iterations() * l_Registry.Size()));
+  ioState.counters["peak_MiB"] = static_cast<double>(l_Peak) / (1 << 20);
+  ioState.counters["peak_x"] = static_cast<double>(l_Peak) / static_cast<double>(l_Registry.Size());
+}
+
+void Shapes(benchmark::internal::Benchmark* ioBench) {
+  ioBench->ArgNames({"shape", "MiB"})->Unit(benchmark::kMillisecond);
+  for (int64_t l_Size : {1, 64})
+    for (KELSysJSONShape l_Shape : KELSysJSONAllShapes)
+      ioBench->Args({static_cast<int64_t>(l_Shape), l_Size});
+}
+
 void Texts(benchmark::internal::Benchmark* ioBench) { ioBench->ArgName("text")->Arg(0)->Arg(1)->Arg(2); }
 
 }  // namespace
@@ -191,6 +254,7 @@ BENCHMARK(BM_KELSysJSON_ParseBuild)->Apply(Texts);
 BENCHMARK(BM_KELSysJSON_ParseBuildFreshDocument)->Arg(0);
 BENCHMARK(BM_KELSysJSON_Tokenize)->Apply(Texts);
 BENCHMARK(BM_KELSysJSON_WriteCompact);
+BENCHMARK(BM_KELSysRegKey_OpenShape)->Apply(Shapes);
 #ifdef KEL_HAVE_RAPIDJSON
 BENCHMARK(BM_RapidJSON_Parse)->Apply(Texts);
 BENCHMARK(BM_RapidJSON_WriteCompact);

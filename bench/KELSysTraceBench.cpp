@@ -76,6 +76,20 @@ void BM_LineToRotatingFiles(benchmark::State& ioState) {
 }
 BENCHMARK(BM_LineToRotatingFiles);
 
+// A rotation before every line, in a set of range(0) files that all exist already (a set that has
+// wrapped around): the cost of a rotation as the file count grows.
+void BM_RotationInAWrappedSet(benchmark::State& ioState) {
+  TempFolder l_Folder;
+  const unsigned l_Count = static_cast<unsigned>(ioState.range(0));
+  const std::string l_Base = l_Folder.Path() + "/t.trc";
+  {
+    KELSysTraceStreamObj l_Fill(l_Base, 1, l_Count);
+    for (unsigned l_File = 0; l_File < l_Count; ++l_File) l_Fill.Write(std::string(2, 'x'));
+  }
+  LineToFile(ioState, std::make_shared<KELSysTraceStreamObj>(l_Base, 1, l_Count), 0);
+}
+BENCHMARK(BM_RotationInAWrappedSet)->ArgName("files")->Arg(10)->Arg(10000);
+
 }  // namespace
 
 BENCHMARK_MAIN();

@@ -1,16 +1,41 @@
 // Hostile key files: opening, querying and listing them never crashes, a second key opened on the
 // file while the first holds it for writing reads the same values, and a key written back from any
-// of them reads again with the value set before the write-back.
+// of them reads again with the value set before the write-back. Under AddressSanitizer, reading one
+// also stays within the memory the parser promises for its size (every heap block is counted through
+// the sanitizer's allocator hooks). With libFuzzer, the flags in KEL_FUZZ_FLAGS (set where the target
+// is registered) come before the command line's, which may override them.
 #include <stdlib.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "KELSysJSONPrivate.h"
 #include "KELSysRegKey.h"
 #include "KELSysRegTestRoot.h"
+#include "MORFileLockBytes.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#define KEL_FUZZ_HEAP_HOOKS 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define KEL_FUZZ_HEAP_HOOKS 1
+#endif
+#endif
+#ifdef KEL_FUZZ_HEAP_HOOKS
+// The sanitizer's allocator interface (declared here: not every compiler ships its header).
+extern "C" {
+size_t __sanitizer_get_allocated_size(const volatile void* iBlock);
+int __sanitizer_install_malloc_and_free_hooks(void (*iMalloc)(const volatile void*, size_t),
+                                              void (*iFree)(const volatile void*));
+}
+#endif
 
 namespace {
 
@@ -31,9 +56,12 @@ const std::string& Root() {
   return *s_Root;
 }
 
+// Lists the values and reads the first of them with every query. A query looks its name up among
+// all values, so reading every one of a large key would take the target quadratic time.
 void QueryAll(KELSysRegKey& ioKey) {
   std::vector<MORUnicodeString> l_Names;
   ioKey.EnumValues(l_Names);
+  if (l_Names.size() > 64) l_Names.resize(64);
   for (const MORUnicodeString& l_Name : l_Names) {
     uint32_t l_Dword;
     uint64_t l_Qword;
@@ -46,12 +74,70 @@ void QueryAll(KELSysRegKey& ioKey) {
   }
 }
 
+#ifdef KEL_FUZZ_HEAP_HOOKS
+std::atomic<bool> g_Counting{false};
+std::atomic<int64_t> g_Live{0}, g_Peak{0};
+
+void OnMalloc(const volatile void*, size_t iSize) {
+  if (!g_Counting) return;
+  const int64_t l_Live = g_Live += static_cast<int64_t>(iSize);
+  int64_t l_Peak = g_Peak;
+  while (l_Live > l_Peak && !g_Peak.compare_exchange_weak(l_Peak, l_Live)) {
+  }
+}
+void OnFree(const volatile void* iBlock) {
+  if (g_Counting) g_Live -= static_cast<int64_t>(__sanitizer_get_allocated_size(iBlock));
+}
+
+// Opens, queries and closes the key on a thread of its own, so that no parser storage kept per
+// thread from an earlier input is reused, and traps when the heap grew past the bound meanwhile.
+void CheckPeak(size_t iSize) {
+  static const bool s_Hooked = (__sanitizer_install_malloc_and_free_hooks(OnMalloc, OnFree), true);
+  (void)s_Hooked;
+  g_Live = 0;
+  g_Peak = 0;
+  g_Counting = true;
+  std::thread([] {
+    KELSysRegKey l_Key;
+    l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead);
+    QueryAll(l_Key);
+  }).join();
+  g_Counting = false;
+  if (static_cast<uint64_t>(g_Peak.load()) > KELSysJSONPeakPerByte * iSize + KELSysJSONPeakFixed)
+    __builtin_trap();
+}
+#endif
+
 }  // namespace
+
+#ifdef KEL_FUZZ_FLAGS
+// Puts the registered flags right after the program name.
+extern "C" int LLVMFuzzerInitialize(int* ioArgc, char*** ioArgv) {
+  static std::vector<std::string> s_Flags;
+  static std::vector<char*> s_Argv;
+  std::string l_Flags = KEL_FUZZ_FLAGS;
+  for (size_t l_At = 0; l_At < l_Flags.size();) {
+    const size_t l_End = std::min(l_Flags.find(' ', l_At), l_Flags.size());
+    if (l_End > l_At) s_Flags.push_back(l_Flags.substr(l_At, l_End - l_At));
+    l_At = l_End + 1;
+  }
+  s_Argv.push_back((*ioArgv)[0]);
+  for (std::string& l_Flag : s_Flags) s_Argv.push_back(l_Flag.data());
+  for (int l_Arg = 1; l_Arg < *ioArgc; ++l_Arg) s_Argv.push_back((*ioArgv)[l_Arg]);
+  s_Argv.push_back(nullptr);
+  *ioArgc = static_cast<int>(s_Argv.size()) - 1;
+  *ioArgv = s_Argv.data();
+  return 0;
+}
+#endif
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* iData, size_t iSize) {
   const std::string l_File = Root() + "/HKLM/K.json";
   std::ofstream(l_File, std::ios::binary | std::ios::trunc)
       .write(reinterpret_cast<const char*>(iData), iSize);
+#ifdef KEL_FUZZ_HEAP_HOOKS
+  CheckPeak(iSize);
+#endif
   KELSysRegKey l_Key;
   if (l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead) != KEL_S_OK) __builtin_trap();
   QueryAll(l_Key);
@@ -67,6 +153,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* iData, size_t iSize) {
     if (l_Names != l_AgainNames) __builtin_trap();
   }
   if (l_Key.SetStringValue("Fuzz", "ok") != KEL_S_OK || l_Key.CloseKey() != KEL_S_OK) __builtin_trap();
+  // The write-back may have grown the file past the size limit (numbers are written in full, and a
+  // value was added): such a file is not read again.
+  if (std::filesystem::file_size(l_File) > MORFileLockBytesMaxSize) return 0;
   MORUnicodeString l_Value;
   if (l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead) != KEL_S_OK ||
       l_Key.QueryStringValue("Fuzz", l_Value) != KEL_S_OK || !(l_Value == MORUnicodeString("ok")))

@@ -6,6 +6,11 @@
 // The tokenizer is lax: it checks brackets, string escapes and the bytes of primitives, but not what
 // a primitive says nor where values may stand. Several top-level values, bare words and primitives
 // used as keys all tokenize; the tree builder decides what they mean.
+//
+// Nesting is bounded: a container opened inside KELSysJSONMaxDepth open ones makes the text
+// invalid. Every level costs a reader a container in the tree and a frame in each walk, and a text
+// of nothing but brackets would otherwise ask for a tree node every two bytes and a walk as deep
+// as the text is long; no document this library reads comes near the bound.
 #ifndef KELSysJSONPrivate_H
 #define KELSysJSONPrivate_H
 
@@ -43,7 +48,17 @@ enum KELSysJSONTokenizeResult : int32_t {
   KELSysJSONTokenizeNoMemory = -1,    // the token array is full; grow it and run again
   KELSysJSONTokenizeInvalid = -2,     // a byte that cannot stand where it is
   KELSysJSONTokenizeIncomplete = -3,  // the text ends inside a string or a container
+  KELSysJSONTokenizeTooDeep = -4,     // a container opened inside KELSysJSONMaxDepth open ones
 };
+
+// The most containers that may be open at once.
+inline constexpr uint32_t KELSysJSONMaxDepth = 1000;
+
+// The most memory a fresh document takes at its peak to parse a text and build its tree, per byte
+// of text, plus KELSysJSONPeakFixed: a value (48 bytes) and a token (20) every two bytes, as in an
+// array of one-digit numbers, and the text. Readers that bound what a file may cost rest on it.
+inline constexpr size_t KELSysJSONPeakPerByte = 36;
+inline constexpr size_t KELSysJSONPeakFixed = size_t(1) << 20;
 
 // The largest text the 32-bit token offsets can describe.
 inline constexpr size_t KELSysJSONMaxText = 0x7FFFFFFF;
@@ -55,6 +70,7 @@ class KELSysJSONTokenizer {
   int32_t m_Super = -1;  // index of the enclosing token, -1 for none
   int32_t m_Inner = -1;  // innermost open container, -1 for none
   int32_t m_Root = -1;   // top-level token above the last token, -1 before the first
+  uint32_t m_Depth = 0;  // containers open
 
   void Reset() { *this = KELSysJSONTokenizer(); }
 
@@ -124,9 +140,11 @@ class KELSysJSONTokenizer {
   }
 
   int32_t Open(int32_t iType, KELSysJSONTokenRecord* ioTokens, uint32_t iCapacity) {
+    if (m_Depth >= KELSysJSONMaxDepth) return KELSysJSONTokenizeTooDeep;
     if (!Take(iType, static_cast<int32_t>(m_Pos), -2 - m_Inner, ioTokens, iCapacity))
       return KELSysJSONTokenizeNoMemory;
     m_Super = m_Inner = static_cast<int32_t>(m_Next) - 1;
+    ++m_Depth;
     return 0;
   }
 
@@ -143,6 +161,7 @@ class KELSysJSONTokenizer {
     KELSysJSONTokenRecord& l_Token = ioTokens[m_Inner];
     if (l_Token.m_Type != iType) return KELSysJSONTokenizeInvalid;
     m_Inner = -2 - l_Token.m_End;
+    --m_Depth;
     l_Token.m_End = static_cast<int32_t>(m_Pos) + 1;
     m_Super = l_Token.m_Parent;
     return 0;
@@ -277,7 +296,8 @@ class KELSysJSONTokenBlock {
   // while the tokenizer runs out (a block of none cannot grow). Returns KEL_S_OK;
   // KEL_E_INVALIDARG for a null or oversized text; KEL_E_OUTOFMEMORY when the block cannot grow (it
   // is freed); KEL_E_FAIL for a text that does not tokenize (the block is freed and, with iErrors,
-  // "JSON parsing error at position %u" is reported against iFile and iLine).
+  // "JSON parsing error at position %u" is reported against iFile and iLine). A text nested too deep
+  // also says so on the "KELSysJSON" channel, at the bracket that opened one level too many.
   KELSysResult Tokenize(const char* iText, size_t iLength, KELSysTrace* iErrors,
                         const char* iFile = "SystemTS/PrivateInterfaces/KELSysJSONPrivate",
                         int iLine = __LINE__) {
@@ -301,6 +321,7 @@ class KELSysJSONTokenBlock {
         }
         continue;
       }
+      if (l_Result == KELSysJSONTokenizeTooDeep) TraceTooDeep();
       if (iErrors)
         iErrors->Report(KELSysTraceError, iFile, iLine, "JSON parsing error at position %u\n", m_State.m_Pos);
       Free();
@@ -309,6 +330,12 @@ class KELSysJSONTokenBlock {
   }
 
  private:
+  void TraceTooDeep() const {
+    if (KELSysTrace* l_Trace = KELSysTrace::Find("KELSysJSON"))
+      l_Trace->Print(KELSysTraceError, "JSON nesting deeper than %u levels at position %u\n",
+                     KELSysJSONMaxDepth, m_State.m_Pos);
+  }
+
   bool Grow(uint32_t iCapacity) {
     if (iCapacity == 0) return true;  // nothing to hold; the first token needed fails to grow
     void* l_Records = std::realloc(m_Records, size_t{iCapacity} * sizeof(KELSysJSONTokenRecord));

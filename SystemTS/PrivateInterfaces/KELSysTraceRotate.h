@@ -1,9 +1,14 @@
 // A rotating set of trace files: "stem.N.ext" for N from 1 to the count, each kept to a maximum size.
+//
+// The set looks at its files once, when it is made; after that it keeps track of the ones it
+// creates itself, so a rotation costs a close and an open whatever the count. The files of a set
+// belong to its writer: one made or removed by someone else after the set was made is not noticed.
 #ifndef KELSysTraceRotate_H
 #define KELSysTraceRotate_H
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <string>
 
 class KELSysTraceRotate {
@@ -28,7 +33,11 @@ class KELSysTraceRotate {
   unsigned GetIndex() const { return m_Index; }
 
  private:
-  unsigned OldestIndex() const;
+  // Looks at every file of the set: notes the ones that exist and gives the oldest one's index.
+  unsigned Survey();
+  // The first index above iIndex whose file does not exist, or 0 when every one up to the count does.
+  unsigned NextMissing(unsigned iIndex) const;
+  void NoteExisting(unsigned iIndex);
   int Rotate();
   int Open();
 
@@ -40,6 +49,8 @@ class KELSysTraceRotate {
   unsigned m_Index = 1;
   uint64_t m_Size = 0;
   int m_Fd = -1;
+  // The indices whose files exist, as runs: first index to last index.
+  std::map<unsigned, unsigned> m_Existing;
 };
 
 #endif

@@ -26,13 +26,15 @@ void KELSysJSONBuilder::TraceText(const char* iFormat, const char* iBytes, uint3
 
 // Containers are filled in place. Each is made with room for the token's count of members right
 // behind it (one allocation), so appending never moves the values that the open list points at.
-// Only the root may already have a container of its own, which it keeps.
+// Only the root may already have a container of its own, which it keeps. An empty container gets
+// no storage at all (a value makes it on first use), so that a text of empty brackets costs a
+// reader no more than the values that hold them.
 template <class Container>
 void KELSysJSONBuilder::Room(Container*& ioContainer, int32_t iCount) {
   const uint32_t l_Count = static_cast<uint32_t>(iCount);
   if (ioContainer)
     ioContainer->List().Reserve(l_Count);
-  else
+  else if (l_Count > 0)
     ioContainer = KELSysJSONBlock::New<Container>(l_Count, &m_Blocks);
 }
 

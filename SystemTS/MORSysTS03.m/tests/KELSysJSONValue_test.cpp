@@ -5,6 +5,7 @@
 #include <string>
 
 #include "KELSysJSON.h"
+#include "KELSysJSONPrivate.h"
 #include "KELSysJSONTestUtil.h"
 
 namespace {
@@ -189,8 +190,10 @@ TEST(KELSysJSONValue, ContainersStayWithTheValue) {
 }
 
 // A million levels: parsed, built, traversed, copied, written and destroyed with no recursion.
-TEST(KELSysJSONValue, MillionLevelsDeep) {
-  const size_t l_Depth = 1000000;
+// Texts nest up to the bound and no deeper: one more level fails where its bracket stands,
+// whatever follows, and the walk, the copy and the writer handle the deepest tree allowed.
+TEST(KELSysJSONValue, NestingStopsAtTheBound) {
+  const size_t l_Depth = KELSysJSONMaxDepth;
   std::string l_Text = std::string(l_Depth, '[') + std::string(l_Depth, ']');
   KELSysJSON l_JSON;
   KELSysJSONTraverseCustom l_Check;
@@ -202,10 +205,24 @@ TEST(KELSysJSONValue, MillionLevelsDeep) {
   l_Root.SetNull();
   EXPECT_EQ(Compact(l_Copy), l_Text);
 
-  KELSysJSONTestSink l_Sink;
-  l_Text.resize(l_Depth);  // unclosed
-  EXPECT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size(), &l_Sink.m_Trace), KEL_E_FAIL);
-  EXPECT_NE(l_Sink.m_Lines->GetText().find("JSON parsing error at position 1000000\n"), std::string::npos);
+  const std::string l_Objects =
+      "{\"a\":[" + std::string(l_Depth - 2, '[') + std::string(l_Depth - 2, ']') + "]}";
+  EXPECT_EQ(Rewrite(l_Objects), l_Objects);
+  struct Deeper {
+    std::string m_Text;
+    size_t m_Position;  // of the bracket that opens one level too many
+  };
+  for (const Deeper& l_Case :
+       {Deeper{"[" + l_Text + "]", l_Depth}, Deeper{std::string(1000000, '['), l_Depth},
+        Deeper{std::string(l_Depth, '[') + "{\"k\":1}" + std::string(l_Depth, ']'), l_Depth},
+        Deeper{"{\"a\":" + l_Text + "}", l_Depth + 4}}) {
+    KELSysJSONTestSink l_Sink;
+    EXPECT_EQ(l_JSON.Parse(l_Case.m_Text.data(), l_Case.m_Text.size(), &l_Sink.m_Trace), KEL_E_FAIL);
+    EXPECT_NE(l_Sink.m_Lines->GetText().find("JSON parsing error at position " +
+                                             std::to_string(l_Case.m_Position) + "\n"),
+              std::string::npos);
+    EXPECT_EQ(Rewrite(l_Case.m_Text), "parse E_FAIL");
+  }
 }
 
 // Trees made through the interface, including inside a missing-member value, are as deep as texts.

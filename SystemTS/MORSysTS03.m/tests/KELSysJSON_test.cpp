@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "KELSysJSON.h"
+#include "KELSysJSONPrivate.h"
 #include "KELSysJSONTestUtil.h"
 
 namespace {
@@ -244,13 +245,16 @@ TEST(KELSysJSONDocument, IsReusable) {
 }
 
 // The build trace lines need the channel switched on by the environment before the process asks
-// for it, so they are checked in a child process that this file starts with the variable set.
+// for it, so they are checked in a child process (with the line for a text nested too deep) that this file
+// starts with the variable set.
 const bool g_TraceChild = [] {
   if (std::getenv("KELSysJSONTestTraceChild") == nullptr) return false;
   const std::string l_Text = "{\"k\":[\"s\",tru,true,false,null,1.5,-2," + g_Digits63 + "7]}";
   KELSysJSON l_JSON;
   KELSysJSONValue l_Root;
   if (l_JSON.Parse(l_Text.data(), l_Text.size()) == KEL_S_OK) l_JSON.Build(l_Root);
+  const std::string l_Deep = "[" + std::string(KELSysJSONMaxDepth, '[');
+  l_JSON.Parse(l_Deep.data(), l_Deep.size());
   std::exit(0);
 }();
 
@@ -274,6 +278,7 @@ TEST(KELSysJSONDocument, TracesTheBuild) {
         "JSON primitive Null", "JSON Double primitive '1.500000'", "JSON Double primitive '-2'",
         "JSON Array end", "JSON Object end"})
     l_Expected += std::string("[D] KELSysJSON: ") + l_Line + "\n";
+  l_Expected += "[E] KELSysJSON: JSON nesting deeper than 1000 levels at position 1000\n";
   EXPECT_EQ(l_Lines, l_Expected);
 }
 

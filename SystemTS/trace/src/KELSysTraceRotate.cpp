@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <iterator>
 
 KELSysTraceRotate::KELSysTraceRotate(const std::string& iPath, uint64_t iMaxSize, unsigned iCount)
     : m_MaxSize(iMaxSize == 0 ? 1024 : iMaxSize), m_Count(iCount == 0 ? 1 : iCount) {
@@ -18,7 +19,7 @@ KELSysTraceRotate::KELSysTraceRotate(const std::string& iPath, uint64_t iMaxSize
   char l_Format[32];
   snprintf(l_Format, sizeof l_Format, "%s0%dd%s", "%s.%", IndexWidth(m_Count), "%s");
   m_Format = l_Format;
-  m_Index = OldestIndex();
+  m_Index = Survey();
 }
 
 KELSysTraceRotate::~KELSysTraceRotate() {
@@ -40,13 +41,14 @@ std::string KELSysTraceRotate::FileName(unsigned iIndex) const {
   return l_Name;
 }
 
-unsigned KELSysTraceRotate::OldestIndex() const {
+unsigned KELSysTraceRotate::Survey() {
   unsigned l_Oldest = 1;
   bool l_Found = false;
   struct timespec l_OldestTime {};
   for (unsigned l_Index = 1; l_Index <= m_Count; ++l_Index) {
     struct stat l_St;
     if (stat(FileName(l_Index).c_str(), &l_St) != 0) continue;
+    NoteExisting(l_Index);
     const struct timespec& l_Time = l_St.st_mtim;
     bool l_Older = l_Time.tv_sec < l_OldestTime.tv_sec ||
                    (l_Time.tv_sec == l_OldestTime.tv_sec && l_Time.tv_nsec < l_OldestTime.tv_nsec);
@@ -59,23 +61,56 @@ unsigned KELSysTraceRotate::OldestIndex() const {
   return l_Oldest;
 }
 
+unsigned KELSysTraceRotate::NextMissing(unsigned iIndex) const {
+  if (iIndex >= m_Count) return 0;
+  const unsigned l_Next = iIndex + 1;
+  auto l_Run = m_Existing.upper_bound(l_Next);  // the first run starting above l_Next
+  if (l_Run == m_Existing.begin()) return l_Next;
+  --l_Run;
+  if (l_Run->second < l_Next) return l_Next;
+  return l_Run->second < m_Count ? l_Run->second + 1 : 0;
+}
+
+void KELSysTraceRotate::NoteExisting(unsigned iIndex) {
+  auto l_After = m_Existing.upper_bound(iIndex);
+  if (l_After != m_Existing.begin()) {
+    auto l_Before = std::prev(l_After);
+    if (l_Before->second >= iIndex) return;
+    if (l_Before->second + 1 == iIndex) {
+      l_Before->second = iIndex;
+      if (l_After != m_Existing.end() && l_After->first == iIndex + 1) {
+        l_Before->second = l_After->second;
+        m_Existing.erase(l_After);
+      }
+      return;
+    }
+  }
+  unsigned l_Last = iIndex;
+  if (l_After != m_Existing.end() && l_After->first == iIndex + 1) {
+    l_Last = l_After->second;
+    m_Existing.erase(l_After);
+  }
+  m_Existing.emplace(iIndex, l_Last);
+}
+
 int KELSysTraceRotate::Open() {
   // A file taken again starts empty, so the set never holds more than count times the maximum.
   m_Fd = open(FileName(m_Index).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
   m_Size = 0;
-  return m_Fd >= 0 ? 0 : -1;
+  if (m_Fd < 0) return -1;
+  NoteExisting(m_Index);
+  return 0;
 }
 
 int KELSysTraceRotate::Rotate() {
   if (m_Fd >= 0) close(m_Fd);
   m_Fd = -1;
-  for (unsigned l_Index = m_Index + 1; l_Index <= m_Count; ++l_Index) {
-    if (access(FileName(l_Index).c_str(), F_OK) != 0) {
-      m_Index = l_Index;
-      return Open();
-    }
-  }
-  m_Index = m_Index >= m_Count ? 1 : m_Index + 1;
+  // The first file above the current one that does not exist yet; with none, the next one along.
+  const unsigned l_Missing = NextMissing(m_Index);
+  if (l_Missing != 0)
+    m_Index = l_Missing;
+  else
+    m_Index = m_Index >= m_Count ? 1 : m_Index + 1;
   return Open();
 }
 

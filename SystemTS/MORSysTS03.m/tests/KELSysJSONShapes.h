@@ -1,0 +1,82 @@
+// Key file texts of the shapes that cost a reader the most per byte: one token every two or three
+// bytes, deep nesting, wide containers of empty members. Shared by the memory tests and the
+// benchmarks. Every text is a whole key file for a key named "K": its values object holds the
+// shape, so what the shape costs stays held while the key is open.
+#ifndef KELSysJSONShapes_H
+#define KELSysJSONShapes_H
+
+#include <cstddef>
+#include <string>
+
+enum class KELSysJSONShape {
+  Strings,        // the plain key file: string values of a typical length (the reference)
+  NestedArrays,   // [[[[...]]]]
+  NestedObjects,  // {"":{"":{...}}}
+  EmptyObjects,   // [{},{},...]
+  EmptyArrays,    // [[],[],...]
+  SmallNumbers,   // [1,1,...]
+  TrueNull,       // [true,null,...]
+  ShortStrings,   // ["","",...]
+  ManyMembers,    // {"":0,"":0,...} as the values object itself
+};
+
+inline constexpr KELSysJSONShape KELSysJSONAllShapes[] = {
+    KELSysJSONShape::Strings,      KELSysJSONShape::NestedArrays, KELSysJSONShape::NestedObjects,
+    KELSysJSONShape::EmptyObjects, KELSysJSONShape::EmptyArrays,  KELSysJSONShape::SmallNumbers,
+    KELSysJSONShape::TrueNull,     KELSysJSONShape::ShortStrings, KELSysJSONShape::ManyMembers,
+};
+
+inline const char* KELSysJSONShapeName(KELSysJSONShape iShape) {
+  static const char* const s_Names[] = {"Strings",      "NestedArrays", "NestedObjects",
+                                        "EmptyObjects", "EmptyArrays",  "SmallNumbers",
+                                        "TrueNull",     "ShortStrings", "ManyMembers"};
+  return s_Names[static_cast<int>(iShape)];
+}
+
+// A key file of the shape for key "K", at most iSize bytes (iSize 64 or more) and within a
+// repeated unit of it.
+inline std::string KELSysJSONShapeText(KELSysJSONShape iShape, size_t iSize) {
+  const std::string l_Head = "{\"Version\":\"1.0\",\"K\":{";
+  std::string l_Text = l_Head;
+  l_Text.reserve(iSize + 64);
+  switch (iShape) {
+    case KELSysJSONShape::Strings:
+      for (unsigned l_Index = 0; l_Text.size() + 70 < iSize; ++l_Index) {
+        if (l_Index) l_Text += ',';
+        const std::string l_Serial = std::to_string(1000000 + l_Index).substr(1);
+        l_Text += "\"Value" + l_Serial + "\":[3,\"/opt/Quorvane/Q4/B426/Desktop/inst_" + l_Serial + "/lib\"]";
+      }
+      return l_Text + "}}";
+    case KELSysJSONShape::NestedArrays: {
+      const size_t l_Depth = (iSize - l_Head.size() - 8) / 2;
+      l_Text += "\"v\":";
+      l_Text.append(l_Depth, '[');
+      l_Text.append(l_Depth, ']');
+      return l_Text + "}}";
+    }
+    case KELSysJSONShape::NestedObjects: {
+      const size_t l_Depth = (iSize - l_Head.size() - 2) / 5;
+      for (size_t l_Level = 0; l_Level < l_Depth; ++l_Level) l_Text += "\"\":{";
+      l_Text.append(l_Depth, '}');
+      return l_Text + "}}";
+    }
+    case KELSysJSONShape::ManyMembers:
+      l_Text += "\"\":0";
+      while (l_Text.size() + 5 + 2 <= iSize) l_Text += ",\"\":0";
+      return l_Text + "}}";
+    default:
+      break;
+  }
+  const char* l_Unit = iShape == KELSysJSONShape::EmptyObjects   ? "{}"
+                       : iShape == KELSysJSONShape::EmptyArrays  ? "[]"
+                       : iShape == KELSysJSONShape::SmallNumbers ? "1"
+                       : iShape == KELSysJSONShape::TrueNull     ? "true,null"
+                                                                 : "\"\"";
+  l_Text += "\"v\":[";
+  l_Text += l_Unit;
+  const std::string l_Next = std::string(",") + l_Unit;
+  while (l_Text.size() + l_Next.size() + 3 <= iSize) l_Text += l_Next;
+  return l_Text + "]}}";
+}
+
+#endif

@@ -1,0 +1,101 @@
+// The peak memory that one piece of work takes, measured in a child process so that nothing the
+// caller allocated before, or frees to its own heap, blurs it. The work runs on a thread of its own,
+// so that storage an earlier reader kept per thread does not hide what the work needs. Under AddressSanitizer
+// the bytes are the allocator's own count of live heap bytes (its hooks see every block); otherwise they are
+// the growth of the child's resident set, whose high-water mark is reset before the work starts.
+#ifndef KELSysMemoryPeak_H
+#define KELSysMemoryPeak_H
+
+#include <malloc.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <thread>
+
+#if defined(__SANITIZE_ADDRESS__)
+#define KEL_MEMORY_PEAK_HOOKS 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define KEL_MEMORY_PEAK_HOOKS 1
+#endif
+#endif
+
+#ifdef KEL_MEMORY_PEAK_HOOKS
+// The sanitizer's allocator interface (declared here: not every compiler ships its header).
+extern "C" {
+size_t __sanitizer_get_allocated_size(const volatile void* iBlock);
+int __sanitizer_install_malloc_and_free_hooks(void (*iMalloc)(const volatile void*, size_t),
+                                              void (*iFree)(const volatile void*));
+}
+#endif
+
+namespace KELSysMemoryPeakDetail {
+
+#ifdef KEL_MEMORY_PEAK_HOOKS
+inline int64_t g_Live = 0, g_Peak = 0;
+inline void OnMalloc(const volatile void*, size_t iSize) {
+  g_Live += static_cast<int64_t>(iSize);
+  if (g_Live > g_Peak) g_Peak = g_Live;
+}
+inline void OnFree(const volatile void* iBlock) {
+  g_Live -= static_cast<int64_t>(__sanitizer_get_allocated_size(iBlock));
+}
+#endif
+
+// A "Vm...:  N kB" line of /proc/self/status, in bytes.
+inline int64_t StatusBytes(const char* iField) {
+  std::ifstream l_In("/proc/self/status");
+  for (std::string l_Line; std::getline(l_In, l_Line);)
+    if (l_Line.rfind(iField, 0) == 0) return std::stoll(l_Line.substr(std::strlen(iField))) * 1024;
+  return -1;
+}
+
+inline int64_t Measure(const std::function<void()>& iWork) {
+#ifdef KEL_MEMORY_PEAK_HOOKS
+  std::thread l_Worker([&] {
+    __sanitizer_install_malloc_and_free_hooks(OnMalloc, OnFree);
+    iWork();
+  });
+  l_Worker.join();
+  return g_Peak;
+#else
+  malloc_trim(0);
+  std::ofstream("/proc/self/clear_refs") << "5";  // resets the high-water mark to the current set
+  const int64_t l_Before = StatusBytes("VmRSS:");
+  std::thread(iWork).join();
+  const int64_t l_Peak = StatusBytes("VmHWM:");
+  return l_Before < 0 || l_Peak < 0 ? -1 : l_Peak - l_Before;
+#endif
+}
+
+}  // namespace KELSysMemoryPeakDetail
+
+// Runs iWork in a child process and gives the most memory it held at once, in bytes (-1 when
+// it cannot be measured).
+inline int64_t KELSysMemoryPeak(const std::function<void()>& iWork) {
+  int l_Pipe[2];
+  if (pipe(l_Pipe) != 0) return -1;
+  std::fflush(nullptr);
+  const pid_t l_Child = fork();
+  if (l_Child == 0) {
+    close(l_Pipe[0]);
+    const int64_t l_Peak = KELSysMemoryPeakDetail::Measure(iWork);
+    const bool l_Sent = write(l_Pipe[1], &l_Peak, sizeof l_Peak) == sizeof l_Peak;
+    _exit(l_Sent ? 0 : 1);
+  }
+  close(l_Pipe[1]);
+  int64_t l_Peak = -1;
+  if (l_Child < 0 || read(l_Pipe[0], &l_Peak, sizeof l_Peak) != sizeof l_Peak) l_Peak = -1;
+  close(l_Pipe[0]);
+  int l_Status = 0;
+  if (l_Child > 0) waitpid(l_Child, &l_Status, 0);
+  return l_Peak;
+}
+
+#endif

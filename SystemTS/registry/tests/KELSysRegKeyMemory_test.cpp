@@ -1,0 +1,70 @@
+// What opening keys costs at its peak when their files have the costliest shapes: at most 16 times
+// the bytes of the files read plus 21 MiB for each key open at once, up to the file size limit.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "../../MORSysTS03.m/tests/KELSysJSONShapes.h"
+#include "../../MORSysTS03.m/tests/KELSysMemoryPeak.h"
+#include "KELSysRegTestSupport.h"
+#include "MORFileLockBytes.h"
+
+namespace {
+
+constexpr int64_t k_PerKey = int64_t(21) << 20;
+
+class KELSysRegKeyMemory : public KELSysRegKeyTest, public testing::WithParamInterface<KELSysJSONShape> {
+ protected:
+  // Keys K0 ... below the local-machine hive, each with a key file of the shape and iSize bytes;
+  // the bytes written in all.
+  int64_t WriteKeys(int iCount, size_t iSize) {
+    int64_t l_Bytes = 0;
+    for (int l_Key = 0; l_Key < iCount; ++l_Key) {
+      // Each file holds its own key's name.
+      std::string l_Text = KELSysJSONShapeText(GetParam(), iSize - 1);
+      l_Text.replace(l_Text.find("\"K\""), 3, "\"K" + std::to_string(l_Key) + "\"");
+      WriteKey("HKLM/K" + std::to_string(l_Key), l_Text);
+      l_Bytes += static_cast<int64_t>(l_Text.size());
+    }
+    return l_Bytes;
+  }
+
+  // Opens iCount keys together (each holding its values), then closes them; the peak.
+  static int64_t OpenTogether(int iCount) {
+    return KELSysMemoryPeak([iCount] {
+      std::vector<KELSysRegKey> l_Keys(static_cast<size_t>(iCount));
+      for (int l_Key = 0; l_Key < iCount; ++l_Key) {
+        const std::string l_Name = "K" + std::to_string(l_Key);
+        if (l_Keys[static_cast<size_t>(l_Key)].OpenKey(KELSysRegHiveLocalMachine, l_Name.c_str(),
+                                                       KELSysRegAccessRead) != KEL_S_OK)
+          abort();
+      }
+    });
+  }
+};
+
+// One key file at the size limit.
+TEST_P(KELSysRegKeyMemory, OneKeyAtTheLimit) {
+  const int64_t l_Bytes = WriteKeys(1, MORFileLockBytesMaxSize);
+  const int64_t l_Peak = OpenTogether(1);
+  ASSERT_GT(l_Peak, 0);
+  EXPECT_LE(l_Peak, 16 * l_Bytes + k_PerKey) << l_Peak / double(l_Bytes) << " bytes a byte";
+}
+
+// Three keys open at once, as a walk holds a level, a type and an identifier key: what each keeps
+// while open adds up, and the parser's storage kept for the thread counts once.
+TEST_P(KELSysRegKeyMemory, ThreeKeysOpenTogether) {
+  const int64_t l_Bytes = WriteKeys(3, MORFileLockBytesMaxSize / 2);
+  const int64_t l_Peak = OpenTogether(3);
+  ASSERT_GT(l_Peak, 0);
+  EXPECT_LE(l_Peak, 16 * l_Bytes + 3 * k_PerKey) << l_Peak / double(l_Bytes) << " bytes a byte";
+}
+
+INSTANTIATE_TEST_SUITE_P(Shapes, KELSysRegKeyMemory, testing::ValuesIn(KELSysJSONAllShapes),
+                         [](const testing::TestParamInfo<KELSysJSONShape>& iShape) {
+                           return std::string(KELSysJSONShapeName(iShape.param));
+                         });
+
+}  // namespace
