@@ -5,6 +5,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 
 namespace {
@@ -19,6 +20,21 @@ int OpenFlags(uint32_t iMode) {
 
 // Cleared for good when the system turns openat2 down as such (too old, or filtered out).
 std::atomic<bool> s_CanResolveBelow{true};
+
+// openat2 with the resolve flags iResolve; ENOSYS once the system has turned it down.
+int OpenResolved(int iDirFd, const char* iPath, uint32_t iMode, uint64_t iResolve) {
+  if (!s_CanResolveBelow.load(std::memory_order_relaxed)) {
+    errno = ENOSYS;
+    return -1;
+  }
+  open_how l_How{};
+  l_How.flags = uint64_t(OpenFlags(iMode));
+  l_How.resolve = iResolve;
+  int l_Fd = int(syscall(SYS_openat2, iDirFd, iPath, &l_How, sizeof l_How));
+  if (l_Fd < 0 && (errno == ENOSYS || errno == EPERM || errno == EINVAL || errno == E2BIG))
+    s_CanResolveBelow.store(false, std::memory_order_relaxed);
+  return l_Fd;
+}
 
 }  // namespace
 
@@ -38,17 +54,11 @@ int MORFileLockBytes::OpenDescriptor(int iDirFd, const char* iPath, uint32_t iMo
 }
 
 int MORFileLockBytes::OpenDescriptorBelow(int iDirFd, const char* iPath, uint32_t iMode) {
-  if (!s_CanResolveBelow.load(std::memory_order_relaxed)) {
-    errno = ENOSYS;
-    return -1;
-  }
-  open_how l_How{};
-  l_How.flags = uint64_t(OpenFlags(iMode));
-  l_How.resolve = RESOLVE_NO_SYMLINKS | RESOLVE_BENEATH;
-  int l_Fd = int(syscall(SYS_openat2, iDirFd, iPath, &l_How, sizeof l_How));
-  if (l_Fd < 0 && (errno == ENOSYS || errno == EPERM || errno == EINVAL || errno == E2BIG))
-    s_CanResolveBelow.store(false, std::memory_order_relaxed);
-  return l_Fd;
+  return OpenResolved(iDirFd, iPath, iMode, RESOLVE_NO_SYMLINKS | RESOLVE_BENEATH);
+}
+
+int MORFileLockBytes::OpenDescriptorWithoutLinks(int iDirFd, const char* iPath, uint32_t iMode) {
+  return OpenResolved(iDirFd, iPath, iMode, RESOLVE_NO_SYMLINKS);
 }
 
 KELSysResult MORFileLockBytes::Adopt(int iFd, uint32_t iMode, std::unique_ptr<MORFileLockBytes>& oFile) {
@@ -72,7 +82,8 @@ MORFileLockBytes::MORFileLockBytes(int iFd, uint32_t iMode, const struct stat& i
       m_Mode(iMode),
       m_OpenSize(uint64_t(iStat.st_size)),
       m_Device(iStat.st_dev),
-      m_Inode(iStat.st_ino) {}
+      m_Inode(iStat.st_ino),
+      m_Links(iStat.st_nlink) {}
 
 MORFileLockBytes::~MORFileLockBytes() { Close(); }
 
@@ -103,18 +114,38 @@ KELSysResult MORFileLockBytes::WriteAt(uint64_t iOffset, const void* iBuffer, si
   if (iCount == 0) return KEL_S_OK;
   struct stat l_Before;
   if (fstat(m_Fd, &l_Before) != 0) return LastError();
-  // Reserve the whole range before the first byte is written, so that a full disk or an exhausted
-  // quota is met here, with the old content still whole, and not halfway through the write.
-  int l_Err = posix_fallocate(m_Fd, off_t(iOffset), off_t(iCount));
-  if (l_Err != 0) {
-    // Some file systems keep the part they managed to allocate, with the size grown over it: give
-    // the file back its old length.
-    struct stat l_After;
-    if (fstat(m_Fd, &l_After) == 0 && l_After.st_size != l_Before.st_size) {
-      int l_Ignored = ftruncate(m_Fd, l_Before.st_size);
-      (void)l_Ignored;
+  // The whole range is reserved: a hole within the file needs room as much as the bytes beyond it.
+  return Write(iOffset, iBuffer, iCount, uint64_t(l_Before.st_size), true, oWritten);
+}
+
+KELSysResult MORFileLockBytes::Overwrite(const void* iBuffer, size_t iCount, uint64_t iSize,
+                                         size_t& oWritten) {
+  m_OpenStatFresh = false;
+  oWritten = 0;
+  if (m_Mode != MORLockBytesReadWrite) return KEL_E_ACCESSDENIED;
+  if (iCount == 0) return KEL_S_OK;
+  return Write(0, iBuffer, iCount, iSize, false, oWritten);
+}
+
+KELSysResult MORFileLockBytes::Write(uint64_t iOffset, const void* iBuffer, size_t iCount, uint64_t iSize,
+                                     bool iWholeRange, size_t& oWritten) {
+  // Reserve the range (or only what lies beyond the file's end) before the first byte is written, so that a
+  // full disk or an exhausted quota is met here, with the old content still whole, and not halfway through
+  // the write.
+  const uint64_t l_End = iOffset + iCount;
+  const uint64_t l_From = iWholeRange ? iOffset : std::max(iSize, iOffset);
+  if (l_End > l_From) {
+    int l_Err = posix_fallocate(m_Fd, off_t(l_From), off_t(l_End - l_From));
+    if (l_Err != 0) {
+      // Some file systems keep the part they managed to allocate, with the size grown over it: give
+      // the file back its old length.
+      struct stat l_After;
+      if (fstat(m_Fd, &l_After) == 0 && uint64_t(l_After.st_size) != iSize) {
+        int l_Ignored = ftruncate(m_Fd, off_t(iSize));
+        (void)l_Ignored;
+      }
+      return KELSysResultFromErrno(l_Err);
     }
-    return KELSysResultFromErrno(l_Err);
   }
   const char* l_In = static_cast<const char*>(iBuffer);
   while (oWritten < iCount) {
@@ -130,6 +161,14 @@ KELSysResult MORFileLockBytes::SetSize(uint64_t iSize) {
   m_OpenStatFresh = false;
   if (m_Mode != MORLockBytesReadWrite) return KEL_E_ACCESSDENIED;
   return ftruncate(m_Fd, off_t(iSize)) == 0 ? KEL_S_OK : LastError();
+}
+
+void MORFileLockBytes::Restat() {
+  struct stat l_Stat;
+  m_OpenStatFresh = fstat(m_Fd, &l_Stat) == 0;
+  if (!m_OpenStatFresh) return;
+  m_OpenSize = uint64_t(l_Stat.st_size);
+  m_Links = l_Stat.st_nlink;
 }
 
 KELSysResult MORFileLockBytes::Stat(MORLockBytesStat& oStat) {
