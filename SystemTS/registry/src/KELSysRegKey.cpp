@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <new>
 #include <optional>
 
@@ -61,9 +60,15 @@ bool ThroughOwnFolder(std::string_view iFile, std::string& oPath) {
   return true;
 }
 
-// Whether the whole-path lookup is still worth trying: a registry reached through a link (a linked
-// home folder, say) fails it on every key, and is then opened the two-step way only.
-std::atomic<int> s_WholePathLinks{0};
+// Where the whole-path lookup is not worth trying: a registry reached through a link (a linked home
+// folder, say) fails it on every key. After a few such failures in a row below one base, keys below
+// it are opened the two-step way only.
+struct LinkedBase {
+  std::string m_Base;
+  int m_Failures = 0;
+};
+constexpr int k_LinkedFailures = 4;
+thread_local LinkedBase t_LinkedBase;
 
 }  // namespace
 
@@ -104,17 +109,23 @@ KELSysResult KELSysRegKey::Open(const std::string& iBase, const MORUnicodeString
     if (l_Opened >= 0) return OpenKeyReal(std::move(l_File), iAccess, l_DirFd, false, l_Opened);
   }
   std::string l_Whole;
-  if (l_DirFd < 0 && !m_File && s_WholePathLinks.load(std::memory_order_relaxed) < 4 &&
+  LinkedBase& l_Linked = t_LinkedBase;
+  if (l_DirFd < 0 && !m_File && !(l_Linked.m_Failures >= k_LinkedFailures && l_Linked.m_Base == iBase) &&
       ThroughOwnFolder(l_File, l_Whole)) {
     // The same for a key named from the hive, or by several steps: the whole path, resolved from
     // the root without links, proves that the key folder is a folder and opens the file that
     // stat and open of the whole path would find.
     int l_Opened = MORFileLockBytes::OpenDescriptorWithoutLinks(AT_FDCWD, l_Whole.c_str(), OpenMode(iAccess));
     if (l_Opened >= 0) {
-      s_WholePathLinks.store(0, std::memory_order_relaxed);
+      if (l_Linked.m_Failures != 0 && l_Linked.m_Base == iBase) l_Linked.m_Failures = 0;
       return OpenKeyReal(std::move(l_File), iAccess, -1, false, l_Opened);
     }
-    if (errno == ELOOP) s_WholePathLinks.fetch_add(1, std::memory_order_relaxed);
+    if (errno == ELOOP && l_Linked.m_Base == iBase) {
+      ++l_Linked.m_Failures;
+    } else if (errno == ELOOP) {
+      l_Linked.m_Base = iBase;
+      l_Linked.m_Failures = 1;
+    }
   }
   struct stat l_Stat;
   int l_Found;
