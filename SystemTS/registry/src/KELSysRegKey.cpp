@@ -4,6 +4,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <limits.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -47,16 +48,20 @@ bool ThroughFolder(std::string_view iName, char (&oPath)[N]) {
 }
 
 // The path "FOLDER/../NAME.json" of the key file FOLDER.json, whose folder FOLDER ends in NAME, in
-// oPath; false unless iFile is such an absolute path without a zero byte. Resolved from the root,
-// without links, the step "NAME/.." comes back to the folder that NAME was found in.
-bool ThroughOwnFolder(std::string_view iFile, std::string& oPath) {
+// oPath; false unless iFile is such an absolute path without a zero byte, short enough for oPath.
+// Resolved from the root, without links, the step "NAME/.." comes back to the folder that NAME was
+// found in.
+template <size_t N>
+bool ThroughOwnFolder(std::string_view iFile, char (&oPath)[N]) {
   std::string_view l_Folder = KELSysRegKeyFolder(iFile);
   std::string_view l_Name = KELSysRegBaseName(l_Folder);
   if (l_Folder.size() == iFile.size() || !iFile.starts_with('/') || l_Name.empty() || l_Name == "." ||
-      l_Name == ".." || iFile.find('\0') != std::string_view::npos)
+      l_Name == ".." || iFile.find('\0') != std::string_view::npos || iFile.size() + 4 + l_Name.size() >= N)
     return false;
-  oPath.reserve(iFile.size() + 4 + l_Name.size());
-  oPath.assign(l_Folder).append("/../").append(l_Name).append(KELSysRegKeyExtension);
+  char* l_At = std::copy(l_Folder.begin(), l_Folder.end(), oPath);
+  l_At = std::copy_n("/../", 4, l_At);
+  l_At = std::copy(l_Name.begin(), l_Name.end(), l_At);
+  *std::copy(KELSysRegKeyExtension.begin(), KELSysRegKeyExtension.end(), l_At) = '\0';
   return true;
 }
 
@@ -108,14 +113,14 @@ KELSysResult KELSysRegKey::Open(const std::string& iBase, const MORUnicodeString
     int l_Opened = MORFileLockBytes::OpenDescriptorBelow(l_DirFd, l_Through, OpenMode(iAccess));
     if (l_Opened >= 0) return OpenKeyReal(std::move(l_File), iAccess, l_DirFd, false, l_Opened);
   }
-  std::string l_Whole;
+  char l_Whole[PATH_MAX];
   LinkedBase& l_Linked = t_LinkedBase;
   if (l_DirFd < 0 && !m_File && !(l_Linked.m_Failures >= k_LinkedFailures && l_Linked.m_Base == iBase) &&
       ThroughOwnFolder(l_File, l_Whole)) {
     // The same for a key named from the hive, or by several steps: the whole path, resolved from
     // the root without links, proves that the key folder is a folder and opens the file that
     // stat and open of the whole path would find.
-    int l_Opened = MORFileLockBytes::OpenDescriptorWithoutLinks(AT_FDCWD, l_Whole.c_str(), OpenMode(iAccess));
+    int l_Opened = MORFileLockBytes::OpenDescriptorWithoutLinks(AT_FDCWD, l_Whole, OpenMode(iAccess));
     if (l_Opened >= 0) {
       if (l_Linked.m_Failures != 0 && l_Linked.m_Base == iBase) l_Linked.m_Failures = 0;
       return OpenKeyReal(std::move(l_File), iAccess, -1, false, l_Opened);
@@ -252,8 +257,9 @@ bool KELSysRegKey::ReadValues() {
     return false;
   }
 
-  // A writer's own hold keeps the bytes: a failed write-back puts them back.
-  bool l_Reuse = !m_OwnHold && l_Stat.cbSize <= k_ReusedDocumentLimit;
+  // A writer's own hold keeps the bytes: a failed write-back puts them back. The document is done
+  // with once the values are built, so a writer uses the thread's too.
+  bool l_Reuse = l_Stat.cbSize <= k_ReusedDocumentLimit;
   thread_local std::string t_Text;
   thread_local KELSysJSON t_Document;
   std::string l_OwnText;
