@@ -154,6 +154,8 @@ class KELSysRegKey {
 
   // The key file's full path; empty when no key is open.
   const MORUnicodeString& GetPath() const;
+  // The same path in the process code set, as the key holds it (GetPath is made from it).
+  const std::string& GetFilePath() const { return m_FilePath; }
 
   // Replaces the trace channel (tests capture the lines this way); nullptr switches tracing off.
   void SetTraceForTest(KELSysTrace* iTrace) { m_Trace = iTrace; }

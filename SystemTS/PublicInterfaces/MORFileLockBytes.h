@@ -50,6 +50,10 @@ class MORFileLockBytes final : public MORILockBytes {
   // regular file and closes it otherwise, reporting errno for a negative iFd.
   static int OpenDescriptor(int iDirFd, const char* iPath, uint32_t iMode);
   static int OpenDescriptorBelow(int iDirFd, const char* iPath, uint32_t iMode);
+  // As OpenDescriptor, but only along a path without links (it may leave iDirFd, and may be
+  // absolute). Fails with ELOOP on a link, and on every open where the system cannot resolve paths
+  // this way.
+  static int OpenDescriptorWithoutLinks(int iDirFd, const char* iPath, uint32_t iMode);
   static KELSysResult Adopt(int iFd, uint32_t iMode, std::unique_ptr<MORFileLockBytes>& oFile);
 
   ~MORFileLockBytes() override;
@@ -61,8 +65,16 @@ class MORFileLockBytes final : public MORILockBytes {
   KELSysResult SetSize(uint64_t iSize) override;
   KELSysResult Stat(MORLockBytesStat& oStat) override;
 
-  // Makes the next Stat ask the system: the file may have changed since the open (a lock awaited).
-  void ForgetOpenStat() { m_OpenStatFresh = false; }
+  // Takes the file's status again, for the next Stat and for GetLinks: the file may have changed
+  // since the open (a lock awaited). When the system cannot say, the next Stat asks it again and
+  // GetLinks keeps its last answer.
+  void Restat();
+  // Writes iCount bytes at offset 0 of a file that the caller knows to be iSize bytes long (it holds
+  // the file's lock): as WriteAt, but the file is not asked for its size and room is reserved first
+  // only for the bytes beyond iSize. Where rewriting bytes already there needs room too (a hole, a
+  // file system that copies on write), running out of it is a short write, which the caller puts
+  // right as it does a file-size limit.
+  KELSysResult Overwrite(const void* iBuffer, size_t iCount, uint64_t iSize, size_t& oWritten);
   // Closes the descriptor now (releasing any lock on it); reads, writes and Stat then fail.
   void Close();
   // The open mode, as Stat reports it, without asking the system.
@@ -71,18 +83,25 @@ class MORFileLockBytes final : public MORILockBytes {
   int GetDescriptor() const { return m_Fd; }
   dev_t GetDevice() const { return m_Device; }
   ino_t GetInode() const { return m_Inode; }
+  // The file's count of names as at the open or the last Restat: 0 once it has been removed.
+  nlink_t GetLinks() const { return m_Links; }
 
  private:
   MORFileLockBytes(int iFd, uint32_t iMode, const struct stat& iStat);
+  // Writes iCount bytes at iOffset into a file of iSize bytes, reserving room first for the whole
+  // range, or (iWholeRange false) for what lies beyond iSize.
+  KELSysResult Write(uint64_t iOffset, const void* iBuffer, size_t iCount, uint64_t iSize, bool iWholeRange,
+                     size_t& oWritten);
 
   int m_Fd;
   uint32_t m_Mode;
-  // The status taken when the file was opened. The first Stat after the open answers from it
-  // instead of asking the system again; any later Stat asks.
+  // The status taken when the file was opened (or by Restat). The first Stat after it answers from
+  // it instead of asking the system again; any later Stat asks.
   uint64_t m_OpenSize;
   bool m_OpenStatFresh = true;
   dev_t m_Device;
   ino_t m_Inode;
+  nlink_t m_Links;
 };
 
 #endif

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <concepts>
 #include <cstring>
 #include <stdexcept>
 #include <utility>
@@ -34,6 +35,12 @@ uint32_t Access(int32_t iWritable) {
 // The framework's codes are compared as the 32-bit values they are: only success passes.
 void Check(KELSysResult iResult, const char* iOperation, const std::string& iObject) {
   if (iResult != KEL_S_OK) throw KELInsRegKeyError(std::string(iOperation) + " - " + iObject, iResult);
+}
+
+// The same where the object's text takes some making: it is made on failure only.
+template <std::invocable Describe>
+void Check(KELSysResult iResult, const char* iOperation, Describe&& iDescribe) {
+  if (iResult != KEL_S_OK) Check(iResult, iOperation, std::string(iDescribe()));
 }
 
 std::string ToBytes(const MORUnicodeString& iText) {
@@ -90,7 +97,7 @@ void SetNumber(KELSysRegKey& ioKey, const std::string& iName, Number iValue,
                KELSysResult (KELSysRegKey::*iSet)(const MORUnicodeString&, Number)) {
   MORUnicodeString l_Scratch;
   Check((ioKey.*iSet)(ValueName(iName, l_Scratch), iValue), "SetValue",
-        iName + ", " + std::to_string(iValue));
+        [&] { return iName + ", " + std::to_string(iValue); });
 }
 
 // Runs an open or create on a new framework key, which is dropped again unless it succeeded.
@@ -128,8 +135,13 @@ void KELInsRegKey::SetRegistryRoot(const std::string& iRoot) { KELSysRegSetRegis
 void KELInsRegKey::Close() {
   if (!m_Key) return;
   std::unique_ptr<KELSysRegKey> l_Key = std::move(m_Key);
-  std::string l_Path = ToBytes(l_Key->GetPath());
-  Check(l_Key->CloseKey(), "CloseKey", l_Path);
+  // The path is named only when the close fails, after which the key no longer has it.
+  std::string l_File = l_Key->GetFilePath();
+  Check(l_Key->CloseKey(), "CloseKey", [&] {
+    MORUnicodeString l_Path;
+    if (!l_File.empty()) l_Path.BuildFromMBCS(l_File.c_str(), l_File.size());
+    return ToBytes(l_Path);
+  });
 }
 
 KELInsRegKey KELInsRegKey::CreateKey(int32_t iHive, const std::string& iPath) {
@@ -206,13 +218,13 @@ bool KELInsRegKey::TryGetValue(const std::string& iName, std::string& oValue) co
 void KELInsRegKey::SetValue(const std::string& iName, const std::string& iValue) {
   MORUnicodeString l_Scratch;
   Check(Key().SetStringValue(ValueName(iName, l_Scratch), ToUnicode(iValue)), "SetValue",
-        iName + ", " + iValue);
+        [&] { return iName + ", " + iValue; });
 }
 
 void KELInsRegKey::SetValue(const std::string& iName, int32_t iValue) {
   MORUnicodeString l_Scratch;
   Check(Key().SetDWORDValue(ValueName(iName, l_Scratch), static_cast<uint32_t>(iValue)), "SetValue",
-        iName + ", " + std::to_string(iValue));
+        [&] { return iName + ", " + std::to_string(iValue); });
 }
 
 uint32_t KELInsRegKey::GetValueType(const std::string& iName) const {

@@ -4,6 +4,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <limits.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -46,6 +47,34 @@ bool ThroughFolder(std::string_view iName, char (&oPath)[N]) {
   return true;
 }
 
+// The path "FOLDER/../NAME.json" of the key file FOLDER.json, whose folder FOLDER ends in NAME, in
+// oPath; false unless iFile is such an absolute path without a zero byte, short enough for oPath.
+// Resolved from the root, without links, the step "NAME/.." comes back to the folder that NAME was
+// found in.
+template <size_t N>
+bool ThroughOwnFolder(std::string_view iFile, char (&oPath)[N]) {
+  std::string_view l_Folder = KELSysRegKeyFolder(iFile);
+  std::string_view l_Name = KELSysRegBaseName(l_Folder);
+  if (l_Folder.size() == iFile.size() || !iFile.starts_with('/') || l_Name.empty() || l_Name == "." ||
+      l_Name == ".." || iFile.find('\0') != std::string_view::npos || iFile.size() + 4 + l_Name.size() >= N)
+    return false;
+  char* l_At = std::copy(l_Folder.begin(), l_Folder.end(), oPath);
+  l_At = std::copy_n("/../", 4, l_At);
+  l_At = std::copy(l_Name.begin(), l_Name.end(), l_At);
+  *std::copy(KELSysRegKeyExtension.begin(), KELSysRegKeyExtension.end(), l_At) = '\0';
+  return true;
+}
+
+// Where the whole-path lookup is not worth trying: a registry reached through a link (a linked home
+// folder, say) fails it on every key. After a few such failures in a row below one base, keys below
+// it are opened the two-step way only.
+struct LinkedBase {
+  std::string m_Base;
+  int m_Failures = 0;
+};
+constexpr int k_LinkedFailures = 4;
+thread_local LinkedBase t_LinkedBase;
+
 }  // namespace
 
 KELSysRegKey::KELSysRegKey() : m_Trace(KELSysTrace::Find("KELSYSREGKEY")) {}
@@ -83,6 +112,25 @@ KELSysResult KELSysRegKey::Open(const std::string& iBase, const MORUnicodeString
     // file that does not open) is settled the ordinary way below.
     int l_Opened = MORFileLockBytes::OpenDescriptorBelow(l_DirFd, l_Through, OpenMode(iAccess));
     if (l_Opened >= 0) return OpenKeyReal(std::move(l_File), iAccess, l_DirFd, false, l_Opened);
+  }
+  char l_Whole[PATH_MAX];
+  LinkedBase& l_Linked = t_LinkedBase;
+  if (l_DirFd < 0 && !m_File && !(l_Linked.m_Failures >= k_LinkedFailures && l_Linked.m_Base == iBase) &&
+      ThroughOwnFolder(l_File, l_Whole)) {
+    // The same for a key named from the hive, or by several steps: the whole path, resolved from
+    // the root without links, proves that the key folder is a folder and opens the file that
+    // stat and open of the whole path would find.
+    int l_Opened = MORFileLockBytes::OpenDescriptorWithoutLinks(AT_FDCWD, l_Whole, OpenMode(iAccess));
+    if (l_Opened >= 0) {
+      if (l_Linked.m_Failures != 0 && l_Linked.m_Base == iBase) l_Linked.m_Failures = 0;
+      return OpenKeyReal(std::move(l_File), iAccess, -1, false, l_Opened);
+    }
+    if (errno == ELOOP && l_Linked.m_Base == iBase) {
+      ++l_Linked.m_Failures;
+    } else if (errno == ELOOP) {
+      l_Linked.m_Base = iBase;
+      l_Linked.m_Failures = 1;
+    }
   }
   struct stat l_Stat;
   int l_Found;
@@ -129,25 +177,30 @@ KELSysResult KELSysRegKey::OpenKeyReal(std::string iFile, uint32_t iAccess, int 
           iDirFd >= 0 ? iFile.c_str() + (iFile.size() - KELSysRegBaseName(iFile).size()) : iFile.c_str();
       l_Fd = MORFileLockBytes::OpenDescriptor(iDirFd >= 0 ? iDirFd : AT_FDCWD, l_Path, l_Mode);
     }
-    // A reader locks before the file is checked, so that the size then seen is the one it reads. Only
-    // where some key of the process holds an exclusive lock must it first know which file it has.
-    const bool l_LockFirst = !l_Exclusive && l_Fd >= 0 && !KELSysRegLock::AnyHeld();
-    if (l_LockFirst && (l_Rc = Lock(iFile, l_Fd, false)) != KEL_S_OK) {
+    // The lock is taken before the file is checked, so that the status then taken is the one it
+    // reads by, and tells a writer whether the file was removed while it waited. Only where some key
+    // of the process holds an exclusive lock must it first know which file it has, to share this
+    // thread's hold on it.
+    const bool l_LockFirst = l_Fd >= 0 && !KELSysRegLock::AnyHeld();
+    if (l_LockFirst && (l_Rc = Lock(iFile, l_Fd, l_Exclusive)) != KEL_S_OK) {
       close(l_Fd);
       return l_Rc;
     }
     l_Rc = MORFileLockBytes::Adopt(l_Fd, l_Mode, m_File);
     if (l_Rc != KEL_S_OK) return l_Rc;
-    if (!l_LockFirst) {
+    if (l_LockFirst && l_Exclusive) {
+      m_Hold = KELSysRegLock::Hold(m_File->GetDescriptor(), m_File->GetDevice(), m_File->GetInode());
+    } else if (!l_LockFirst) {
       l_Rc = Lock(iFile, m_File->GetDescriptor(), l_Exclusive);
       if (l_Rc != KEL_S_OK) {
         m_File.reset();
         return l_Rc;
       }
-      // The size seen at the open may be that of a write-back which the lock has since waited out.
-      m_File->ForgetOpenStat();
+      // The size and names seen at the open may be those before a write-back or a removal that the
+      // lock has since waited out.
+      m_File->Restat();
     }
-    if (!l_Exclusive || l_Try == 2 || !KELSysRegLock::IsRemoved(m_File->GetDescriptor())) break;
+    if (!l_Exclusive || l_Try == 2 || m_File->GetLinks() != 0) break;
     KELSysRegLock::Release(m_Hold);
     m_File.reset();
   }
@@ -168,7 +221,9 @@ KELSysResult KELSysRegKey::OpenKeyReal(std::string iFile, uint32_t iAccess, int 
 KELSysResult KELSysRegKey::Lock(const std::string& iFile, int iFd, bool iExclusive) {
   KELSysResult l_Rc = KEL_S_OK;
   bool l_Joined = false;
-  if (iExclusive)
+  if (iExclusive && !m_File)
+    l_Rc = KELSysRegLock::LockExclusive(iFd);
+  else if (iExclusive)
     l_Rc = KELSysRegLock::Exclusive(iFd, m_File->GetDevice(), m_File->GetInode(), m_Hold, l_Joined);
   else if (!m_File || !KELSysRegLock::HeldByThread(m_File->GetDevice(), m_File->GetInode()))
     l_Rc = KELSysRegLock::Shared(iFd);
@@ -202,8 +257,9 @@ bool KELSysRegKey::ReadValues() {
     return false;
   }
 
-  // A writer's own hold keeps the bytes: a failed write-back puts them back.
-  bool l_Reuse = !m_OwnHold && l_Stat.cbSize <= k_ReusedDocumentLimit;
+  // A writer's own hold keeps the bytes: a failed write-back puts them back. The document is done
+  // with once the values are built, so a writer uses the thread's too.
+  bool l_Reuse = l_Stat.cbSize <= k_ReusedDocumentLimit;
   thread_local std::string t_Text;
   thread_local KELSysJSON t_Document;
   std::string l_OwnText;
@@ -266,22 +322,27 @@ KELSysResult KELSysRegKey::WriteBack() {
     return KEL_S_OK;
   }
 
-  MORLockBytesStat l_Stat;
-  l_Rc = m_File->Stat(l_Stat);
-  if (l_Rc != KEL_S_OK) return l_Rc;
+  // Under the hold the file holds m_Bytes, unless a failed write-back could not put them back.
+  uint64_t l_OldSize = m_Hold->m_Bytes.size();
+  if (!m_Hold->m_Exact) {
+    MORLockBytesStat l_Stat;
+    l_Rc = m_File->Stat(l_Stat);
+    if (l_Rc != KEL_S_OK) return l_Rc;
+    l_OldSize = l_Stat.cbSize;
+  }
   // A shorter text is written padded with blanks to the old length and then cut, so that the file
   // holds valid JSON at every moment: never the new text followed by a tail of the old one.
-  if (l_Stat.cbSize > l_Length) l_Text.resize(size_t(l_Stat.cbSize), ' ');
+  if (l_OldSize > l_Length) l_Text.resize(size_t(l_OldSize), ' ');
   size_t l_Written = 0;
-  KELSysResult l_WriteRc = m_File->WriteAt(0, l_Text.data(), l_Text.size(), l_Written);
+  KELSysResult l_WriteRc = m_File->Overwrite(l_Text.data(), l_Text.size(), l_OldSize, l_Written);
   if (m_Trace) m_Trace->Print(KELSysTraceDebug, "  CloseKey l_JSON: %.*s\n", int(l_Length), l_Text.c_str());
   if (l_WriteRc != KEL_S_OK || l_Written != l_Text.size())
     return Restore(l_Written, l_WriteRc != KEL_S_OK ? l_WriteRc : KEL_E_FAIL);
-  l_Rc = m_File->Stat(l_Stat);
-  if (l_Rc == KEL_S_OK && l_Length < l_Stat.cbSize) l_Rc = m_File->SetSize(l_Length);
-  if (l_Rc != KEL_S_OK) return Restore(l_Text.size(), l_Rc);
+  if (l_Length < l_Text.size() && (l_Rc = m_File->SetSize(l_Length)) != KEL_S_OK)
+    return Restore(l_Text.size(), l_Rc);
   l_Text.resize(l_Length);
   m_Hold->m_Bytes = std::move(l_Text);
+  m_Hold->m_Exact = true;
   return KEL_S_OK;
 }
 
@@ -292,6 +353,7 @@ KELSysResult KELSysRegKey::Restore(size_t iWritten, KELSysResult iRc) {
   MORLockBytesStat l_Stat;
   if (l_Rc == KEL_S_OK) l_Rc = m_File->Stat(l_Stat);
   if (l_Rc == KEL_S_OK && l_Stat.cbSize != l_Old.size()) l_Rc = m_File->SetSize(l_Old.size());
+  m_Hold->m_Exact = l_Rc == KEL_S_OK;
   if (m_Trace)
     m_Trace->Print(KELSysTraceError, "  CloseKey %s: write-back failed (%s), old text %s (%s)\n",
                    m_FilePath.c_str(), KELSysResultName(iRc).c_str(),

@@ -3,7 +3,6 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -60,34 +59,41 @@ KELSysResult KELSysRegLock::Exclusive(int iFd, dev_t iDevice, ino_t iInode, KELS
   oJoined = false;
   if (l_Table.m_Count.load(std::memory_order_acquire) != 0) {
     std::lock_guard<std::mutex> l_Guard(l_Table.m_Mutex);
-    oHold = Find(l_Table, iDevice, iInode);
-    if (oHold) {
-      ++oHold->m_Count;
+    KELSysRegHold* l_Hold = Find(l_Table, iDevice, iInode);
+    if (l_Hold) {
+      // The lock must now outlive the descriptor of the key that took it: the hold gets its own.
+      if (!l_Hold->m_OwnFd) {
+        int l_Fd = fcntl(l_Hold->m_Fd, F_DUPFD_CLOEXEC, 0);
+        if (l_Fd < 0) return KELSysResultFromErrno(errno);
+        l_Hold->m_Fd = l_Fd;
+        l_Hold->m_OwnFd = true;
+      }
+      ++l_Hold->m_Count;
+      oHold = l_Hold;
       oJoined = true;
       return KEL_S_OK;
     }
   }
   KELSysResult l_Rc = Wait(iFd, LOCK_EX);
   if (l_Rc != KEL_S_OK) return l_Rc;
-  // The hold keeps a descriptor of its own: the lock must outlive the key that took it when a key
-  // that joined later is still open.
-  int l_Fd = fcntl(iFd, F_DUPFD_CLOEXEC, 0);
-  if (l_Fd < 0) {
-    l_Rc = KELSysResultFromErrno(errno);
-    flock(iFd, LOCK_UN);
-    return l_Rc;
-  }
+  oHold = Hold(iFd, iDevice, iInode);
+  return KEL_S_OK;
+}
+
+KELSysResult KELSysRegLock::LockExclusive(int iFd) { return Wait(iFd, LOCK_EX); }
+
+KELSysRegHold* KELSysRegLock::Hold(int iFd, dev_t iDevice, ino_t iInode) {
   auto* l_Hold = new KELSysRegHold;
   l_Hold->m_Device = iDevice;
   l_Hold->m_Inode = iInode;
   l_Hold->m_Thread = std::this_thread::get_id();
-  l_Hold->m_Fd = l_Fd;
+  l_Hold->m_Fd = iFd;
   l_Hold->m_Count = 1;
+  HoldTable& l_Table = Table();
   std::lock_guard<std::mutex> l_Guard(l_Table.m_Mutex);
   l_Table.m_Holds.push_back(l_Hold);
   l_Table.m_Count.store(l_Table.m_Holds.size(), std::memory_order_release);
-  oHold = l_Hold;
-  return KEL_S_OK;
+  return l_Hold;
 }
 
 void KELSysRegLock::Release(KELSysRegHold*& ioHold) {
@@ -101,9 +107,10 @@ void KELSysRegLock::Release(KELSysRegHold*& ioHold) {
     std::erase(l_Table.m_Holds, l_Hold);
     l_Table.m_Count.store(l_Table.m_Holds.size(), std::memory_order_release);
   }
-  // Unlocked at once, whatever other descriptors of the same open file description remain open.
+  // Unlocked at once, whatever other descriptors of the same open file description remain open (a
+  // child made by fork may have one).
   flock(l_Hold->m_Fd, LOCK_UN);
-  close(l_Hold->m_Fd);
+  if (l_Hold->m_OwnFd) close(l_Hold->m_Fd);
   delete l_Hold;
 }
 
@@ -116,9 +123,4 @@ bool KELSysRegLock::HeldByThread(dev_t iDevice, ino_t iInode) {
   if (l_Table.m_Count.load(std::memory_order_acquire) == 0) return false;
   std::lock_guard<std::mutex> l_Guard(l_Table.m_Mutex);
   return Find(l_Table, iDevice, iInode) != nullptr;
-}
-
-bool KELSysRegLock::IsRemoved(int iFd) {
-  struct stat l_Stat;
-  return fstat(iFd, &l_Stat) == 0 && l_Stat.st_nlink == 0;
 }

@@ -44,21 +44,34 @@ struct KELSysRegHold {
   // The key file's bytes as they stand under this hold: as read on open, then as last written back.
   // A failed write-back puts them back.
   std::string m_Bytes;
+  // Whether m_Bytes are what the file holds (and so its size is theirs): false after a failed
+  // write-back whose old bytes could not be put back.
+  bool m_Exact = true;
 
   // The rest is KELSysRegLock's.
   dev_t m_Device = 0;
   ino_t m_Inode = 0;
   std::thread::id m_Thread;
-  int m_Fd = -1;  // a descriptor of the locked open file description, owned
+  // A descriptor of the locked open file description: that of the key that took the lock, until a
+  // second key joins; from then on a duplicate of it owned by the hold (m_OwnFd), so that the lock
+  // outlives the first key's descriptor.
+  int m_Fd = -1;
+  bool m_OwnFd = false;
   unsigned m_Count = 0;
 };
 
 class KELSysRegLock {
  public:
   // Takes the exclusive lock on the open key file iFd (device iDevice, inode iInode), or joins this
-  // thread's hold on it (oJoined). On success oHold is the hold, to be given back with Release.
-  // KEL_E_TIMEOUT when the wait is over; the failure of a system call otherwise.
+  // thread's hold on it (oJoined). On success oHold is the hold, to be given back with Release; the
+  // key that took the lock keeps iFd open until then. KEL_E_TIMEOUT when the wait is over; the
+  // failure of a system call otherwise.
   static KELSysResult Exclusive(int iFd, dev_t iDevice, ino_t iInode, KELSysRegHold*& oHold, bool& oJoined);
+  // The same in two steps, for a key file not yet known, when no thread holds a lock (AnyHeld is
+  // false, so there is no hold of this thread to join): the lock on iFd (results as Exclusive),
+  // then, once the file is known, the hold made of it.
+  static KELSysResult LockExclusive(int iFd);
+  static KELSysRegHold* Hold(int iFd, dev_t iDevice, ino_t iInode);
   // Leaves the hold (unlocking the file when it was the last key on it); sets ioHold to nullptr.
   static void Release(KELSysRegHold*& ioHold);
 
@@ -70,9 +83,6 @@ class KELSysRegLock {
   // know which file it opened before locking it.
   static bool AnyHeld();
   static bool HeldByThread(dev_t iDevice, ino_t iInode);
-
-  // Whether the file open as iFd has no name left: removed while its lock was awaited.
-  static bool IsRemoved(int iFd);
 };
 
 #endif

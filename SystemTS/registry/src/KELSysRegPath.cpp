@@ -1,5 +1,6 @@
 #include "KELSysRegPath.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "KELSysRegRoot.h"
@@ -83,7 +84,9 @@ void KELSysRegMapKeyPath(std::string_view iBase, std::string_view iKeyPath, std:
   oFile.reserve(l_Folder.size() + 1 + iKeyPath.size() + KELSysRegKeyExtension.size());
   oFile.append(l_Folder);
   oFile += '/';
-  for (char l_Char : iKeyPath) oFile += l_Char == '\\' ? '/' : l_Char;
+  const size_t l_Start = oFile.size();
+  oFile.append(iKeyPath);
+  std::replace(oFile.begin() + ptrdiff_t(l_Start), oFile.end(), '\\', '/');
   oFile.append(KELSysRegKeyExtension);
 }
 

@@ -3,8 +3,10 @@
 #include <errno.h>
 #include <linux/openat2.h>
 #include <sys/syscall.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 
 namespace {
@@ -17,8 +19,44 @@ int OpenFlags(uint32_t iMode) {
   return (iMode == MORLockBytesReadWrite ? O_RDWR : O_RDONLY) | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 }
 
+// The type, size, count of names, device and inode of the open file iFd, in oStat (its other fields
+// are left out): 0, or -1 with errno set. Only these are asked for: the whole status, as fstat
+// takes it, costs some file systems several times more (ext4 works out the blocks of a small file
+// kept within its inode).
+int Status(int iFd, struct stat& oStat) {
+  constexpr unsigned k_Wanted = STATX_TYPE | STATX_MODE | STATX_NLINK | STATX_INO | STATX_SIZE;
+  struct statx l_Status;
+  if (statx(iFd, "", AT_EMPTY_PATH | AT_STATX_SYNC_AS_STAT, k_Wanted, &l_Status) != 0) {
+    // A system without statx (or one that filters it out) still has fstat.
+    if (errno != ENOSYS && errno != EPERM) return -1;
+    return fstat(iFd, &oStat);
+  }
+  if ((l_Status.stx_mask & k_Wanted) != k_Wanted) return fstat(iFd, &oStat);
+  oStat.st_mode = l_Status.stx_mode;
+  oStat.st_size = off_t(l_Status.stx_size);
+  oStat.st_nlink = nlink_t(l_Status.stx_nlink);
+  oStat.st_dev = makedev(l_Status.stx_dev_major, l_Status.stx_dev_minor);
+  oStat.st_ino = ino_t(l_Status.stx_ino);
+  return 0;
+}
+
 // Cleared for good when the system turns openat2 down as such (too old, or filtered out).
 std::atomic<bool> s_CanResolveBelow{true};
+
+// openat2 with the resolve flags iResolve; ENOSYS once the system has turned it down.
+int OpenResolved(int iDirFd, const char* iPath, uint32_t iMode, uint64_t iResolve) {
+  if (!s_CanResolveBelow.load(std::memory_order_relaxed)) {
+    errno = ENOSYS;
+    return -1;
+  }
+  open_how l_How{};
+  l_How.flags = uint64_t(OpenFlags(iMode));
+  l_How.resolve = iResolve;
+  int l_Fd = int(syscall(SYS_openat2, iDirFd, iPath, &l_How, sizeof l_How));
+  if (l_Fd < 0 && (errno == ENOSYS || errno == EPERM || errno == EINVAL || errno == E2BIG))
+    s_CanResolveBelow.store(false, std::memory_order_relaxed);
+  return l_Fd;
+}
 
 }  // namespace
 
@@ -38,24 +76,18 @@ int MORFileLockBytes::OpenDescriptor(int iDirFd, const char* iPath, uint32_t iMo
 }
 
 int MORFileLockBytes::OpenDescriptorBelow(int iDirFd, const char* iPath, uint32_t iMode) {
-  if (!s_CanResolveBelow.load(std::memory_order_relaxed)) {
-    errno = ENOSYS;
-    return -1;
-  }
-  open_how l_How{};
-  l_How.flags = uint64_t(OpenFlags(iMode));
-  l_How.resolve = RESOLVE_NO_SYMLINKS | RESOLVE_BENEATH;
-  int l_Fd = int(syscall(SYS_openat2, iDirFd, iPath, &l_How, sizeof l_How));
-  if (l_Fd < 0 && (errno == ENOSYS || errno == EPERM || errno == EINVAL || errno == E2BIG))
-    s_CanResolveBelow.store(false, std::memory_order_relaxed);
-  return l_Fd;
+  return OpenResolved(iDirFd, iPath, iMode, RESOLVE_NO_SYMLINKS | RESOLVE_BENEATH);
+}
+
+int MORFileLockBytes::OpenDescriptorWithoutLinks(int iDirFd, const char* iPath, uint32_t iMode) {
+  return OpenResolved(iDirFd, iPath, iMode, RESOLVE_NO_SYMLINKS);
 }
 
 KELSysResult MORFileLockBytes::Adopt(int iFd, uint32_t iMode, std::unique_ptr<MORFileLockBytes>& oFile) {
   if (iFd < 0) return LastError();
   struct stat l_Stat;
   KELSysResult l_Rc = KEL_S_OK;
-  if (fstat(iFd, &l_Stat) != 0)
+  if (Status(iFd, l_Stat) != 0)
     l_Rc = LastError();
   else if (!S_ISREG(l_Stat.st_mode))
     l_Rc = KEL_E_FAIL;
@@ -72,7 +104,8 @@ MORFileLockBytes::MORFileLockBytes(int iFd, uint32_t iMode, const struct stat& i
       m_Mode(iMode),
       m_OpenSize(uint64_t(iStat.st_size)),
       m_Device(iStat.st_dev),
-      m_Inode(iStat.st_ino) {}
+      m_Inode(iStat.st_ino),
+      m_Links(iStat.st_nlink) {}
 
 MORFileLockBytes::~MORFileLockBytes() { Close(); }
 
@@ -102,19 +135,39 @@ KELSysResult MORFileLockBytes::WriteAt(uint64_t iOffset, const void* iBuffer, si
   if (m_Mode != MORLockBytesReadWrite) return KEL_E_ACCESSDENIED;
   if (iCount == 0) return KEL_S_OK;
   struct stat l_Before;
-  if (fstat(m_Fd, &l_Before) != 0) return LastError();
-  // Reserve the whole range before the first byte is written, so that a full disk or an exhausted
-  // quota is met here, with the old content still whole, and not halfway through the write.
-  int l_Err = posix_fallocate(m_Fd, off_t(iOffset), off_t(iCount));
-  if (l_Err != 0) {
-    // Some file systems keep the part they managed to allocate, with the size grown over it: give
-    // the file back its old length.
-    struct stat l_After;
-    if (fstat(m_Fd, &l_After) == 0 && l_After.st_size != l_Before.st_size) {
-      int l_Ignored = ftruncate(m_Fd, l_Before.st_size);
-      (void)l_Ignored;
+  if (Status(m_Fd, l_Before) != 0) return LastError();
+  // The whole range is reserved: a hole within the file needs room as much as the bytes beyond it.
+  return Write(iOffset, iBuffer, iCount, uint64_t(l_Before.st_size), true, oWritten);
+}
+
+KELSysResult MORFileLockBytes::Overwrite(const void* iBuffer, size_t iCount, uint64_t iSize,
+                                         size_t& oWritten) {
+  m_OpenStatFresh = false;
+  oWritten = 0;
+  if (m_Mode != MORLockBytesReadWrite) return KEL_E_ACCESSDENIED;
+  if (iCount == 0) return KEL_S_OK;
+  return Write(0, iBuffer, iCount, iSize, false, oWritten);
+}
+
+KELSysResult MORFileLockBytes::Write(uint64_t iOffset, const void* iBuffer, size_t iCount, uint64_t iSize,
+                                     bool iWholeRange, size_t& oWritten) {
+  // Reserve the range (or only what lies beyond the file's end) before the first byte is written, so that a
+  // full disk or an exhausted quota is met here, with the old content still whole, and not halfway through
+  // the write.
+  const uint64_t l_End = iOffset + iCount;
+  const uint64_t l_From = iWholeRange ? iOffset : std::max(iSize, iOffset);
+  if (l_End > l_From) {
+    int l_Err = posix_fallocate(m_Fd, off_t(l_From), off_t(l_End - l_From));
+    if (l_Err != 0) {
+      // Some file systems keep the part they managed to allocate, with the size grown over it: give
+      // the file back its old length.
+      struct stat l_After;
+      if (Status(m_Fd, l_After) == 0 && uint64_t(l_After.st_size) != iSize) {
+        int l_Ignored = ftruncate(m_Fd, off_t(iSize));
+        (void)l_Ignored;
+      }
+      return KELSysResultFromErrno(l_Err);
     }
-    return KELSysResultFromErrno(l_Err);
   }
   const char* l_In = static_cast<const char*>(iBuffer);
   while (oWritten < iCount) {
@@ -132,6 +185,14 @@ KELSysResult MORFileLockBytes::SetSize(uint64_t iSize) {
   return ftruncate(m_Fd, off_t(iSize)) == 0 ? KEL_S_OK : LastError();
 }
 
+void MORFileLockBytes::Restat() {
+  struct stat l_Stat;
+  m_OpenStatFresh = Status(m_Fd, l_Stat) == 0;
+  if (!m_OpenStatFresh) return;
+  m_OpenSize = uint64_t(l_Stat.st_size);
+  m_Links = l_Stat.st_nlink;
+}
+
 KELSysResult MORFileLockBytes::Stat(MORLockBytesStat& oStat) {
   oStat.grfMode = m_Mode;
   if (m_OpenStatFresh) {
@@ -141,7 +202,7 @@ KELSysResult MORFileLockBytes::Stat(MORLockBytesStat& oStat) {
     return KEL_S_OK;
   }
   struct stat l_Stat;
-  if (fstat(m_Fd, &l_Stat) != 0) return LastError();
+  if (Status(m_Fd, l_Stat) != 0) return LastError();
   oStat.cbSize = uint64_t(l_Stat.st_size);
   return KEL_S_OK;
 }

@@ -1,7 +1,9 @@
 // Several processes on one registry: read-modify-write cycles that must lose no update, reads that
-// must never see a write-back halfway, a holder that never lets go, one thread opening a key twice,
+// must never see a write-back halfway, a holder that never lets go, a key file replaced while a
+// writer waits for it, one thread opening a key twice,
 // and trees that two processes create at once. Children start together (KELSysRegInChildren) and
 // report every read that went wrong.
+#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -212,6 +214,53 @@ TEST_F(KELSysRegLockTest, OpenGivesUpOnAStuckHolder) {
   MORUnicodeString l_Value;
   EXPECT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite), KEL_S_OK);
   EXPECT_TRUE(l_Key.QueryStringValue("V", l_Value) == KEL_S_OK && l_Value == MORUnicodeString("old"));
+}
+
+// Whether process iPid has iFile open.
+bool HasOpen(pid_t iPid, const std::string& iFile) {
+  const std::string l_Folder = "/proc/" + std::to_string(iPid) + "/fd/";
+  DIR* l_Dir = opendir(l_Folder.c_str());
+  bool l_Found = false;
+  while (dirent* l_Entry = l_Dir ? readdir(l_Dir) : nullptr) {
+    char l_Target[4096];
+    ssize_t l_Length = readlink((l_Folder + l_Entry->d_name).c_str(), l_Target, sizeof l_Target);
+    l_Found |= l_Length > 0 && std::string_view(l_Target, size_t(l_Length)) == iFile;
+  }
+  if (l_Dir) closedir(l_Dir);
+  return l_Found;
+}
+
+// A writer that opened the key file and then waited for its lock while the file was replaced (a
+// new file renamed over it) works on the new file: it reads it and its change lands there.
+TEST_F(KELSysRegLockTest, WriterThatWaitedOpensTheFileMadeMeanwhile) {
+  for (int l_Round = 0; l_Round < 5; ++l_Round) {
+    WriteKey("HKLM/K", "{\"K\":{\"V\":[3,\"old\"]}}");
+    const std::string l_File = Path("HKLM/K.json");
+    int l_Fd = open(l_File.c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(flock(l_Fd, LOCK_EX), 0);
+    pid_t l_Child = fork();
+    ASSERT_GE(l_Child, 0);
+    if (l_Child == 0) {
+      KELSysRegKey l_Key;
+      MORUnicodeString l_Value;
+      KELSysResult l_Rc = l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite);
+      if (l_Rc == KEL_S_OK) l_Rc = l_Key.QueryStringValue("V", l_Value);
+      if (l_Rc == KEL_S_OK) l_Rc = l_Key.SetStringValue("W", "added");
+      if (l_Rc == KEL_S_OK) l_Rc = l_Key.CloseKey();
+      _exit(l_Rc != KEL_S_OK ? 1 : l_Value != MORUnicodeString("new") ? 2 : 0);
+    }
+    // The child waits for the lock once it has the file open (or gives up after KELSysRegLockWait).
+    const auto l_Deadline = Clock::now() + KELSysRegLockWait;
+    while (!HasOpen(l_Child, l_File) && Clock::now() < l_Deadline) sched_yield();
+    std::ofstream(Path("HKLM/K.new")) << "{\"K\":{\"V\":[3,\"new\"]}}";
+    ASSERT_EQ(rename(Path("HKLM/K.new").c_str(), l_File.c_str()), 0);
+    flock(l_Fd, LOCK_UN);
+    close(l_Fd);
+    int l_Status = -1;
+    waitpid(l_Child, &l_Status, 0);
+    EXPECT_TRUE(WIFEXITED(l_Status) && WEXITSTATUS(l_Status) == 0) << "round " << l_Round << ": " << l_Status;
+    EXPECT_EQ(Read("HKLM/K.json"), "{\"Version\":\"1.0\",\"K\":{\"V\":[3,\"new\"],\"W\":[3,\"added\"]}}");
+  }
 }
 
 // The key objects one thread opens on one file share its lock: none waits for another, the file is

@@ -247,6 +247,36 @@ INSTANTIATE_TEST_SUITE_P(Layouts, KELSysRegChildTest,
                                          ChildCase{k_Real, k_Missing, KELSysResultFromErrno(ENOENT), "none"},
                                          ChildCase{k_Real, k_Fifo, KEL_E_FAIL, "none"}));
 
+// A key named from the hive by a path with links or ".." steps in it is the key of that whole path:
+// a registry reached through a link, a step out of a folder and back, a step through a missing one.
+TEST_F(KELSysRegKeyTreeTest, KeyPathsWithLinksAndDotsOpenAsTheWholePath) {
+  WriteKey("Real/HKLM/P/C", "{\"C\":{\"V\":[3,\"file\"]}}");
+  fs::create_directory_symlink(Path("Real"), Path("Linked"));
+  struct Case {
+    const char* m_Root;
+    const char* m_KeyPath;
+    KELSysResult m_Rc;
+  };
+  for (const Case& l_Case : {Case{"Real", "P\\C", KEL_S_OK}, Case{"Linked", "P\\C", KEL_S_OK},
+                             Case{"Real", "P\\..\\P\\C", KEL_S_OK}, Case{"Real", "Q\\..\\P\\C", KEL_E_FAIL},
+                             Case{"Linked", "P\\C\\..\\C", KEL_S_OK}}) {
+    KELSysRegSetRootForTest(Path(l_Case.m_Root).c_str());
+    for (int l_Round = 0; l_Round < 6; ++l_Round) {
+      KELSysRegKey l_Key;
+      SCOPED_TRACE(std::string(l_Case.m_Root) + " " + l_Case.m_KeyPath);
+      ASSERT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, l_Case.m_KeyPath, KELSysRegAccessReadWrite),
+                l_Case.m_Rc);
+      if (l_Case.m_Rc != KEL_S_OK) continue;
+      MORUnicodeString l_Value;
+      EXPECT_TRUE(l_Key.QueryStringValue("V", l_Value) == KEL_S_OK && l_Value == MORUnicodeString("file"));
+      EXPECT_EQ(l_Key.SetDWORDValue("N", uint32_t(l_Round)), KEL_S_OK);
+      EXPECT_EQ(l_Key.CloseKey(), KEL_S_OK);
+      EXPECT_EQ(Read("Real/HKLM/P/C.json"),
+                "{\"Version\":\"1.0\",\"C\":{\"V\":[3,\"file\"],\"N\":[1," + std::to_string(l_Round) + "]}}");
+    }
+  }
+}
+
 // ".." names P's own folder, so its key file is "...json" there, whichever way it is opened.
 TEST_F(KELSysRegKeyTreeTest, ChildNamedDotDotIsAFileInTheParentsFolder) {
   WriteKey("HKLM/P");
