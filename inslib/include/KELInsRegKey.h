@@ -102,6 +102,9 @@ class KELInsRegKey {
   static constexpr uint32_t TypeQWORD = 2;
   static constexpr uint32_t TypeString = 3;
   static constexpr uint32_t TypeMultiString = 4;
+  // The largest key file the registry reads: a key whose text would be longer is not written (its
+  // close fails and the file keeps its old text).
+  static uint64_t MaxKeyFileSize();
   // The type of a well-formed value; a missing or malformed one throws "GetValue - <name>".
   uint32_t GetValueType(const std::string& iName) const;
   // Typed reads ("GetValue - <name>" when missing or of another type) and writes ("SetValue - <name>,

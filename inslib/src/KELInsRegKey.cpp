@@ -9,6 +9,7 @@
 
 #include "KELSysRegKey.h"
 #include "KELSysRegRoot.h"
+#include "MORFileLockBytes.h"
 #include "MORUnicodeString.h"
 
 namespace {
@@ -226,6 +227,8 @@ void KELInsRegKey::SetValue(const std::string& iName, int32_t iValue) {
   Check(Key().SetDWORDValue(ValueName(iName, l_Scratch), static_cast<uint32_t>(iValue)), "SetValue",
         [&] { return iName + ", " + std::to_string(iValue); });
 }
+
+uint64_t KELInsRegKey::MaxKeyFileSize() { return MORFileLockBytesMaxSize; }
 
 uint32_t KELInsRegKey::GetValueType(const std::string& iName) const {
   KELSysRegKey& l_Key = Key();

@@ -134,12 +134,37 @@ class Parser {
 
   void Values(KELInsRegTree& oTree) {
     std::unordered_set<std::string> l_Seen;
+    SkipBlanks();
+    const size_t l_At = m_At;
+    uint64_t l_Stored = 0;
     Object("\"Values\"", [&](const std::string& iName, size_t iAt) {
       if (iName.size() > KELInsRegMaxValueName)
         Fail("value name longer than " + std::to_string(KELInsRegMaxValueName) + " bytes", iAt);
       if (!l_Seen.insert(iName).second) Fail("duplicate value \"" + iName + "\"", iAt);
       oTree.m_Values.push_back(Value(iName));
+      l_Stored += (l_Stored ? 1 : 0) + StoredSize(oTree.m_Values.back());
     });
+    // The registry would not write a key file that long: refused here, before anything is written.
+    if (l_Stored > H::MaxKeyFileSize())
+      Fail("the values of this key take " + std::to_string(l_Stored) +
+               " bytes in its key file, more than the " + std::to_string(H::MaxKeyFileSize()) +
+               " the registry holds",
+           l_At);
+  }
+
+  // The bytes a value takes in a key file: "name":[type,data].
+  static uint64_t StoredSize(const KELInsRegValue& iValue) {
+    uint64_t l_Size = KELInsRegStore(iValue.m_Name).size() + 7;
+    switch (iValue.m_Type) {
+      case H::TypeDWORD:
+      case H::TypeQWORD:
+        return l_Size + std::to_string(iValue.m_Number).size();
+      case H::TypeString:
+        return l_Size + KELInsRegStore(iValue.m_Strings.front()).size() + 2;
+    }
+    l_Size += 2 + (iValue.m_Strings.empty() ? 0 : iValue.m_Strings.size() - 1);
+    for (const std::string& l_Item : iValue.m_Strings) l_Size += KELInsRegStore(l_Item).size() + 2;
+    return l_Size;
   }
 
   // [type, data]

@@ -106,6 +106,11 @@ TEST_F(KELRegRoundTrip, HostileImportsAreRefusedWholeBeforeAnythingIsWritten) {
            Case{"{\"Key\": \"HKLM/W\", \"Values\": {\"v\": [4, [\"" + l_Big.substr(0, 600000) + "\", \"" +
                     l_Big.substr(0, 600000) + "\"]]}}",
                 "1:600044: string longer than 448576 bytes"},
+           // Two values that fit alone but not together in one key file (its size limit).
+           Case{"{\"Key\": \"HKLM/W\", \"Values\": {\"a\": [3, \"" + l_Big.substr(0, 600000) +
+                    "\"], \"b\": [3, \"" + l_Big.substr(0, 600000) + "\"]}}",
+                "1:29: the values of this key take 1200021 bytes in its key file, more than the 1048576 the "
+                "registry holds"},
            Case{std::string("{\"Key\": \"HKLM/W\0\"}", 18),
                 "1:16: control byte in a string (write it as an escape)"},
        }) {

@@ -322,6 +322,15 @@ KELSysResult KELSysRegKey::WriteBack() {
     return KEL_S_OK;
   }
 
+  // A text over the size limit would be refused by every later reader, which would then see the key
+  // without values: it is not written, and the key file keeps its old text.
+  if (l_Length > MORFileLockBytesMaxSize) {
+    if (m_Trace)
+      m_Trace->Print(KELSysTraceError,
+                     "  CloseKey %s: text of %zu bytes over the limit of %llu, not written\n",
+                     m_FilePath.c_str(), l_Length, static_cast<unsigned long long>(MORFileLockBytesMaxSize));
+    return KELSysResultFromErrno(EFBIG);
+  }
   // Under the hold the file holds m_Bytes, unless a failed write-back could not put them back.
   uint64_t l_OldSize = m_Hold->m_Bytes.size();
   if (!m_Hold->m_Exact) {

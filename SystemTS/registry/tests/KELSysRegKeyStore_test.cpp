@@ -373,4 +373,31 @@ INSTANTIATE_TEST_SUITE_P(Cuts, KELSysRegShortWriteTest,
                                          ShortCase{k_FullDisk, false, KEL_S_OK},
                                          ShortCase{k_FullDisk, true, KELSysResultFromErrno(ENOSPC)}));
 
+// A key whose text would grow over the key-file size limit is not written back: every later reader
+// would refuse the file and see the key without values. The close says so; the old text stays.
+TEST_F(KELSysRegKeyTreeTest, WriteBackOverTheSizeLimitKeepsTheOldText) {
+  KELSysRegKey l_Key;
+  ASSERT_EQ(l_Key.CreateKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite), KEL_S_OK);
+  ASSERT_EQ(l_Key.SetStringValue("A", "a"), KEL_S_OK);
+  ASSERT_EQ(l_Key.CloseKey(), KEL_S_OK);
+  const std::string l_Old = Read("HKLM/K.json");
+  ASSERT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite), KEL_S_OK);
+  const std::string l_Half(MORFileLockBytesMaxSize / 2, 'x');
+  ASSERT_EQ(l_Key.SetStringValue("B", l_Half.c_str()), KEL_S_OK);
+  ASSERT_EQ(l_Key.SetStringValue("C", l_Half.c_str()), KEL_S_OK);
+  l_Key.SetTraceForTest(&m_Trace);
+  EXPECT_EQ(l_Key.CloseKey(), KELSysResultFromErrno(EFBIG));
+  const size_t l_Length = l_Old.size() + 2 * (l_Half.size() + 11);  // ,"B":[3,"…"] and ,"C":[3,"…"]
+  EXPECT_NE(
+      m_TraceOutput->GetText().find("[E] KELSYSREGKEY:   CloseKey " + Path("HKLM/K.json") + ": text of " +
+                                    std::to_string(l_Length) + " bytes over the limit of " +
+                                    std::to_string(MORFileLockBytesMaxSize) + ", not written\n"),
+      std::string::npos)
+      << m_TraceOutput->GetText().substr(0, 300);
+  EXPECT_EQ(Read("HKLM/K.json"), l_Old);
+  MORUnicodeString l_Value;
+  ASSERT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead), KEL_S_OK);
+  EXPECT_EQ(l_Key.QueryStringValue("A", l_Value), KEL_S_OK);
+}
+
 }  // namespace
