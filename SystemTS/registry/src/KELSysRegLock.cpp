@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/file.h>
 #include <time.h>
 #include <unistd.h>
@@ -12,6 +13,18 @@
 #include <vector>
 
 namespace {
+
+// The forks this process has made (counted before each, so a child sees the count its parent has
+// after it). While it is unchanged since a lock was taken, no other process shares the locked open
+// file description, and closing its last descriptor releases the lock without an unlock of its own.
+std::atomic<unsigned> g_Forks{0};
+
+unsigned Forks() {
+  static const bool s_Counting =
+      pthread_atfork([] { g_Forks.fetch_add(1, std::memory_order_relaxed); }, nullptr, nullptr) == 0;
+  // Without the count every release unlocks explicitly.
+  return s_Counting ? g_Forks.load(std::memory_order_relaxed) : ~0u;
+}
 
 // The exclusive holds of every thread of the process. Most processes (a listing) never hold one: the
 // count spares them the mutex.
@@ -89,6 +102,7 @@ KELSysRegHold* KELSysRegLock::Hold(int iFd, dev_t iDevice, ino_t iInode) {
   l_Hold->m_Thread = std::this_thread::get_id();
   l_Hold->m_Fd = iFd;
   l_Hold->m_Count = 1;
+  l_Hold->m_Forks = Forks();
   HoldTable& l_Table = Table();
   std::lock_guard<std::mutex> l_Guard(l_Table.m_Mutex);
   l_Table.m_Holds.push_back(l_Hold);
@@ -107,9 +121,11 @@ void KELSysRegLock::Release(KELSysRegHold*& ioHold) {
     std::erase(l_Table.m_Holds, l_Hold);
     l_Table.m_Count.store(l_Table.m_Holds.size(), std::memory_order_release);
   }
-  // Unlocked at once, whatever other descriptors of the same open file description remain open (a
-  // child made by fork may have one).
-  flock(l_Hold->m_Fd, LOCK_UN);
+  // The caller closes its key's descriptor right after, and the hold's own one is closed here; that
+  // releases the lock, unless a child made by fork since has a descriptor of the same open file
+  // description: then it is unlocked at once, whatever the child does.
+  const unsigned l_Forks = Forks();
+  if (l_Forks != l_Hold->m_Forks || l_Forks == ~0u) flock(l_Hold->m_Fd, LOCK_UN);
   if (l_Hold->m_OwnFd) close(l_Hold->m_Fd);
   delete l_Hold;
 }

@@ -57,6 +57,7 @@ struct KELSysRegHold {
   // outlives the first key's descriptor.
   int m_Fd = -1;
   bool m_OwnFd = false;
+  unsigned m_Forks = 0;  // the process's fork count when the lock was taken
   unsigned m_Count = 0;
 };
 

@@ -216,6 +216,27 @@ TEST_F(KELSysRegLockTest, OpenGivesUpOnAStuckHolder) {
   EXPECT_TRUE(l_Key.QueryStringValue("V", l_Value) == KEL_S_OK && l_Value == MORUnicodeString("old"));
 }
 
+// A child made by fork while a key is held keeps a descriptor of the locked file: the lock still ends
+// when the parent closes the key, not when the child lets go of that descriptor.
+TEST_F(KELSysRegLockTest, CloseUnlocksWhileAForkedChildKeepsTheFileOpen) {
+  WriteKey("HKLM/K", "{\"K\":{}}");
+  for (bool l_Fork : {false, true}) {
+    KELSysRegKey l_Key;
+    ASSERT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite), KEL_S_OK);
+    pid_t l_Child = l_Fork ? fork() : -1;
+    if (l_Child == 0) {
+      for (;;) pause();  // keeps every descriptor it inherited
+    }
+    EXPECT_TRUE(IsLocked("HKLM/K.json"));
+    EXPECT_EQ(l_Key.CloseKey(), KEL_S_OK);
+    EXPECT_FALSE(IsLocked("HKLM/K.json")) << (l_Fork ? "with" : "without") << " a forked child";
+    if (l_Child > 0) {
+      kill(l_Child, SIGKILL);
+      waitpid(l_Child, nullptr, 0);
+    }
+  }
+}
+
 // Whether process iPid has iFile open.
 bool HasOpen(pid_t iPid, const std::string& iFile) {
   const std::string l_Folder = "/proc/" + std::to_string(iPid) + "/fd/";
