@@ -59,3 +59,15 @@ function(kel_module NAME DIR)
         PROPERTIES LABELS ${NAME})
   endif()
 endfunction()
+
+# kel_command(NAME MAIN LIBRARY)
+# The executable NAME from the thin MAIN on the module LIBRARY that holds its logic, installed to the
+# binary folder. Its runtime needs libc and libstdc++ only: the unwinder is linked in, unused
+# libraries dropped.
+function(kel_command NAME MAIN LIBRARY)
+  add_executable(${NAME} ${MAIN})
+  target_compile_options(${NAME} PRIVATE ${KEL_WARNINGS})
+  target_link_libraries(${NAME} PRIVATE ${LIBRARY})
+  target_link_options(${NAME} PRIVATE -static-libgcc -Wl,--as-needed)
+  install(TARGETS ${NAME} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endfunction()

@@ -7,13 +7,11 @@
 #include <stdlib.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "KELSysJSONPrivate.h"
@@ -21,21 +19,7 @@
 #include "KELSysRegTestRoot.h"
 #include "MORFileLockBytes.h"
 
-#if defined(__SANITIZE_ADDRESS__)
-#define KEL_FUZZ_HEAP_HOOKS 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define KEL_FUZZ_HEAP_HOOKS 1
-#endif
-#endif
-#ifdef KEL_FUZZ_HEAP_HOOKS
-// The sanitizer's allocator interface (declared here: not every compiler ships its header).
-extern "C" {
-size_t __sanitizer_get_allocated_size(const volatile void* iBlock);
-int __sanitizer_install_malloc_and_free_hooks(void (*iMalloc)(const volatile void*, size_t),
-                                              void (*iFree)(const volatile void*));
-}
-#endif
+#include "../SystemTS/MORSysTS03.m/tests/KELSysMemoryPeak.h"
 
 namespace {
 
@@ -74,37 +58,16 @@ void QueryAll(KELSysRegKey& ioKey) {
   }
 }
 
-#ifdef KEL_FUZZ_HEAP_HOOKS
-std::atomic<bool> g_Counting{false};
-std::atomic<int64_t> g_Live{0}, g_Peak{0};
-
-void OnMalloc(const volatile void*, size_t iSize) {
-  if (!g_Counting) return;
-  const int64_t l_Live = g_Live += static_cast<int64_t>(iSize);
-  int64_t l_Peak = g_Peak;
-  while (l_Live > l_Peak && !g_Peak.compare_exchange_weak(l_Peak, l_Live)) {
-  }
-}
-void OnFree(const volatile void* iBlock) {
-  if (g_Counting) g_Live -= static_cast<int64_t>(__sanitizer_get_allocated_size(iBlock));
-}
-
+#ifdef KEL_MEMORY_PEAK_HOOKS
 // Opens, queries and closes the key on a thread of its own, so that no parser storage kept per
 // thread from an earlier input is reused, and traps when the heap grew past the bound meanwhile.
 void CheckPeak(size_t iSize) {
-  static const bool s_Hooked = (__sanitizer_install_malloc_and_free_hooks(OnMalloc, OnFree), true);
-  (void)s_Hooked;
-  g_Live = 0;
-  g_Peak = 0;
-  g_Counting = true;
-  std::thread([] {
+  const int64_t l_Peak = KELSysHeapPeak([] {
     KELSysRegKey l_Key;
     l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead);
     QueryAll(l_Key);
-  }).join();
-  g_Counting = false;
-  if (static_cast<uint64_t>(g_Peak.load()) > KELSysJSONPeakPerByte * iSize + KELSysJSONPeakFixed)
-    __builtin_trap();
+  });
+  if (static_cast<uint64_t>(l_Peak) > KELSysJSONPeakPerByte * iSize + KELSysJSONPeakFixed) __builtin_trap();
 }
 #endif
 
@@ -135,7 +98,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* iData, size_t iSize) {
   const std::string l_File = Root() + "/HKLM/K.json";
   std::ofstream(l_File, std::ios::binary | std::ios::trunc)
       .write(reinterpret_cast<const char*>(iData), iSize);
-#ifdef KEL_FUZZ_HEAP_HOOKS
+#ifdef KEL_MEMORY_PEAK_HOOKS
   CheckPeak(iSize);
 #endif
   KELSysRegKey l_Key;

@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -38,15 +39,40 @@ int __sanitizer_install_malloc_and_free_hooks(void (*iMalloc)(const volatile voi
 namespace KELSysMemoryPeakDetail {
 
 #ifdef KEL_MEMORY_PEAK_HOOKS
-inline int64_t g_Live = 0, g_Peak = 0;
+inline std::atomic<bool> g_Counting{false};
+inline std::atomic<int64_t> g_Live{0}, g_Peak{0};
 inline void OnMalloc(const volatile void*, size_t iSize) {
-  g_Live += static_cast<int64_t>(iSize);
-  if (g_Live > g_Peak) g_Peak = g_Live;
+  if (!g_Counting) return;
+  const int64_t l_Live = g_Live += static_cast<int64_t>(iSize);
+  int64_t l_Peak = g_Peak;
+  while (l_Live > l_Peak && !g_Peak.compare_exchange_weak(l_Peak, l_Live)) {
+  }
 }
 inline void OnFree(const volatile void* iBlock) {
-  g_Live -= static_cast<int64_t>(__sanitizer_get_allocated_size(iBlock));
+  if (g_Counting) g_Live -= static_cast<int64_t>(__sanitizer_get_allocated_size(iBlock));
 }
 #endif
+
+}  // namespace KELSysMemoryPeakDetail
+
+#ifdef KEL_MEMORY_PEAK_HOOKS
+// Under AddressSanitizer, in this process: the most heap bytes held at once beyond those held before,
+// while iWork runs on a thread of its own (so that storage kept per thread from earlier work is not
+// reused). The allocator's hooks count every block of every thread meanwhile.
+inline int64_t KELSysHeapPeak(const std::function<void()>& iWork) {
+  using namespace KELSysMemoryPeakDetail;
+  static const bool s_Hooked = (__sanitizer_install_malloc_and_free_hooks(OnMalloc, OnFree), true);
+  (void)s_Hooked;
+  g_Live = 0;
+  g_Peak = 0;
+  g_Counting = true;
+  std::thread(iWork).join();
+  g_Counting = false;
+  return g_Peak;
+}
+#endif
+
+namespace KELSysMemoryPeakDetail {
 
 // A "Vm...:  N kB" line of /proc/self/status, in bytes.
 inline int64_t StatusBytes(const char* iField) {
@@ -58,12 +84,7 @@ inline int64_t StatusBytes(const char* iField) {
 
 inline int64_t Measure(const std::function<void()>& iWork) {
 #ifdef KEL_MEMORY_PEAK_HOOKS
-  std::thread l_Worker([&] {
-    __sanitizer_install_malloc_and_free_hooks(OnMalloc, OnFree);
-    iWork();
-  });
-  l_Worker.join();
-  return g_Peak;
+  return KELSysHeapPeak(iWork);
 #else
   malloc_trim(0);
   std::ofstream("/proc/self/clear_refs") << "5";  // resets the high-water mark to the current set
