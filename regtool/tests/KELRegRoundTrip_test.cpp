@@ -94,8 +94,6 @@ TEST_F(KELRegRoundTrip, HostileImportsAreRefusedWholeBeforeAnythingIsWritten) {
            Case{l_Deep, "1:9251: keys nested deeper than 512 levels"},
            Case{l_Nested, "1:40: expected a string in a REG_MULTI_SZ list"},
            Case{"{\"Key\": \"HKLM/W\", \"Values\": {\"v\": [\"3\", \"x\"]}}", "1:36: expected a value type"},
-           Case{"{\"Key\": \"HKLM/W\", \"Values\": {\"v\": [1, 1e3]}}",
-                "1:39: a REG_DWORD number must be a whole number"},
            Case{"{\"Key\": \"HKLM/W\", \"Subkeys\": {\"S\": {\"Values\": {\"v\": [2, " +
                     std::string(400, '9') + "]}}}}",
                 "1:57: a REG_QWORD number out of range (at most 18446744073709551615)"},
@@ -111,8 +109,6 @@ TEST_F(KELRegRoundTrip, HostileImportsAreRefusedWholeBeforeAnythingIsWritten) {
                     "\"], \"b\": [3, \"" + l_Big.substr(0, 600000) + "\"]}}",
                 "1:29: the values of this key take 1200021 bytes in its key file, more than the 1048576 the "
                 "registry holds"},
-           Case{std::string("{\"Key\": \"HKLM/W\0\"}", 18),
-                "1:16: control byte in a string (write it as an escape)"},
        }) {
     // The good part of each document would be written if anything were.
     std::string l_Document = l_Case.m_Document;
