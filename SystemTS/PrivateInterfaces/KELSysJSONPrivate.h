@@ -63,107 +63,103 @@ inline constexpr size_t KELSysJSONPeakFixed = size_t(1) << 20;
 // The largest text the 32-bit token offsets can describe.
 inline constexpr size_t KELSysJSONMaxText = 0x7FFFFFFF;
 
-class KELSysJSONTokenizer {
+// Says on the "KELSysJSON" channel that a container opened at iPosition lies more than
+// KELSysJSONMaxDepth levels deep.
+inline void KELSysJSONTraceTooDeep(uint32_t iPosition) {
+  if (KELSysTrace* l_Trace = KELSysTrace::Find("KELSysJSON"))
+    l_Trace->Print(KELSysTraceError, "JSON nesting deeper than %u levels at position %u\n",
+                   KELSysJSONMaxDepth, iPosition);
+}
+
+// The byte loop of a token machine, shared by the tokenizer below and the registry's reader, so
+// that both read every text alike. A machine has m_Pos (the byte being read) and takes these steps,
+// each answering 0 or one of KELSysJSONTokenizeResult: Open(type) and Close(type) for brackets,
+// Colon(), Comma(), and Leaf(type, start, end) for a string or a primitive. A machine may answer
+// KELSysJSONTokenizeNoMemory from Open or Leaf only without changing anything, so that the loop
+// can run again from the same byte.
+class KELSysJSONLex {
  public:
-  uint32_t m_Pos = 0;    // next byte to read; after a failure, the byte the report points at
-  uint32_t m_Next = 0;   // index of the next free token
-  int32_t m_Super = -1;  // index of the enclosing token, -1 for none
-  int32_t m_Inner = -1;  // innermost open container, -1 for none
-  int32_t m_Root = -1;   // top-level token above the last token, -1 before the first
-  uint32_t m_Depth = 0;  // containers open
-
-  void Reset() { *this = KELSysJSONTokenizer(); }
-
-  // Tokenizes iText up to iLength bytes or the first NUL. Returns the number of tokens, or one of
-  // KELSysJSONTokenizeResult. iLength must not exceed KELSysJSONMaxText.
-  int32_t Run(const char* iText, uint32_t iLength, KELSysJSONTokenRecord* ioTokens, uint32_t iCapacity) {
-    // A local copy: token records are integers too, so writing them would otherwise make the
-    // compiler reload the state from memory after every token.
-    KELSysJSONTokenizer l_State = *this;
-    const int32_t l_Result = l_State.Pass(iText, iLength, ioTokens, iCapacity);
-    *this = l_State;
+  // The machine runs as a local copy: tokens are integers too, so writing them through a pointer
+  // would otherwise make the compiler reload the machine's state from memory after every token.
+  template <class Machine>
+  static int32_t Pass(Machine& ioMachine, const char* iText, uint32_t iLength) {
+    Machine l_Machine(ioMachine);
+    const int32_t l_Result = Loop(l_Machine, iText, iLength);
+    ioMachine = l_Machine;
     return l_Result;
   }
 
  private:
-  int32_t Pass(const char* iText, uint32_t iLength, KELSysJSONTokenRecord* ioTokens, uint32_t iCapacity) {
-    for (; m_Pos < iLength && iText[m_Pos] != '\0'; ++m_Pos) {
+  // What a byte begins, from one table look-up.
+  enum ByteClass : unsigned char {
+    kBlank,
+    kObject,
+    kArray,
+    kObjectEnd,
+    kArrayEnd,
+    kQuote,
+    kColon,
+    kComma,
+    kNul,
+    kOther
+  };
+  static ByteClass ClassOf(char iByte) {
+    static constexpr struct Table {
+      ByteClass m_Class[256];
+      constexpr Table() : m_Class() {
+        for (ByteClass& l_Class : m_Class) l_Class = kOther;
+        m_Class[static_cast<unsigned char>('\t')] = m_Class[static_cast<unsigned char>('\n')] = kBlank;
+        m_Class[static_cast<unsigned char>('\r')] = m_Class[static_cast<unsigned char>(' ')] = kBlank;
+        m_Class[static_cast<unsigned char>('{')] = kObject;
+        m_Class[static_cast<unsigned char>('[')] = kArray;
+        m_Class[static_cast<unsigned char>('}')] = kObjectEnd;
+        m_Class[static_cast<unsigned char>(']')] = kArrayEnd;
+        m_Class[static_cast<unsigned char>('"')] = kQuote;
+        m_Class[static_cast<unsigned char>(':')] = kColon;
+        m_Class[static_cast<unsigned char>(',')] = kComma;
+        m_Class[0] = kNul;
+      }
+    } s_Table;
+    return s_Table.m_Class[static_cast<unsigned char>(iByte)];
+  }
+
+  template <class Machine>
+  [[gnu::always_inline]] static int32_t Loop(Machine& ioMachine, const char* iText, uint32_t iLength) {
+    uint32_t& l_Pos = ioMachine.m_Pos;
+    for (; l_Pos < iLength; ++l_Pos) {
       int32_t l_Result;
-      switch (iText[m_Pos]) {
-        case '\t':
-        case '\n':
-        case '\r':
-        case ' ':
+      switch (ClassOf(iText[l_Pos])) {
+        case kBlank:
           continue;
-        case '{':
-        case '[':
-          l_Result =
-              Open(iText[m_Pos] == '{' ? KELSysJSONTokenObject : KELSysJSONTokenArray, ioTokens, iCapacity);
+        case kNul:
+          return 0;
+        case kObject:
+          l_Result = ioMachine.Open(KELSysJSONTokenObject);
           break;
-        case '}':
-        case ']':
-          l_Result = Close(iText[m_Pos] == '}' ? KELSysJSONTokenObject : KELSysJSONTokenArray, ioTokens);
+        case kArray:
+          l_Result = ioMachine.Open(KELSysJSONTokenArray);
           break;
-        case '"':
-          l_Result = String(iText, iLength, ioTokens, iCapacity);
+        case kObjectEnd:
+          l_Result = ioMachine.Close(KELSysJSONTokenObject);
           break;
-        case ':':
-          m_Super = static_cast<int32_t>(m_Next) - 1;
+        case kArrayEnd:
+          l_Result = ioMachine.Close(KELSysJSONTokenArray);
+          break;
+        case kQuote:
+          l_Result = String(ioMachine, iText, iLength);
+          break;
+        case kColon:
+          ioMachine.Colon();
           continue;
-        case ',':
-          if (m_Super != -1 && ioTokens[m_Super].m_Type != KELSysJSONTokenObject &&
-              ioTokens[m_Super].m_Type != KELSysJSONTokenArray)
-            m_Super = ioTokens[m_Super].m_Parent;
+        case kComma:
+          ioMachine.Comma();
           continue;
         default:
-          l_Result = Primitive(iText, iLength, ioTokens, iCapacity);
+          l_Result = Primitive(ioMachine, iText, iLength);
           break;
       }
       if (l_Result < 0) return l_Result;
     }
-    return m_Inner != -1 ? KELSysJSONTokenizeIncomplete : static_cast<int32_t>(m_Next);
-  }
-
-  // Takes the next free token, linked to the enclosing one. Nothing changes when none is free, so
-  // that the pass can resume at the same byte.
-  KELSysJSONTokenRecord* Take(int32_t iType, int32_t iStart, int32_t iEnd, KELSysJSONTokenRecord* ioTokens,
-                              uint32_t iCapacity) {
-    if (m_Next >= iCapacity) return nullptr;
-    KELSysJSONTokenRecord* l_Token = &ioTokens[m_Next];
-    *l_Token = {iType, iStart, iEnd, 0, m_Super};
-    if (m_Super != -1)
-      ++ioTokens[m_Super].m_Size;
-    else
-      m_Root = static_cast<int32_t>(m_Next);
-    ++m_Next;
-    return l_Token;
-  }
-
-  int32_t Open(int32_t iType, KELSysJSONTokenRecord* ioTokens, uint32_t iCapacity) {
-    if (m_Depth >= KELSysJSONMaxDepth) return KELSysJSONTokenizeTooDeep;
-    if (!Take(iType, static_cast<int32_t>(m_Pos), -2 - m_Inner, ioTokens, iCapacity))
-      return KELSysJSONTokenizeNoMemory;
-    m_Super = m_Inner = static_cast<int32_t>(m_Next) - 1;
-    ++m_Depth;
-    return 0;
-  }
-
-  // A closing bracket closes the innermost open token found going from the last token up through
-  // its parents. Every token made while a container is open lies below it, and the enclosing
-  // token always lies on the last token's chain of parents, so that token is the innermost open
-  // container, kept in m_Inner: no walk is needed, and a text of closing brackets stays linear.
-  // With none open, the walk would end at the last token's top-level token: the bracket is then
-  // accepted, closing nothing, when that token's type matches and an enclosing token is set.
-  int32_t Close(int32_t iType, KELSysJSONTokenRecord* ioTokens) {
-    if (m_Next == 0) return KELSysJSONTokenizeInvalid;
-    if (m_Inner == -1)
-      return ioTokens[m_Root].m_Type == iType && m_Super != -1 ? 0 : KELSysJSONTokenizeInvalid;
-    KELSysJSONTokenRecord& l_Token = ioTokens[m_Inner];
-    if (l_Token.m_Type != iType) return KELSysJSONTokenizeInvalid;
-    m_Inner = -2 - l_Token.m_End;
-    --m_Depth;
-    l_Token.m_End = static_cast<int32_t>(m_Pos) + 1;
-    m_Super = l_Token.m_Parent;
     return 0;
   }
 
@@ -196,9 +192,12 @@ class KELSysJSONTokenizer {
     }
   }
 
-  // A string from the opening quote at m_Pos. Any failure leaves m_Pos on that quote.
-  int32_t String(const char* iText, uint32_t iLength, KELSysJSONTokenRecord* ioTokens, uint32_t iCapacity) {
-    uint32_t l_Pos = m_Pos + 1;
+  // A string from the opening quote at m_Pos. Any failure leaves m_Pos on that quote; success
+  // leaves it on the closing one.
+  template <class Machine>
+  [[gnu::always_inline]] static int32_t String(Machine& ioMachine, const char* iText, uint32_t iLength) {
+    const uint32_t l_Quote = ioMachine.m_Pos;
+    uint32_t l_Pos = l_Quote + 1;
     for (;;) {
       l_Pos = SkipPlain(iText, iLength, l_Pos);
       if (l_Pos >= iLength || iText[l_Pos] == '\0') return KELSysJSONTokenizeIncomplete;
@@ -208,11 +207,10 @@ class KELSysJSONTokenizer {
       if (l_Result < 0) return l_Result;
       ++l_Pos;
     }
-    if (!Take(KELSysJSONTokenString, static_cast<int32_t>(m_Pos) + 1, static_cast<int32_t>(l_Pos), ioTokens,
-              iCapacity))
-      return KELSysJSONTokenizeNoMemory;
-    m_Pos = l_Pos;
-    return 0;
+    const int32_t l_Result =
+        ioMachine.Leaf(KELSysJSONTokenString, static_cast<int32_t>(l_Quote) + 1, static_cast<int32_t>(l_Pos));
+    if (l_Result != KELSysJSONTokenizeNoMemory) ioMachine.m_Pos = l_Pos;
+    return l_Result;
   }
 
   // The first byte from iPos on that is a double quote, a backslash or NUL (iLength if none).
@@ -239,22 +237,22 @@ class KELSysJSONTokenizer {
 
   // A primitive from m_Pos to the next separator or the end of the text; m_Pos is left on its last
   // byte. Every byte must be printable ASCII; on a failure m_Pos points at the offending byte.
-  int32_t Primitive(const char* iText, uint32_t iLength, KELSysJSONTokenRecord* ioTokens,
-                    uint32_t iCapacity) {
-    uint32_t l_Pos = m_Pos;
+  template <class Machine>
+  [[gnu::always_inline]] static int32_t Primitive(Machine& ioMachine, const char* iText, uint32_t iLength) {
+    const uint32_t l_First = ioMachine.m_Pos;
+    uint32_t l_Pos = l_First;
     for (; l_Pos < iLength; ++l_Pos) {
       const unsigned char l_Class = PrimitiveClass(static_cast<unsigned char>(iText[l_Pos]));
       if (l_Class == kPrimitiveEnd) break;
       if (l_Class == kPrimitiveBad) {
-        m_Pos = l_Pos;
+        ioMachine.m_Pos = l_Pos;
         return KELSysJSONTokenizeInvalid;
       }
     }
-    if (!Take(KELSysJSONTokenPrimitive, static_cast<int32_t>(m_Pos), static_cast<int32_t>(l_Pos), ioTokens,
-              iCapacity))
-      return KELSysJSONTokenizeNoMemory;
-    m_Pos = l_Pos - 1;
-    return 0;
+    const int32_t l_Result =
+        ioMachine.Leaf(KELSysJSONTokenPrimitive, static_cast<int32_t>(l_First), static_cast<int32_t>(l_Pos));
+    if (l_Result != KELSysJSONTokenizeNoMemory) ioMachine.m_Pos = l_Pos - 1;
+    return l_Result;
   }
 
   static constexpr unsigned char kPrimitiveByte = 0, kPrimitiveEnd = 1, kPrimitiveBad = 2;
@@ -271,6 +269,97 @@ class KELSysJSONTokenizer {
     return s_Table.m_Class[iByte];
   }
 };
+
+// The tokenizer: a token machine that writes every token into a caller-owned array of records.
+class KELSysJSONTokenizer {
+ public:
+  uint32_t m_Pos = 0;    // next byte to read; after a failure, the byte the report points at
+  uint32_t m_Next = 0;   // index of the next free token
+  int32_t m_Super = -1;  // index of the enclosing token, -1 for none
+  int32_t m_Inner = -1;  // innermost open container, -1 for none
+  int32_t m_Root = -1;   // top-level token above the last token, -1 before the first
+  uint32_t m_Depth = 0;  // containers open
+
+  void Reset() { *this = KELSysJSONTokenizer(); }
+
+  // Tokenizes iText up to iLength bytes or the first NUL. Returns the number of tokens, or one of
+  // KELSysJSONTokenizeResult. iLength must not exceed KELSysJSONMaxText.
+  int32_t Run(const char* iText, uint32_t iLength, KELSysJSONTokenRecord* ioTokens, uint32_t iCapacity);
+
+ private:
+  struct Machine;
+};
+
+struct KELSysJSONTokenizer::Machine : KELSysJSONTokenizer {
+  KELSysJSONTokenRecord* m_Tokens;
+  uint32_t m_Capacity;
+
+  Machine(const KELSysJSONTokenizer& iState, KELSysJSONTokenRecord* ioTokens, uint32_t iCapacity)
+      : KELSysJSONTokenizer(iState), m_Tokens(ioTokens), m_Capacity(iCapacity) {}
+
+  // Takes the next free token, linked to the enclosing one. Nothing changes when none is free, so
+  // that the pass can resume at the same byte.
+  KELSysJSONTokenRecord* Take(int32_t iType, int32_t iStart, int32_t iEnd) {
+    if (m_Next >= m_Capacity) return nullptr;
+    KELSysJSONTokenRecord* l_Token = &m_Tokens[m_Next];
+    *l_Token = {iType, iStart, iEnd, 0, m_Super};
+    if (m_Super != -1)
+      ++m_Tokens[m_Super].m_Size;
+    else
+      m_Root = static_cast<int32_t>(m_Next);
+    ++m_Next;
+    return l_Token;
+  }
+
+  int32_t Leaf(int32_t iType, int32_t iStart, int32_t iEnd) {
+    return Take(iType, iStart, iEnd) ? 0 : KELSysJSONTokenizeNoMemory;
+  }
+
+  int32_t Open(int32_t iType) {
+    if (m_Depth >= KELSysJSONMaxDepth) return KELSysJSONTokenizeTooDeep;
+    if (!Take(iType, static_cast<int32_t>(m_Pos), -2 - m_Inner)) return KELSysJSONTokenizeNoMemory;
+    m_Super = m_Inner = static_cast<int32_t>(m_Next) - 1;
+    ++m_Depth;
+    return 0;
+  }
+
+  // A closing bracket closes the innermost open token found going from the last token up through
+  // its parents. Every token made while a container is open lies below it, and the enclosing
+  // token always lies on the last token's chain of parents, so that token is the innermost open
+  // container, kept in m_Inner: no walk is needed, and a text of closing brackets stays linear.
+  // With none open, the walk would end at the last token's top-level token: the bracket is then
+  // accepted, closing nothing, when that token's type matches and an enclosing token is set.
+  int32_t Close(int32_t iType) {
+    if (m_Next == 0) return KELSysJSONTokenizeInvalid;
+    if (m_Inner == -1)
+      return m_Tokens[m_Root].m_Type == iType && m_Super != -1 ? 0 : KELSysJSONTokenizeInvalid;
+    KELSysJSONTokenRecord& l_Token = m_Tokens[m_Inner];
+    if (l_Token.m_Type != iType) return KELSysJSONTokenizeInvalid;
+    m_Inner = -2 - l_Token.m_End;
+    --m_Depth;
+    l_Token.m_End = static_cast<int32_t>(m_Pos) + 1;
+    m_Super = l_Token.m_Parent;
+    return 0;
+  }
+
+  void Colon() { m_Super = static_cast<int32_t>(m_Next) - 1; }
+  void Comma() {
+    if (m_Super != -1 && m_Tokens[m_Super].m_Type != KELSysJSONTokenObject &&
+        m_Tokens[m_Super].m_Type != KELSysJSONTokenArray)
+      m_Super = m_Tokens[m_Super].m_Parent;
+  }
+};
+
+inline int32_t KELSysJSONTokenizer::Run(const char* iText, uint32_t iLength, KELSysJSONTokenRecord* ioTokens,
+                                        uint32_t iCapacity) {
+  Machine l_Machine{*this, ioTokens, iCapacity};
+  int32_t l_Result = KELSysJSONLex::Pass(l_Machine, iText, iLength);
+  if (l_Result == 0)
+    l_Result =
+        l_Machine.m_Inner != -1 ? KELSysJSONTokenizeIncomplete : static_cast<int32_t>(l_Machine.m_Next);
+  *this = l_Machine;
+  return l_Result;
+}
 
 // A growable block of token records with the tokenizer state of its last pass.
 class KELSysJSONTokenBlock {
@@ -321,7 +410,7 @@ class KELSysJSONTokenBlock {
         }
         continue;
       }
-      if (l_Result == KELSysJSONTokenizeTooDeep) TraceTooDeep();
+      if (l_Result == KELSysJSONTokenizeTooDeep) KELSysJSONTraceTooDeep(m_State.m_Pos);
       if (iErrors)
         iErrors->Report(KELSysTraceError, iFile, iLine, "JSON parsing error at position %u\n", m_State.m_Pos);
       Free();
@@ -330,12 +419,6 @@ class KELSysJSONTokenBlock {
   }
 
  private:
-  void TraceTooDeep() const {
-    if (KELSysTrace* l_Trace = KELSysTrace::Find("KELSysJSON"))
-      l_Trace->Print(KELSysTraceError, "JSON nesting deeper than %u levels at position %u\n",
-                     KELSysJSONMaxDepth, m_State.m_Pos);
-  }
-
   bool Grow(uint32_t iCapacity) {
     if (iCapacity == 0) return true;  // nothing to hold; the first token needed fails to grow
     void* l_Records = std::realloc(m_Records, size_t{iCapacity} * sizeof(KELSysJSONTokenRecord));

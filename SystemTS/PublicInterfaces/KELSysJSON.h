@@ -53,6 +53,13 @@ class KELSysJSON {
   // KEL_E_OUTOFMEMORY (oRoot left null).
   KELSysResult Build(KELSysJSONValue& oRoot);
 
+  // Parse and Build in one, with the same result and the same tree, but without keeping a token
+  // per token of the text: a reader that wants the tree only, of a text of any shape, pays for
+  // little more than the tree. The text may be discarded afterwards. Unlike Parse, a short text
+  // never fails for want of token room. Tokens of an earlier Parse are left as they were.
+  KELSysResult Read(const char* iText, size_t iLength, KELSysJSONValue& oRoot,
+                    KELSysTrace* iErrors = nullptr);
+
   // Parses iText and walks its tokens calling iCallbacks in document order, with the same
   // reading of primitives and the same checks as Build. Returns the Parse result when it fails,
   // else KEL_S_OK, or KEL_E_FAIL when the structure is rejected or a callback answered false.

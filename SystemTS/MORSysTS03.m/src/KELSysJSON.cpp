@@ -5,6 +5,7 @@
 
 #include "KELSysJSONBuilder.h"
 #include "KELSysJSONPrivate.h"
+#include "KELSysJSONReader.h"
 #include "KELSysJSONWalker.h"
 #include "KELSysTrace.h"
 
@@ -12,6 +13,7 @@
 struct KELSysJSON::Work {
   std::vector<KELSysJSONWalker::Frame> m_Frames;
   std::vector<KELSysJSONValue*> m_Open;
+  KELSysJSONReadWork m_Read;
 };
 
 namespace {
@@ -73,6 +75,32 @@ KELSysResult KELSysJSON::Build(KELSysJSONValue& oRoot) {
     oRoot.SetNull();
     return KEL_E_OUTOFMEMORY;
   }
+}
+
+KELSysResult KELSysJSON::Read(const char* iText, size_t iLength, KELSysJSONValue& oRoot,
+                              KELSysTrace* iErrors) {
+  oRoot.SetNull();
+  if (iText == nullptr || iLength > KELSysJSONMaxText) return KEL_E_INVALIDARG;
+  const uint32_t l_Length = static_cast<uint32_t>(iLength);
+  KELSysResult l_Rc = KEL_E_FAIL;
+  try {
+    uint32_t l_Position = 0;
+    const int32_t l_Tokens = KELSysJSONCount(iText, l_Length, m_Work->m_Read, l_Position);
+    if (l_Tokens < 0) {
+      if (l_Tokens == KELSysJSONTokenizeTooDeep) KELSysJSONTraceTooDeep(l_Position);
+      if (iErrors)
+        iErrors->Report(KELSysTraceError, "SystemTS/MORSysTS03.m/src/KELSysJSON", __LINE__,
+                        "JSON parsing error at position %u\n", l_Position);
+    } else if (l_Tokens > 0) {
+      KELSysJSONBuilder l_Builder(oRoot, m_Work->m_Open, m_Trace, m_Scratch, static_cast<uint32_t>(l_Tokens));
+      if (KELSysJSONWalkCounted(iText, l_Length, l_Builder, m_Work->m_Read)) l_Rc = KEL_S_OK;
+    }
+  } catch (const std::bad_alloc&) {
+    l_Rc = KEL_E_OUTOFMEMORY;
+  }
+  if (l_Rc != KEL_S_OK) oRoot.SetNull();
+  // m_Work->m_Read.Trim();
+  return l_Rc;
 }
 
 KELSysResult KELSysJSON::Traverse(const char* iText, size_t iLength, KELSysJSONTraverse& iCallbacks,

@@ -62,7 +62,7 @@ bool ReadPlainDouble(const char* iText, uint32_t iLength, double& oValue) {
 
 }  // namespace
 
-KELSysJSONPrimitive KELSysJSONPrimitive::Read(const char* iText, uint32_t iLength) {
+KELSysJSONPrimitive KELSysJSONPrimitive::ReadAny(const char* iText, uint32_t iLength) {
   KELSysJSONPrimitive l_Read;
   if (iLength == 4 && std::memcmp(iText, "true", 4) == 0) {
     l_Read.m_Kind = True;

@@ -3,8 +3,10 @@
 // two sinks of the same walk, so both accept and reject exactly the same texts.
 //
 // The walk starts at the first token and stops after the value it begins. It rejects: an object
-// member that is not a string token, a key whose next token is not its child, and a container
-// whose members walked do not add up to the count the tokenizer gave it.
+// member that is not a string token, a key whose next token is not its child, a container whose
+// members walked do not add up to the count the tokenizer gave it, and a container inside
+// KELSysJSONMaxDepth others (which colons can chain below closed containers, past the tokenizer's
+// own bound on open ones: "[[]:[]:[]...]"), said on the "KELSysJSON" channel.
 //
 // A sink offers, each answering false to abort: ObjectBegin(token), Key(bytes, length),
 // ObjectEnd(), ArrayBegin(token), ItemBegin(), ItemEnd(), ArrayEnd(), String(bytes, length),
@@ -57,13 +59,15 @@ class KELSysJSONWalker {
     const uint32_t l_Length = static_cast<uint32_t>(l_Token.m_End - l_Token.m_Start);
     switch (l_Token.m_Type) {
       case KELSysJSONTokenObject:
-        oContainer = true;
-        m_Stack.push_back({static_cast<int32_t>(iIndex), 0});
-        return ioSink.ObjectBegin(l_Token);
       case KELSysJSONTokenArray:
+        if (m_Stack.size() >= KELSysJSONMaxDepth) {
+          KELSysJSONTraceTooDeep(static_cast<uint32_t>(l_Token.m_Start));
+          return false;
+        }
         oContainer = true;
         m_Stack.push_back({static_cast<int32_t>(iIndex), 0});
-        return ioSink.ArrayBegin(l_Token);
+        return l_Token.m_Type == KELSysJSONTokenObject ? ioSink.ObjectBegin(l_Token)
+                                                       : ioSink.ArrayBegin(l_Token);
       case KELSysJSONTokenString:
         return ioSink.String(l_Bytes, l_Length);
       case KELSysJSONTokenPrimitive:

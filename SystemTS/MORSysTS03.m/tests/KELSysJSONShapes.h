@@ -9,7 +9,8 @@
 #include <string>
 
 enum class KELSysJSONShape {
-  Strings,        // the plain key file: string values of a typical length (the reference)
+  Strings,        // a plain key file: string values holding long paths
+  Levels,         // a plain key file as the sample registry's are: levels, short paths
   NestedArrays,   // [[[[...]]]]
   NestedObjects,  // {"":{"":{...}}}
   EmptyObjects,   // [{},{},...]
@@ -21,15 +22,16 @@ enum class KELSysJSONShape {
 };
 
 inline constexpr KELSysJSONShape KELSysJSONAllShapes[] = {
-    KELSysJSONShape::Strings,      KELSysJSONShape::NestedArrays, KELSysJSONShape::NestedObjects,
-    KELSysJSONShape::EmptyObjects, KELSysJSONShape::EmptyArrays,  KELSysJSONShape::SmallNumbers,
-    KELSysJSONShape::TrueNull,     KELSysJSONShape::ShortStrings, KELSysJSONShape::ManyMembers,
+    KELSysJSONShape::Strings,       KELSysJSONShape::Levels,       KELSysJSONShape::NestedArrays,
+    KELSysJSONShape::NestedObjects, KELSysJSONShape::EmptyObjects, KELSysJSONShape::EmptyArrays,
+    KELSysJSONShape::SmallNumbers,  KELSysJSONShape::TrueNull,     KELSysJSONShape::ShortStrings,
+    KELSysJSONShape::ManyMembers,
 };
 
 inline const char* KELSysJSONShapeName(KELSysJSONShape iShape) {
-  static const char* const s_Names[] = {"Strings",      "NestedArrays", "NestedObjects",
-                                        "EmptyObjects", "EmptyArrays",  "SmallNumbers",
-                                        "TrueNull",     "ShortStrings", "ManyMembers"};
+  static const char* const s_Names[] = {"Strings",      "Levels",      "NestedArrays", "NestedObjects",
+                                        "EmptyObjects", "EmptyArrays", "SmallNumbers", "TrueNull",
+                                        "ShortStrings", "ManyMembers"};
   return s_Names[static_cast<int>(iShape)];
 }
 
@@ -45,6 +47,15 @@ inline std::string KELSysJSONShapeText(KELSysJSONShape iShape, size_t iSize) {
         if (l_Index) l_Text += ',';
         const std::string l_Serial = std::to_string(1000000 + l_Index).substr(1);
         l_Text += "\"Value" + l_Serial + "\":[3,\"/opt/Quorvane/Q4/B426/Desktop/inst_" + l_Serial + "/lib\"]";
+      }
+      return l_Text + "}}";
+    case KELSysJSONShape::Levels:
+      for (unsigned l_Index = 0; l_Text.size() + 100 < iSize; ++l_Index) {
+        if (l_Index) l_Text += ',';
+        const std::string l_Serial = std::to_string(1000000 + l_Index).substr(1);
+        l_Text += "\"GAlevel" + l_Serial + "\":[3,\"B4" + l_Serial.substr(4) + "\"],\"Path" + l_Serial +
+                  "\":[3,\"/opt/Quorvane/Common\"],\"SPlevel" + l_Serial + "\":[3,\"4" + l_Serial.substr(4) +
+                  ".2\"]";
       }
       return l_Text + "}}";
     case KELSysJSONShape::NestedArrays: {

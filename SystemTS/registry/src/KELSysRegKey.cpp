@@ -278,8 +278,7 @@ bool KELSysRegKey::ReadValues() {
 
   // Text that is not JSON, or lacks the key's member, leaves the key without values.
   KELSysJSONValue l_Root;
-  if (l_Document.Parse(l_Text.data(), l_Text.size()) != KEL_S_OK || l_Document.Build(l_Root) != KEL_S_OK)
-    return true;
+  if (l_Document.Read(l_Text.data(), l_Text.size(), l_Root) != KEL_S_OK) return true;
   if (l_Root.GetType() != KELSysJSONTypeObject) return true;
   KELSysJSONValue* l_Member = l_Root.GetObject().Find(KeyName());
   if (l_Member != nullptr && l_Member->GetType() == KELSysJSONTypeObject)

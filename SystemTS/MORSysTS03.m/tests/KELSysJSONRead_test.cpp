@@ -1,0 +1,217 @@
+// The one-go read against the tokenizer and the walk over its tokens: for every text, the same
+// events in the same order, the same verdict, the same failure position, the same tree.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "KELSysJSON.h"
+#include "KELSysJSONPrivate.h"
+#include "KELSysJSONReader.h"
+#include "KELSysJSONWalker.h"
+
+namespace {
+
+// Writes down every event a walk tells it.
+class Recorder {
+ public:
+  std::string m_Events;
+
+  bool ObjectBegin(const KELSysJSONTokenRecord& iToken) { return Add("{" + std::to_string(iToken.m_Size)); }
+  bool Key(const char* iBytes, uint32_t iLength) { return Add("k" + std::string(iBytes, iLength)); }
+  bool ObjectEnd() { return Add("}"); }
+  bool ArrayBegin(const KELSysJSONTokenRecord& iToken) { return Add("[" + std::to_string(iToken.m_Size)); }
+  bool ItemBegin() { return Add("<"); }
+  bool ItemEnd() { return Add(">"); }
+  bool ArrayEnd() { return Add("]"); }
+  bool String(const char* iBytes, uint32_t iLength) { return Add("s" + std::string(iBytes, iLength)); }
+  bool Primitive(const KELSysJSONPrimitive& iRead) {
+    uint64_t l_Bits;
+    std::memcpy(&l_Bits, &iRead.m_Double, sizeof l_Bits);
+    return Add("p" + std::to_string(iRead.m_Kind) + ":" + std::to_string(iRead.m_Integer) + ":" +
+               std::to_string(l_Bits));
+  }
+
+ private:
+  bool Add(const std::string& iEvent) {
+    m_Events += iEvent;
+    m_Events += '|';
+    return true;
+  }
+};
+
+// What a reading of a text came to.
+struct Outcome {
+  int32_t m_Tokenize;  // tokens, or the tokenizer's failure
+  uint32_t m_Position;
+  bool m_Walked;
+  std::string m_Events;
+  bool operator==(const Outcome&) const = default;
+};
+
+std::ostream& operator<<(std::ostream& ioOut, const Outcome& iOutcome) {
+  return ioOut << "tokenize " << iOutcome.m_Tokenize << " at " << iOutcome.m_Position << ", walked "
+               << iOutcome.m_Walked << ": " << iOutcome.m_Events;
+}
+
+Outcome ByTokens(const std::string& iText) {
+  Outcome l_Outcome{0, 0, false, {}};
+  std::vector<KELSysJSONTokenRecord> l_Tokens(iText.size() + 1);
+  KELSysJSONTokenizer l_Tokenizer;
+  l_Outcome.m_Tokenize = l_Tokenizer.Run(iText.data(), static_cast<uint32_t>(iText.size()), l_Tokens.data(),
+                                         static_cast<uint32_t>(l_Tokens.size()));
+  l_Outcome.m_Position = l_Tokenizer.m_Pos;
+  if (l_Outcome.m_Tokenize <= 0) return l_Outcome;
+  Recorder l_Recorder;
+  std::vector<KELSysJSONWalker::Frame> l_Stack;
+  KELSysJSONWalker l_Walker(l_Tokens.data(), static_cast<uint32_t>(l_Outcome.m_Tokenize), iText.data(),
+                            l_Stack);
+  l_Outcome.m_Walked = l_Walker.Walk(l_Recorder);
+  l_Outcome.m_Events = l_Recorder.m_Events;
+  return l_Outcome;
+}
+
+Outcome InOneGo(const std::string& iText, KELSysJSONReadWork& ioWork) {
+  Outcome l_Outcome{0, 0, false, {}};
+  const uint32_t l_Length = static_cast<uint32_t>(iText.size());
+  l_Outcome.m_Tokenize = KELSysJSONCount(iText.data(), l_Length, ioWork, l_Outcome.m_Position);
+  if (l_Outcome.m_Tokenize <= 0) return l_Outcome;
+  Recorder l_Recorder;
+  l_Outcome.m_Walked = KELSysJSONWalkCounted(iText.data(), l_Length, l_Recorder, ioWork);
+  l_Outcome.m_Events = l_Recorder.m_Events;
+  return l_Outcome;
+}
+
+// The tree and result of Read against those of Parse and Build.
+void ExpectSameTree(const std::string& iText) {
+  KELSysJSON l_Tokens, l_OneGo;
+  const std::string l_Warm(64, ' ');  // room for tokens: a short text must not fail for want of it
+  ASSERT_EQ(l_Tokens.Parse(l_Warm.data(), l_Warm.size()), KEL_S_OK);
+  KELSysJSONValue l_Built, l_Read;
+  KELSysResult l_Expected = l_Tokens.Parse(iText.data(), iText.size());
+  if (l_Expected == KEL_S_OK) l_Expected = l_Tokens.Build(l_Built);
+  EXPECT_EQ(l_OneGo.Read(iText.data(), iText.size(), l_Read), l_Expected) << iText;
+  std::string l_BuiltText, l_ReadText;
+  l_Built.Write(l_BuiltText, true, std::string());
+  l_Read.Write(l_ReadText, true, std::string());
+  EXPECT_EQ(l_ReadText, l_BuiltText) << iText;
+}
+
+// Texts where the lax tokenizer and the walk's checks meet in odd ways: colons that hang tokens
+// below scalars, keys and closed containers; commas that climb; brackets that close nothing;
+// several top-level values; members counted after the walk has left their container.
+const char* const k_Texts[] = {
+    "",
+    " ",
+    "1",
+    "{\"a\":1}",
+    "{\"a\":[1,\"x\"], \"b\":{}}",
+    "[1.5, 2, true, null, word]",
+    "{\"a\":1 \"b\":2}",
+    "{\"a\" 1}",
+    "{1:2}",
+    "{\"a\":}",
+    "[1:2, 3]",
+    "[1:2]",
+    "[[]:1]",
+    "[[]:[] 5]",
+    "[[1]:2]",
+    "[[]:[]:[]:[]]",
+    "{\"a\":{\"b\":1}:2}",
+    "[1 2 3]",
+    "[1,,2]",
+    "[,]",
+    ":1",
+    ":",
+    ",",
+    "1:2:3:4",
+    "[] ]",
+    "[]]",
+    "{}}",
+    "[]}",
+    "1]",
+    "\"a\":1]",
+    "[] []",
+    "{\"a\":1} {\"b\":2}",
+    "[\"a\":\"b\",\"c\"]",
+    "{\"a\":\"b\",\"c\"}",
+    "{\"a\":\"b\":\"c\"}",
+    "{\"a\",\"b\":1}",
+    "[{\"a\":1,}]",
+    "[1,]",
+    "{\"\\q\":1}",
+    "[\"\\u12G4\"]",
+    "[\"\\u00e9\", \"\\\\\", \"\\\"\"]",
+    "[\"open",
+    "[1, 2",
+    "{\"a\":[}",
+    "[\x01]",
+    "[1\x7f]",
+    "[1, -5, 12ab, 1E5, 1e5, 0.1, 1,5, 99999999999999999999]",
+};
+
+TEST(KELSysJSONRead, MatchesTheTokenWalkOnOddTexts) {
+  KELSysJSONReadWork l_Work;
+  for (const char* l_Text : k_Texts) {
+    const std::string l_String(l_Text);
+    EXPECT_EQ(InOneGo(l_String, l_Work), ByTokens(l_String)) << l_String;
+    ExpectSameTree(l_String);
+  }
+  const std::string l_WithNul("[1]\0[2", 6);
+  EXPECT_EQ(InOneGo(l_WithNul, l_Work), ByTokens(l_WithNul));
+}
+
+// Random texts over the bytes that steer the tokenizer, many of them well formed enough to walk
+// some way: every outcome must match.
+TEST(KELSysJSONRead, MatchesTheTokenWalkOnRandomTexts) {
+  const std::vector<std::string> l_Pieces = {"[", "]",       "{",    "}",     ":",    ",",
+                                             " ", "\"a\"",   "\"\"", "1",     "true", "null",
+                                             "x", "\"\\n\"", "2.5",  "\"b\"", "[]",   "{}"};
+  std::mt19937 l_Random(20261124);
+  KELSysJSONReadWork l_Work;
+  int l_Walked = 0;
+  for (int l_Round = 0; l_Round < 20000; ++l_Round) {
+    std::string l_Text;
+    const int l_Length = static_cast<int>(l_Random() % 24);
+    for (int l_Piece = 0; l_Piece < l_Length; ++l_Piece) l_Text += l_Pieces[l_Random() % l_Pieces.size()];
+    const Outcome l_Expected = ByTokens(l_Text);
+    ASSERT_EQ(InOneGo(l_Text, l_Work), l_Expected) << l_Text;
+    l_Walked += l_Expected.m_Walked;
+    if (l_Round % 10 == 0) ExpectSameTree(l_Text);
+  }
+  EXPECT_GT(l_Walked, 2000);  // the table reaches the walk, not only the tokenizer's refusals
+}
+
+// Colons chain closed containers into a tree deeper than the open-bracket bound: both readings
+// refuse it at the same depth, and take it one level less deep.
+TEST(KELSysJSONRead, RefusesAWalkDeeperThanTheBound) {
+  for (uint32_t l_Depth : {KELSysJSONMaxDepth, KELSysJSONMaxDepth + 1}) {
+    std::string l_Text = "[";
+    for (uint32_t l_Level = 1; l_Level < l_Depth; ++l_Level) l_Text += l_Level == 1 ? "[]" : ":[]";
+    l_Text += "]";
+    KELSysJSONReadWork l_Work;
+    const Outcome l_Expected = ByTokens(l_Text);
+    EXPECT_EQ(l_Expected.m_Walked, l_Depth == KELSysJSONMaxDepth) << l_Depth;
+    EXPECT_EQ(InOneGo(l_Text, l_Work), l_Expected) << l_Depth;
+    ExpectSameTree(l_Text);
+  }
+}
+
+// A failed read reports where the tokenizer would, and leaves the root null; a good one after it
+// reads whole with the same document.
+TEST(KELSysJSONRead, ReportsFailuresAndRecovers) {
+  KELSysJSON l_JSON;
+  KELSysJSONValue l_Root;
+  l_Root.SetInteger(int64_t{7});
+  EXPECT_EQ(l_JSON.Read("[1, \"\\q\"]", 9, l_Root), KEL_E_FAIL);
+  EXPECT_TRUE(l_Root.IsNull());
+  EXPECT_EQ(l_JSON.Read(nullptr, 0, l_Root), KEL_E_INVALIDARG);
+  EXPECT_EQ(l_JSON.Read("{\"a\":1}", 7, l_Root), KEL_S_OK);
+  EXPECT_EQ(l_Root.GetObject().Lookup("a").GetInteger(), 1);
+  EXPECT_EQ(l_JSON.Read("7", 1, l_Root), KEL_S_OK);  // a fresh document parsing "7" has no token room
+  EXPECT_EQ(l_Root.GetInteger(), 7);
+}
+
+}  // namespace
