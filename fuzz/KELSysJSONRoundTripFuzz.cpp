@@ -1,6 +1,7 @@
 // Any text: parse -> build -> write (compact) -> parse -> build -> write gives the same text twice,
 // and traversing the text reports exactly the events that the built tree holds. Small inputs are
-// also written indented and read back to the same tree.
+// also written indented and read back to the same tree. Reading the text in one go accepts and
+// refuses it as parse and build do, and builds the same tree.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "KELSysJSON.h"
+#include "KELSysJSONPrivate.h"
 
 namespace {
 
@@ -139,6 +141,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* iData, size_t iSize) {
   KELSysJSON l_Other;
   const bool l_Walked = l_Other.Traverse(l_Text, iSize, l_Recorder) == KEL_S_OK;
   Check(l_Built == l_Walked, "build and traversal disagree on the text");
+
+  // A document that has held tokens before: a fresh one has no room for a one-byte text, which
+  // the one-go read never lacks.
+  KELSysJSON l_Warm, l_OneGo;
+  const std::string l_Blank(64, ' ');
+  Check(l_Warm.Parse(l_Blank.data(), l_Blank.size()) == KEL_S_OK, "blanks do not parse");
+  KELSysJSONValue l_Expected, l_Read;
+  const bool l_WarmBuilt = l_Warm.Parse(l_Text, iSize) == KEL_S_OK && l_Warm.Build(l_Expected) == KEL_S_OK;
+  // Blanks after the text change nothing it says, and take it past the size that Read passes to
+  // the tokens.
+  std::string l_Long(l_Text, iSize);
+  l_Long.append(KELSysJSONTokenReadLimit + 1, ' ');
+  Check((l_OneGo.Read(l_Long.data(), l_Long.size(), l_Read) == KEL_S_OK) == l_WarmBuilt,
+        "one-go read and build disagree");
+  Check(TreeEvents(l_Read) == TreeEvents(l_Expected), "one-go read builds another tree");
   if (!l_Built) return 0;
   Check(l_Recorder.m_Events == TreeEvents(l_Root), "traversal events differ from the built tree");
 

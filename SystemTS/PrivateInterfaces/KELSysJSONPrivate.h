@@ -60,6 +60,10 @@ inline constexpr uint32_t KELSysJSONMaxDepth = 1000;
 inline constexpr size_t KELSysJSONPeakPerByte = 36;
 inline constexpr size_t KELSysJSONPeakFixed = size_t(1) << 20;
 
+// KELSysJSON::Read takes texts up to this size through the token array, which then holds at most
+// half as many tokens: for such texts that is the faster way, and it costs at most 40 KiB.
+inline constexpr size_t KELSysJSONTokenReadLimit = 4096;
+
 // The largest text the 32-bit token offsets can describe.
 inline constexpr size_t KELSysJSONMaxText = 0x7FFFFFFF;
 
@@ -417,6 +421,9 @@ class KELSysJSONTokenBlock {
       return KEL_E_FAIL;
     }
   }
+
+  // Room for at least iCapacity tokens. False when it cannot be had.
+  bool Reserve(uint32_t iCapacity) { return iCapacity <= m_Capacity || Grow(iCapacity); }
 
  private:
   bool Grow(uint32_t iCapacity) {

@@ -56,7 +56,8 @@ class KELSysJSON {
   // Parse and Build in one, with the same result and the same tree, but without keeping a token
   // per token of the text: a reader that wants the tree only, of a text of any shape, pays for
   // little more than the tree. The text may be discarded afterwards. Unlike Parse, a short text
-  // never fails for want of token room. Tokens of an earlier Parse are left as they were.
+  // never fails for want of token room. Short texts go through the token array, so a Read may
+  // replace the tokens of an earlier Parse.
   KELSysResult Read(const char* iText, size_t iLength, KELSysJSONValue& oRoot,
                     KELSysTrace* iErrors = nullptr);
 
