@@ -35,8 +35,11 @@ class KELSysJSONBuilder {
     if (m_Trace) m_Trace->Print(KELSysTraceDebug, "%s", iLine);
   }
   void TraceText(const char* iFormat, const char* iBytes, uint32_t iLength);
+  // Makes the target a container of iType with room for iCount members.
   template <class Container>
-  void Room(Container*& ioContainer, int32_t iCount);
+  void Room(KELSysJSONType iType, int32_t iCount);
+  // The target's scalar slot. Throws std::bad_alloc.
+  KELSysJSONValue::Payload& Slot();
 
   KELSysJSONValue* m_Target;  // the value the next event fills
   std::vector<KELSysJSONValue*>& m_Open;

@@ -2,7 +2,10 @@
 // any stack would allow recursion for.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "KELSysJSON.h"
 #include "KELSysJSONPrivate.h"
@@ -109,7 +112,7 @@ TEST(KELSysJSONValue, TakesPartsOfItself) {
   EXPECT_EQ(Compact(l_Value), "{\"b\":[1,\"two\"]}");
   ASSERT_EQ(l_Value.SetArray(std::move(l_Value.GetObject().Lookup("b").GetArray())), KEL_S_OK);
   EXPECT_EQ(Compact(l_Value), "[1,\"two\"]");
-  ASSERT_EQ(l_Value.SetString(l_Value.GetArray().GetAt(1)->GetString().c_str()), KEL_S_OK);
+  ASSERT_EQ(l_Value.SetString(l_Value.GetArray().GetAt(1)->GetString()), KEL_S_OK);
   EXPECT_EQ(Compact(l_Value), "\"two\"");
   l_Value = Built("[[[7]]]");
   l_Value = std::move(*l_Value.GetArray().GetAt(0));
@@ -242,6 +245,285 @@ TEST(KELSysJSONValue, DeepTreesMadeByHand) {
   KELSysJSONObject l_Holder;
   l_Holder.Lookup("none").Swap(l_Chain);
   l_Holder.Lookup("none").GetObject().Lookup("none").Swap(l_Copy);
+}
+
+// A model of what a value shows: its own text and both containers' texts. Every operation of a
+// transition table is applied to the value and to the model; after each one they must agree, the
+// containers must still be the objects made first (unless the step copies), and a string's bytes
+// must not have moved unless the string was set again.
+struct Shown {
+  KELSysJSONType m_Type = KELSysJSONTypeNull;
+  std::string m_Scalar = "null";
+  std::string m_Array = "[]";
+  std::string m_Object = "{}";
+  std::string Text() const {
+    return m_Type == KELSysJSONTypeArray ? m_Array : m_Type == KELSysJSONTypeObject ? m_Object : m_Scalar;
+  }
+  void Set(KELSysJSONType iType, const std::string& iScalar) {
+    m_Type = iType;
+    m_Scalar = iScalar;
+    m_Array = "[]";
+    m_Object = "{}";
+  }
+};
+
+std::string Appended(const std::string& iList, const std::string& iItem) {
+  return iList.substr(0, iList.size() - 1) + (iList.size() > 2 ? "," : "") + iItem + iList.back();
+}
+
+const std::string k_Long = "a string of more than fifteen bytes";
+
+struct Transitions {
+  const char* m_Name;
+  const char* m_Steps;
+};
+
+class KELSysJSONValueTransitions : public testing::TestWithParam<Transitions> {
+ protected:
+  void Apply(char iStep);
+  void Check(char iStep) const;
+  KELSysJSONValue m_Value;
+  Shown m_Shown;
+  const KELSysJSONArray* m_Array = nullptr;  // the containers as first made
+  const KELSysJSONObject* m_Object = nullptr;
+  const char* m_Bytes = nullptr;  // the string's bytes as last set
+};
+
+void KELSysJSONValueTransitions::Apply(char iStep) {
+  KELSysJSONValue& l_Value = m_Value;
+  KELSysJSON l_JSON;
+  switch (iStep) {
+    case 's':  // setters
+      ASSERT_EQ(l_Value.SetString(k_Long), KEL_S_OK);
+      return m_Shown.Set(KELSysJSONTypeString, "\"" + k_Long + "\"");
+    case 'e':
+      ASSERT_EQ(l_Value.SetString(""), KEL_S_OK);
+      return m_Shown.Set(KELSysJSONTypeString, "\"\"");
+    case 'i':
+      ASSERT_EQ(l_Value.SetInteger(int64_t{-1} << 40), KEL_S_OK);
+      return m_Shown.Set(KELSysJSONTypeInteger, "-1099511627776");
+    case 'b':
+      ASSERT_EQ(l_Value.SetBoolean(true), KEL_S_OK);
+      return m_Shown.Set(KELSysJSONTypeBoolean, "true");
+    case 'd':
+      ASSERT_EQ(l_Value.SetDouble(0.5), KEL_S_OK);
+      return m_Shown.Set(KELSysJSONTypeDouble, "0.5");
+    case 'n':
+      l_Value.SetNull();
+      return m_Shown.Set(KELSysJSONTypeNull, "null");
+    case 'a': {
+      KELSysJSONArray l_Array;
+      ASSERT_EQ(l_Array.Append(Integer(3)), KEL_S_OK);
+      ASSERT_EQ(l_Value.SetArray(l_Array), KEL_S_OK);
+      m_Shown.Set(KELSysJSONTypeArray, "");
+      m_Shown.m_Array = "[3]";
+      return;
+    }
+    case 'o': {
+      KELSysJSONObject l_Object;
+      ASSERT_EQ(l_Object.AddPair("m", Integer(4)), KEL_S_OK);
+      ASSERT_EQ(l_Value.SetObject(std::move(l_Object)), KEL_S_OK);
+      m_Shown.Set(KELSysJSONTypeObject, "");
+      m_Shown.m_Object = "{\"m\":4}";
+      return;
+    }
+    case 'A':  // containers asked for beside whatever the value is
+      ASSERT_EQ(l_Value.GetArray().Append(Integer(1)), KEL_S_OK);
+      m_Shown.m_Array = Appended(m_Shown.m_Array, "1");
+      return;
+    case 'O':
+      ASSERT_EQ(l_Value.GetObject().AddPair(k_Long, Integer(2)), KEL_S_OK);
+      m_Shown.m_Object = Appended(m_Shown.m_Object, "\"" + k_Long + "\":2");
+      return;
+    case 'S': {  // set from parts of itself
+      const std::string l_Text(l_Value.GetString());
+      ASSERT_EQ(l_Value.SetString(l_Value.GetString()), KEL_S_OK);
+      return m_Shown.Set(KELSysJSONTypeString, "\"" + l_Text + "\"");
+    }
+    case 'X': {
+      const std::string l_Array = m_Shown.m_Array;
+      ASSERT_EQ(l_Value.SetArray(l_Value.GetArray()), KEL_S_OK);
+      m_Shown.Set(KELSysJSONTypeArray, "");
+      m_Shown.m_Array = l_Array;
+      return;
+    }
+    case 'Y': {
+      const std::string l_Object = m_Shown.m_Object;
+      ASSERT_EQ(l_Value.SetObject(std::move(l_Value.GetObject())), KEL_S_OK);
+      m_Shown.Set(KELSysJSONTypeObject, "");
+      m_Shown.m_Object = l_Object;
+      return;
+    }
+    case 'm': {  // moves and swaps hand everything over, containers and bytes included
+      KELSysJSONValue l_Moved(std::move(l_Value));
+      EXPECT_TRUE(l_Value.IsNull());
+      EXPECT_EQ(Compact(l_Value.GetArray()) + Compact(l_Value.GetObject()), "[]{}");
+      l_Value = std::move(l_Moved);
+      return;
+    }
+    case 'w': {
+      KELSysJSONValue l_Other;
+      ASSERT_EQ(l_Other.SetString("other"), KEL_S_OK);
+      ASSERT_EQ(l_Other.GetObject().AddPair("x", Integer(5)), KEL_S_OK);
+      l_Other.Swap(l_Value);
+      EXPECT_EQ(Compact(l_Value) + Compact(l_Value.GetObject()), "\"other\"{\"x\":5}");
+      EXPECT_EQ(Compact(l_Other), m_Shown.Text());
+      if (m_Array) {
+        EXPECT_EQ(&std::as_const(l_Other).GetArray(), m_Array);
+      }
+      l_Value.Swap(l_Other);
+      return;
+    }
+    case 'c': {  // copies are deep and keep both containers; the copy's are its own
+      KELSysJSONValue l_Copy(l_Value);
+      l_Value = KELSysJSONValue(Integer(0));
+      l_Value = l_Copy;
+      const KELSysJSONValue& l_Read = l_Value;
+      m_Array = l_Read.GetArray().GetSize() ? &l_Read.GetArray() : nullptr;
+      m_Object = l_Read.GetObject().GetSize() ? &l_Read.GetObject() : nullptr;
+      m_Bytes = l_Value.GetString().data();
+      return;
+    }
+    case 'p': {  // builds keep the root's containers and carve its string from the document's chunks
+      const std::string l_Text = "\"built by the parser\"";
+      ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK);
+      ASSERT_EQ(l_JSON.Build(l_Value), KEL_S_OK);
+      return m_Shown.Set(KELSysJSONTypeString, l_Text);
+    }
+    case 'P': {
+      const std::string l_Text = "[5,\"x\",{}]";
+      ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK);
+      ASSERT_EQ(l_JSON.Build(l_Value), KEL_S_OK);
+      m_Shown.Set(KELSysJSONTypeArray, "");
+      m_Shown.m_Array = l_Text;
+      return;
+    }
+  }
+  FAIL() << "no step " << iStep;
+}
+
+void KELSysJSONValueTransitions::Check(char iStep) const {
+  const KELSysJSONValue& l_Value = m_Value;
+  EXPECT_EQ(l_Value.GetType(), m_Shown.m_Type);
+  EXPECT_EQ(Compact(l_Value), m_Shown.Text());
+  EXPECT_EQ(Compact(l_Value.GetArray()), m_Shown.m_Array);
+  EXPECT_EQ(Compact(l_Value.GetObject()), m_Shown.m_Object);
+  if (m_Array) {
+    EXPECT_EQ(&l_Value.GetArray(), m_Array);
+  }
+  if (m_Object) {
+    EXPECT_EQ(&l_Value.GetObject(), m_Object);
+  }
+  if (m_Shown.m_Type == KELSysJSONTypeString && std::strchr("AOmw", iStep)) {
+    EXPECT_EQ(l_Value.GetString().data(), m_Bytes);
+  }
+}
+
+TEST_P(KELSysJSONValueTransitions, KeepContainersAndBytes) {
+  for (const char* l_Step = GetParam().m_Steps; *l_Step; ++l_Step) {
+    SCOPED_TRACE(std::string("after step ") + *l_Step);
+    ASSERT_NO_FATAL_FAILURE(Apply(*l_Step));
+    const KELSysJSONValue& l_Read = m_Value;
+    if (!m_Array && l_Read.GetArray().GetSize()) m_Array = &l_Read.GetArray();
+    if (!m_Object && l_Read.GetObject().GetSize()) m_Object = &l_Read.GetObject();
+    if (std::strchr("seSp", *l_Step)) m_Bytes = m_Value.GetString().data();
+    Check(*l_Step);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Storage, KELSysJSONValueTransitions,
+    testing::Values(Transitions{"StringGetsContainers", "sAiOsdnesA"},
+                    Transitions{"NulledContainerGetsScalars", "anibdsen"},
+                    Transitions{"ObjectThenArray", "oAbnAOs"}, Transitions{"SetFromItself", "sSASXiOYeSn"},
+                    Transitions{"MovesAndSwaps", "smwAmwOmwimwnmw"}, Transitions{"Copies", "sAOcdcnceAc"},
+                    Transitions{"Builds", "pAPpOPnp"}, Transitions{"EmptyStrings", "eAOeSwmc"}),
+    [](const testing::TestParamInfo<Transitions>& iInfo) { return std::string(iInfo.param.m_Name); });
+
+// Keys are byte runs that may hold NUL bytes: Lookup reads a stored key as strcmp does (up to its
+// first NUL), Find and Remove compare whole keys.
+TEST(KELSysJSONValue, KeysWithNulBytes) {
+  using namespace std::string_view_literals;
+  KELSysJSONObject l_Object;
+  int l_Index = 0;
+  for (std::string_view l_Key : {"a\0b"sv, "a"sv, "ab"sv, "\0x"sv, ""sv, "b\0"sv})
+    ASSERT_EQ(l_Object.AddPair(l_Key, Integer(l_Index++)), KEL_S_OK);
+  struct Case {
+    std::string_view m_Key;
+    int m_Lookup;  // the index found, -1 for the missing-member value
+    int m_Find;
+  };
+  for (const Case& l_Case :
+       {Case{"a"sv, 0, 1}, Case{"a\0b"sv, 0, 0}, Case{"ab"sv, 2, 2}, Case{""sv, 3, 4}, Case{"\0x"sv, 3, 3},
+        Case{"b"sv, 5, -1}, Case{"b\0"sv, 5, 5}, Case{"x"sv, -1, -1}}) {
+    SCOPED_TRACE(std::string(l_Case.m_Key));
+    const std::string l_CKey(l_Case.m_Key);  // Lookup reads it up to its first NUL
+    KELSysJSONValue& l_Found = l_Object.Lookup(l_CKey.c_str());
+    EXPECT_EQ(l_Found.IsNull() ? -1 : l_Found.GetInteger(), l_Case.m_Lookup);
+    const KELSysJSONValue* l_Exact = l_Object.Find(l_Case.m_Key);
+    EXPECT_EQ(l_Exact ? l_Exact->GetInteger() : -1, l_Case.m_Find);
+  }
+  EXPECT_TRUE(l_Object.Remove("a"));
+  EXPECT_EQ(l_Object.Lookup("a").GetInteger(), 0);
+  EXPECT_EQ(Compact(l_Object), std::string("{\"a\0b\":0,\"ab\":2,\"\0x\":3,\"\":4,\"b\0\":5}"sv));
+}
+
+// Lengths are 32-bit: a longer string or key is refused before a byte of it is read.
+TEST(KELSysJSONValue, RefusesRunsOf4GiB) {
+  const char l_Byte = 'x';
+  const std::string_view l_Huge(&l_Byte, size_t{1} << 32);
+  KELSysJSONValue l_Value;
+  ASSERT_EQ(l_Value.SetString("kept"), KEL_S_OK);
+  EXPECT_EQ(l_Value.SetString(l_Huge), KEL_E_OUTOFMEMORY);
+  EXPECT_TRUE(l_Value.IsNull());
+  KELSysJSONPair l_Pair("k", Integer(1));
+  EXPECT_EQ(l_Pair.SetKey(l_Huge), KEL_E_OUTOFMEMORY);
+  EXPECT_EQ(Compact(l_Pair), "\"k\":1");
+  KELSysJSONObject l_Object;
+  EXPECT_EQ(l_Object.AddPair(l_Huge, Integer(1)), KEL_E_OUTOFMEMORY);
+  EXPECT_EQ(l_Object.GetSize(), 0u);
+}
+
+// Strings and keys of a build lie in the document's chunks beside its containers: what is moved out
+// of the tree must outlive the document and the rest of the tree (AddressSanitizer watches the
+// chunk), and each costs no more than its bytes behind an 8-byte header.
+TEST(KELSysJSONValue, BuiltStringsOutliveTheirTree) {
+  KELSysJSONValue l_String;
+  KELSysJSONPair l_Member;
+  KELSysJSONValue l_Copy;
+  {
+    KELSysJSON l_JSON;
+    KELSysJSONValue l_Root;
+    const std::string l_Text =
+        "{\"s\":\"x\",\"a key of more than fifteen bytes\":[\"" + k_Long + "\",\"y\"],\"\":\"\"}";
+    ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK);
+    ASSERT_EQ(l_JSON.Build(l_Root), KEL_S_OK);
+    l_String = std::move(l_Root.GetObject().Lookup("s"));
+    l_Member = std::move(*l_Root.GetObject().GetAt(1));
+    l_Copy = l_Member.GetValue();
+    EXPECT_EQ(Compact(l_Root), "{\"s\":null,\"\":null,\"\":\"\"}");
+  }
+  EXPECT_EQ(l_String.GetString(), "x");
+  EXPECT_EQ(Compact(l_Member), "\"a key of more than fifteen bytes\":[\"" + k_Long + "\",\"y\"]");
+  l_Member.GetValue().SetNull();
+  EXPECT_EQ(Compact(l_Copy), "[\"" + k_Long + "\",\"y\"]");
+  ASSERT_EQ(l_Member.SetKey("k"), KEL_S_OK);
+  EXPECT_EQ(Compact(l_Member), "\"k\":null");
+
+  // Consecutive runs of one build lie one block apart.
+  struct Stride {
+    size_t m_Length;
+    ptrdiff_t m_Block;
+  };
+  for (const Stride& l_Case : {Stride{1, 16}, Stride{8, 16}, Stride{9, 24}, Stride{15, 24}, Stride{17, 32}}) {
+    const std::string l_Run(l_Case.m_Length, 'r');
+    const KELSysJSONValue l_Root =
+        Built("[\"" + l_Run + "\",\"" + l_Run + "\",{\"" + l_Run + "\":0,\"" + l_Run + "\":0}]");
+    const KELSysJSONArray& l_Items = l_Root.GetArray();
+    EXPECT_EQ(l_Items.GetAt(1)->GetString().data() - l_Items.GetAt(0)->GetString().data(), l_Case.m_Block);
+    const KELSysJSONObject& l_Keys = l_Items.GetAt(2)->GetObject();
+    EXPECT_EQ(l_Keys.GetAt(1)->GetKey().data() - l_Keys.GetAt(0)->GetKey().data(), l_Case.m_Block);
+  }
 }
 
 }  // namespace
