@@ -16,7 +16,8 @@
 class KELSysJSONBuilder {
  public:
   // oRoot must be null. ioOpen and ioScratch are working storage kept by the caller between builds.
-  // iTokens, the number of tokens to build, sizes the chunks the containers are carved from.
+  // iTokens, the number of tokens to build, sizes the chunks the containers, strings and keys are
+  // carved from.
   KELSysJSONBuilder(KELSysJSONValue& oRoot, std::vector<KELSysJSONValue*>& ioOpen, KELSysTrace* iTrace,
                     std::string& ioScratch, uint32_t iTokens);
 

@@ -129,16 +129,23 @@ TEST(KELSysJSONValue, TakesPartsOfItself) {
 TEST(KELSysJSONValue, BuiltContainersOutliveTheirTree) {
   KELSysJSONObject l_Kept;
   KELSysJSONArray l_List;
+  KELSysJSONValue l_String;  // strings and keys too, which lie in the same chunks
+  KELSysJSONPair l_Member;
   {
     KELSysJSON l_JSON;
     KELSysJSONValue l_Root;
-    const std::string l_Text = "{\"k\":{\"a\":[1,\"more than fifteen bytes\"],\"b\":{}},\"l\":[true,[3]]}";
+    const std::string l_Text =
+        "{\"k\":{\"a\":[1,\"more than fifteen bytes\"],\"b\":{}},\"l\":[true,[3]],\"s\":\"x\","
+        "\"a key of more than fifteen bytes\":\"y\"}";
     ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK);
     ASSERT_EQ(l_JSON.Build(l_Root), KEL_S_OK);
     l_Kept = std::move(l_Root.GetObject().Lookup("k").GetObject());
     l_List = std::move(l_Root.GetObject().Lookup("l").GetArray());
-    EXPECT_EQ(Compact(l_Root), "{\"k\":{},\"l\":[]}");
+    l_String = std::move(l_Root.GetObject().Lookup("s"));
+    l_Member = std::move(*l_Root.GetObject().GetAt(3));
+    EXPECT_EQ(Compact(l_Root), "{\"k\":{},\"l\":[],\"s\":null,\"\":null}");
   }
+  EXPECT_EQ(Compact(l_String) + Compact(l_Member), "\"x\"\"a key of more than fifteen bytes\":\"y\"");
   KELSysJSONValue l_Item;
   l_Item.SetInteger(4);
   for (int l_Round = 0; l_Round < 3; ++l_Round) {
@@ -247,198 +254,129 @@ TEST(KELSysJSONValue, DeepTreesMadeByHand) {
   l_Holder.Lookup("none").GetObject().Lookup("none").Swap(l_Copy);
 }
 
-// A model of what a value shows: its own text and both containers' texts. Every operation of a
-// transition table is applied to the value and to the model; after each one they must agree, the
-// containers must still be the objects made first (unless the step copies), and a string's bytes
-// must not have moved unless the string was set again.
-struct Shown {
-  KELSysJSONType m_Type = KELSysJSONTypeNull;
-  std::string m_Scalar = "null";
-  std::string m_Array = "[]";
-  std::string m_Object = "{}";
-  std::string Text() const {
-    return m_Type == KELSysJSONTypeArray ? m_Array : m_Type == KELSysJSONTypeObject ? m_Object : m_Scalar;
-  }
-  void Set(KELSysJSONType iType, const std::string& iScalar) {
-    m_Type = iType;
-    m_Scalar = iScalar;
-    m_Array = "[]";
-    m_Object = "{}";
-  }
-};
+const std::string k_Long = "a string of more than fifteen bytes";
+
+std::string Quoted(std::string_view iText) { return "\"" + std::string(iText) + "\""; }
+
+// A value's own text and both of its containers' texts.
+std::string Shows(const KELSysJSONValue& iValue) {
+  return Compact(iValue) + " " + Compact(iValue.GetArray()) + " " + Compact(iValue.GetObject());
+}
 
 std::string Appended(const std::string& iList, const std::string& iItem) {
   return iList.substr(0, iList.size() - 1) + (iList.size() > 2 ? "," : "") + iItem + iList.back();
 }
 
-const std::string k_Long = "a string of more than fifteen bytes";
-
-struct Transitions {
-  const char* m_Name;
-  const char* m_Steps;
+// What a value should show after each step.
+struct Model {
+  KELSysJSONType m_Type = KELSysJSONTypeNull;
+  std::string m_Scalar = "null", m_Array = "[]", m_Object = "{}";
+  std::string Shows() const {
+    return (m_Type == KELSysJSONTypeArray    ? m_Array
+            : m_Type == KELSysJSONTypeObject ? m_Object
+                                             : m_Scalar) +
+           " " + m_Array + " " + m_Object;
+  }
+  void Set(KELSysJSONType iType, const std::string& iScalar, const std::string& iArray = "[]",
+           const std::string& iObject = "{}") {
+    *this = Model{iType, iScalar, iArray, iObject};
+  }
 };
 
-class KELSysJSONValueTransitions : public testing::TestWithParam<Transitions> {
+// Sequences of steps across the ways a value keeps its payload and containers. After every step the
+// value shows what the model says, its containers are still the objects first made (a copy's are
+// its own), and a string's bytes have not moved unless the string was set again.
+class KELSysJSONValueSteps : public testing::TestWithParam<const char*> {
  protected:
   void Apply(char iStep);
-  void Check(char iStep) const;
   KELSysJSONValue m_Value;
-  Shown m_Shown;
-  const KELSysJSONArray* m_Array = nullptr;  // the containers as first made
-  const KELSysJSONObject* m_Object = nullptr;
-  const char* m_Bytes = nullptr;  // the string's bytes as last set
+  Model m_Model;
 };
 
-void KELSysJSONValueTransitions::Apply(char iStep) {
+void KELSysJSONValueSteps::Apply(char iStep) {
   KELSysJSONValue& l_Value = m_Value;
+  Model& l_Model = m_Model;
+  const std::string l_Array = l_Model.m_Array, l_Object = l_Model.m_Object, l_String(l_Value.GetString());
   KELSysJSON l_JSON;
   switch (iStep) {
-    case 's':  // setters
+    case 's':
       ASSERT_EQ(l_Value.SetString(k_Long), KEL_S_OK);
-      return m_Shown.Set(KELSysJSONTypeString, "\"" + k_Long + "\"");
+      return l_Model.Set(KELSysJSONTypeString, Quoted(k_Long));
     case 'e':
       ASSERT_EQ(l_Value.SetString(""), KEL_S_OK);
-      return m_Shown.Set(KELSysJSONTypeString, "\"\"");
+      return l_Model.Set(KELSysJSONTypeString, "\"\"");
     case 'i':
       ASSERT_EQ(l_Value.SetInteger(int64_t{-1} << 40), KEL_S_OK);
-      return m_Shown.Set(KELSysJSONTypeInteger, "-1099511627776");
-    case 'b':
-      ASSERT_EQ(l_Value.SetBoolean(true), KEL_S_OK);
-      return m_Shown.Set(KELSysJSONTypeBoolean, "true");
-    case 'd':
-      ASSERT_EQ(l_Value.SetDouble(0.5), KEL_S_OK);
-      return m_Shown.Set(KELSysJSONTypeDouble, "0.5");
+      return l_Model.Set(KELSysJSONTypeInteger, "-1099511627776");
     case 'n':
       l_Value.SetNull();
-      return m_Shown.Set(KELSysJSONTypeNull, "null");
-    case 'a': {
-      KELSysJSONArray l_Array;
-      ASSERT_EQ(l_Array.Append(Integer(3)), KEL_S_OK);
-      ASSERT_EQ(l_Value.SetArray(l_Array), KEL_S_OK);
-      m_Shown.Set(KELSysJSONTypeArray, "");
-      m_Shown.m_Array = "[3]";
-      return;
-    }
-    case 'o': {
-      KELSysJSONObject l_Object;
-      ASSERT_EQ(l_Object.AddPair("m", Integer(4)), KEL_S_OK);
-      ASSERT_EQ(l_Value.SetObject(std::move(l_Object)), KEL_S_OK);
-      m_Shown.Set(KELSysJSONTypeObject, "");
-      m_Shown.m_Object = "{\"m\":4}";
-      return;
-    }
-    case 'A':  // containers asked for beside whatever the value is
+      return l_Model.Set(KELSysJSONTypeNull, "null");
+    case 'A':  // a container asked for beside what the value is
       ASSERT_EQ(l_Value.GetArray().Append(Integer(1)), KEL_S_OK);
-      m_Shown.m_Array = Appended(m_Shown.m_Array, "1");
+      l_Model.m_Array = Appended(l_Array, "1");
       return;
     case 'O':
       ASSERT_EQ(l_Value.GetObject().AddPair(k_Long, Integer(2)), KEL_S_OK);
-      m_Shown.m_Object = Appended(m_Shown.m_Object, "\"" + k_Long + "\":2");
+      l_Model.m_Object = Appended(l_Object, Quoted(k_Long) + ":2");
       return;
-    case 'S': {  // set from parts of itself
-      const std::string l_Text(l_Value.GetString());
+    case 'S':  // set from parts of itself
       ASSERT_EQ(l_Value.SetString(l_Value.GetString()), KEL_S_OK);
-      return m_Shown.Set(KELSysJSONTypeString, "\"" + l_Text + "\"");
-    }
-    case 'X': {
-      const std::string l_Array = m_Shown.m_Array;
+      return l_Model.Set(KELSysJSONTypeString, Quoted(l_String));
+    case 'X':
       ASSERT_EQ(l_Value.SetArray(l_Value.GetArray()), KEL_S_OK);
-      m_Shown.Set(KELSysJSONTypeArray, "");
-      m_Shown.m_Array = l_Array;
-      return;
-    }
-    case 'Y': {
-      const std::string l_Object = m_Shown.m_Object;
+      return l_Model.Set(KELSysJSONTypeArray, "", l_Array);
+    case 'Y':
       ASSERT_EQ(l_Value.SetObject(std::move(l_Value.GetObject())), KEL_S_OK);
-      m_Shown.Set(KELSysJSONTypeObject, "");
-      m_Shown.m_Object = l_Object;
-      return;
-    }
-    case 'm': {  // moves and swaps hand everything over, containers and bytes included
-      KELSysJSONValue l_Moved(std::move(l_Value));
-      EXPECT_TRUE(l_Value.IsNull());
-      EXPECT_EQ(Compact(l_Value.GetArray()) + Compact(l_Value.GetObject()), "[]{}");
-      l_Value = std::move(l_Moved);
-      return;
-    }
-    case 'w': {
-      KELSysJSONValue l_Other;
-      ASSERT_EQ(l_Other.SetString("other"), KEL_S_OK);
-      ASSERT_EQ(l_Other.GetObject().AddPair("x", Integer(5)), KEL_S_OK);
+      return l_Model.Set(KELSysJSONTypeObject, "", "[]", l_Object);
+    case 'w': {  // a swap hands everything over
+      KELSysJSONValue l_Other = Built("\"other\"");
       l_Other.Swap(l_Value);
-      EXPECT_EQ(Compact(l_Value) + Compact(l_Value.GetObject()), "\"other\"{\"x\":5}");
-      EXPECT_EQ(Compact(l_Other), m_Shown.Text());
-      if (m_Array) {
-        EXPECT_EQ(&std::as_const(l_Other).GetArray(), m_Array);
-      }
-      l_Value.Swap(l_Other);
-      return;
+      EXPECT_EQ(Shows(l_Other), l_Model.Shows());
+      EXPECT_EQ(Shows(l_Value), "\"other\" [] {}");
+      return l_Value.Swap(l_Other);
     }
-    case 'c': {  // copies are deep and keep both containers; the copy's are its own
-      KELSysJSONValue l_Copy(l_Value);
-      l_Value = KELSysJSONValue(Integer(0));
+    case 'c': {
+      const KELSysJSONValue l_Copy(l_Value);
+      l_Value.SetNull();
       l_Value = l_Copy;
-      const KELSysJSONValue& l_Read = l_Value;
-      m_Array = l_Read.GetArray().GetSize() ? &l_Read.GetArray() : nullptr;
-      m_Object = l_Read.GetObject().GetSize() ? &l_Read.GetObject() : nullptr;
-      m_Bytes = l_Value.GetString().data();
       return;
     }
-    case 'p': {  // builds keep the root's containers and carve its string from the document's chunks
-      const std::string l_Text = "\"built by the parser\"";
-      ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK);
-      ASSERT_EQ(l_JSON.Build(l_Value), KEL_S_OK);
-      return m_Shown.Set(KELSysJSONTypeString, l_Text);
-    }
+    case 'p':  // a build keeps the root's containers
     case 'P': {
-      const std::string l_Text = "[5,\"x\",{}]";
+      const std::string l_Text = iStep == 'p' ? Quoted("built by the parser") : "[5,\"x\",{}]";
       ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK);
       ASSERT_EQ(l_JSON.Build(l_Value), KEL_S_OK);
-      m_Shown.Set(KELSysJSONTypeArray, "");
-      m_Shown.m_Array = l_Text;
-      return;
+      return iStep == 'p' ? l_Model.Set(KELSysJSONTypeString, l_Text)
+                          : l_Model.Set(KELSysJSONTypeArray, "", l_Text);
     }
   }
   FAIL() << "no step " << iStep;
 }
 
-void KELSysJSONValueTransitions::Check(char iStep) const {
-  const KELSysJSONValue& l_Value = m_Value;
-  EXPECT_EQ(l_Value.GetType(), m_Shown.m_Type);
-  EXPECT_EQ(Compact(l_Value), m_Shown.Text());
-  EXPECT_EQ(Compact(l_Value.GetArray()), m_Shown.m_Array);
-  EXPECT_EQ(Compact(l_Value.GetObject()), m_Shown.m_Object);
-  if (m_Array) {
-    EXPECT_EQ(&l_Value.GetArray(), m_Array);
-  }
-  if (m_Object) {
-    EXPECT_EQ(&l_Value.GetObject(), m_Object);
-  }
-  if (m_Shown.m_Type == KELSysJSONTypeString && std::strchr("AOmw", iStep)) {
-    EXPECT_EQ(l_Value.GetString().data(), m_Bytes);
-  }
-}
-
-TEST_P(KELSysJSONValueTransitions, KeepContainersAndBytes) {
-  for (const char* l_Step = GetParam().m_Steps; *l_Step; ++l_Step) {
-    SCOPED_TRACE(std::string("after step ") + *l_Step);
+TEST_P(KELSysJSONValueSteps, KeepContainersAndBytes) {
+  const KELSysJSONValue& l_Read = m_Value;
+  const KELSysJSONArray* l_Array = nullptr;
+  const KELSysJSONObject* l_Object = nullptr;
+  const char* l_Bytes = nullptr;
+  for (const char* l_Step = GetParam(); *l_Step; ++l_Step) {
+    SCOPED_TRACE(std::string(GetParam(), l_Step + 1));
     ASSERT_NO_FATAL_FAILURE(Apply(*l_Step));
-    const KELSysJSONValue& l_Read = m_Value;
-    if (!m_Array && l_Read.GetArray().GetSize()) m_Array = &l_Read.GetArray();
-    if (!m_Object && l_Read.GetObject().GetSize()) m_Object = &l_Read.GetObject();
-    if (std::strchr("seSp", *l_Step)) m_Bytes = m_Value.GetString().data();
-    Check(*l_Step);
+    EXPECT_EQ(Shows(l_Read), m_Model.Shows());
+    if (*l_Step == 'c') l_Array = nullptr, l_Object = nullptr;
+    if (!l_Array && l_Read.GetArray().GetSize()) l_Array = &l_Read.GetArray();
+    if (!l_Object && l_Read.GetObject().GetSize()) l_Object = &l_Read.GetObject();
+    EXPECT_TRUE(!l_Array || &l_Read.GetArray() == l_Array);
+    EXPECT_TRUE(!l_Object || &l_Read.GetObject() == l_Object);
+    if (!std::strchr("seSpc", *l_Step) && l_Read.GetType() == KELSysJSONTypeString) {
+      EXPECT_EQ(l_Read.GetString().data(), l_Bytes);
+    }
+    l_Bytes = l_Read.GetString().data();
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Storage, KELSysJSONValueTransitions,
-    testing::Values(Transitions{"StringGetsContainers", "sAiOsdnesA"},
-                    Transitions{"NulledContainerGetsScalars", "anibdsen"},
-                    Transitions{"ObjectThenArray", "oAbnAOs"}, Transitions{"SetFromItself", "sSASXiOYeSn"},
-                    Transitions{"MovesAndSwaps", "smwAmwOmwimwnmw"}, Transitions{"Copies", "sAOcdcnceAc"},
-                    Transitions{"Builds", "pAPpOPnp"}, Transitions{"EmptyStrings", "eAOeSwmc"}),
-    [](const testing::TestParamInfo<Transitions>& iInfo) { return std::string(iInfo.param.m_Name); });
+INSTANTIATE_TEST_SUITE_P(Storage, KELSysJSONValueSteps,
+                         testing::Values("sAiOsnesA", "PnisenO", "PYAinAOs", "sSAXiOYeSn", "swAwOwiwnw",
+                                         "sAOcicnceAc", "pAPpOPnp", "eAOeSwc"));
 
 // Keys are byte runs that may hold NUL bytes: Lookup reads a stored key as strcmp does (up to its
 // first NUL), Find and Remove compare whole keys.
@@ -484,41 +422,16 @@ TEST(KELSysJSONValue, RefusesRunsOf4GiB) {
   EXPECT_EQ(l_Object.GetSize(), 0u);
 }
 
-// Strings and keys of a build lie in the document's chunks beside its containers: what is moved out
-// of the tree must outlive the document and the rest of the tree (AddressSanitizer watches the
-// chunk), and each costs no more than its bytes behind an 8-byte header.
-TEST(KELSysJSONValue, BuiltStringsOutliveTheirTree) {
-  KELSysJSONValue l_String;
-  KELSysJSONPair l_Member;
-  KELSysJSONValue l_Copy;
-  {
-    KELSysJSON l_JSON;
-    KELSysJSONValue l_Root;
-    const std::string l_Text =
-        "{\"s\":\"x\",\"a key of more than fifteen bytes\":[\"" + k_Long + "\",\"y\"],\"\":\"\"}";
-    ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK);
-    ASSERT_EQ(l_JSON.Build(l_Root), KEL_S_OK);
-    l_String = std::move(l_Root.GetObject().Lookup("s"));
-    l_Member = std::move(*l_Root.GetObject().GetAt(1));
-    l_Copy = l_Member.GetValue();
-    EXPECT_EQ(Compact(l_Root), "{\"s\":null,\"\":null,\"\":\"\"}");
-  }
-  EXPECT_EQ(l_String.GetString(), "x");
-  EXPECT_EQ(Compact(l_Member), "\"a key of more than fifteen bytes\":[\"" + k_Long + "\",\"y\"]");
-  l_Member.GetValue().SetNull();
-  EXPECT_EQ(Compact(l_Copy), "[\"" + k_Long + "\",\"y\"]");
-  ASSERT_EQ(l_Member.SetKey("k"), KEL_S_OK);
-  EXPECT_EQ(Compact(l_Member), "\"k\":null");
-
-  // Consecutive runs of one build lie one block apart.
+// Strings and keys of a build lie in the document's chunks, each its bytes behind an 8-byte header:
+// consecutive runs lie one block apart.
+TEST(KELSysJSONValue, BuiltRunsCostTheirBytesAndAHeader) {
   struct Stride {
     size_t m_Length;
     ptrdiff_t m_Block;
   };
   for (const Stride& l_Case : {Stride{1, 16}, Stride{8, 16}, Stride{9, 24}, Stride{15, 24}, Stride{17, 32}}) {
-    const std::string l_Run(l_Case.m_Length, 'r');
-    const KELSysJSONValue l_Root =
-        Built("[\"" + l_Run + "\",\"" + l_Run + "\",{\"" + l_Run + "\":0,\"" + l_Run + "\":0}]");
+    const std::string l_Run = Quoted(std::string(l_Case.m_Length, 'r'));
+    const KELSysJSONValue l_Root = Built("[" + l_Run + "," + l_Run + ",{" + l_Run + ":0," + l_Run + ":0}]");
     const KELSysJSONArray& l_Items = l_Root.GetArray();
     EXPECT_EQ(l_Items.GetAt(1)->GetString().data() - l_Items.GetAt(0)->GetString().data(), l_Case.m_Block);
     const KELSysJSONObject& l_Keys = l_Items.GetAt(2)->GetObject();
