@@ -56,8 +56,12 @@ class KELSysJSONBlockSource {
   // Chunks stay under the size at which the C library maps memory of its own for each request.
   static constexpr size_t kSmallest = 1024, kChunk = 64 * 1024, kLargest = kChunk / 8;
 
+  // A build that needs more than its estimate (strings and keys are not in it) gets chunks twice
+  // the size of the last, up to the largest: few allocations, and one chunk of slack at most.
   void NewChunk(size_t iAtLeast) {
     size_t l_Size = m_Budget < kSmallest ? kSmallest : m_Budget > kChunk ? kChunk : m_Budget;
+    if (l_Size < 2 * m_Last) l_Size = 2 * m_Last < kChunk ? 2 * m_Last : kChunk;
+    m_Last = l_Size;
     l_Size += sizeof(KELSysJSONChunk);
     if (l_Size < iAtLeast + sizeof(KELSysJSONChunk)) l_Size = iAtLeast + sizeof(KELSysJSONChunk);
     char* l_Raw = static_cast<char*>(::operator new(l_Size));
@@ -72,6 +76,7 @@ class KELSysJSONBlockSource {
   char* m_Next = nullptr;
   char* m_End = nullptr;
   size_t m_Budget;
+  size_t m_Last = 0;  // the size of the last chunk
 };
 
 class KELSysJSONBlock {

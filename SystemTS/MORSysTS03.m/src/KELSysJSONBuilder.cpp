@@ -36,7 +36,6 @@ void KELSysJSONBuilder::Room(KELSysJSONType iType, int32_t iCount) {
   l_Value.SetType(iType);
   if (l_Value.m_Storage == KELSysJSONValue::kInline) {
     if (l_Count == 0) return;
-    l_Value.m_Payload.m_Integer = 0;  // a fresh value: the slot is free
     Container*& l_Slot = l_Value.SlotOf<Container>();
     l_Slot = KELSysJSONBlock::New<Container>(l_Count, &m_Blocks);
     return;
