@@ -4,14 +4,18 @@
 // is moved to another container), so the block counts who uses it: the container living in it,
 // and the list whose items lie in it. It is given up when neither is left.
 //
+// String payloads and keys live in blocks of their own kind (KELSysJSONBytes): the bytes behind an
+// 8-byte header.
+//
 // The blocks of one build are carved out of larger chunks (KELSysJSONBlockSource): a tree of many
-// small containers then costs a few allocations instead of one per container. A chunk counts the
-// blocks alive in it and is freed with the last of them.
+// small containers and strings then costs a few allocations instead of one per node. A chunk counts
+// the blocks alive in it and is freed with the last of them.
 #ifndef KELSysJSONBlock_H
 #define KELSysJSONBlock_H
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <new>
 
 struct KELSysJSONChunk {
@@ -52,8 +56,12 @@ class KELSysJSONBlockSource {
   // Chunks stay under the size at which the C library maps memory of its own for each request.
   static constexpr size_t kSmallest = 1024, kChunk = 64 * 1024, kLargest = kChunk / 8;
 
+  // A build that needs more than its estimate (strings and keys are not in it) gets chunks twice
+  // the size of the last, up to the largest: few allocations, and one chunk of slack at most.
   void NewChunk(size_t iAtLeast) {
     size_t l_Size = m_Budget < kSmallest ? kSmallest : m_Budget > kChunk ? kChunk : m_Budget;
+    if (l_Size < 2 * m_Last) l_Size = 2 * m_Last < kChunk ? 2 * m_Last : kChunk;
+    m_Last = l_Size;
     l_Size += sizeof(KELSysJSONChunk);
     if (l_Size < iAtLeast + sizeof(KELSysJSONChunk)) l_Size = iAtLeast + sizeof(KELSysJSONChunk);
     char* l_Raw = static_cast<char*>(::operator new(l_Size));
@@ -68,6 +76,7 @@ class KELSysJSONBlockSource {
   char* m_Next = nullptr;
   char* m_End = nullptr;
   size_t m_Budget;
+  size_t m_Last = 0;  // the size of the last chunk
 };
 
 class KELSysJSONBlock {
@@ -119,5 +128,38 @@ class KELSysJSONBlock {
   KELSysJSONChunk* m_Chunk;
 };
 static_assert(sizeof(KELSysJSONBlock) <= 16, "a block header fits its room");
+
+// A run of string bytes (not terminated) behind a header that says where the block came from: the
+// chunk it was carved out of, or null for a block of its own. A one-byte run built by a parse thus
+// takes 16 bytes, a fifteen-byte one 24. Callers keep the length.
+class KELSysJSONBytes {
+ public:
+  // A copy of iLength (> 0) bytes, carved from iSource when given. Throws std::bad_alloc.
+  static const char* New(const char* iBytes, size_t iLength, KELSysJSONBlockSource* iSource = nullptr) {
+    KELSysJSONChunk* l_Chunk = nullptr;
+    const size_t l_Size = kHeader + iLength;
+    char* l_Raw = static_cast<char*>(iSource ? iSource->Take(l_Size, l_Chunk) : ::operator new(l_Size));
+    new (l_Raw) Header{l_Chunk};
+    std::memcpy(l_Raw + kHeader, iBytes, iLength);
+    return l_Raw + kHeader;
+  }
+
+  // Gives up a run made by New; null is ignored.
+  static void Delete(const char* iBytes) noexcept {
+    if (iBytes == nullptr) return;
+    Header* l_Header = reinterpret_cast<Header*>(const_cast<char*>(iBytes) - kHeader);
+    if (l_Header->m_Chunk)
+      KELSysJSONBlockSource::Drop(l_Header->m_Chunk);
+    else
+      ::operator delete(static_cast<void*>(l_Header));
+  }
+
+ private:
+  struct Header {
+    KELSysJSONChunk* m_Chunk;
+  };
+  static constexpr size_t kHeader = sizeof(Header);
+  static_assert(kHeader == 8, "string bytes follow an 8-byte header");
+};
 
 #endif

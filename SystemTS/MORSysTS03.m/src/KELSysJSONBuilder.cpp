@@ -30,26 +30,39 @@ void KELSysJSONBuilder::TraceText(const char* iFormat, const char* iBytes, uint3
 // no storage at all (a value makes it on first use), so that a text of empty brackets costs a
 // reader no more than the values that hold them.
 template <class Container>
-void KELSysJSONBuilder::Room(Container*& ioContainer, int32_t iCount) {
+void KELSysJSONBuilder::Room(KELSysJSONType iType, int32_t iCount) {
   const uint32_t l_Count = static_cast<uint32_t>(iCount);
-  if (ioContainer)
-    ioContainer->List().Reserve(l_Count);
+  KELSysJSONValue& l_Value = *m_Target;
+  l_Value.SetType(iType);
+  if (l_Value.m_Storage == KELSysJSONValue::kInline) {
+    if (l_Count == 0) return;
+    Container*& l_Slot = l_Value.SlotOf<Container>();
+    l_Slot = KELSysJSONBlock::New<Container>(l_Count, &m_Blocks);
+    return;
+  }
+  Container*& l_Slot = l_Value.SlotOf<Container>();
+  if (l_Slot)
+    l_Slot->List().Reserve(l_Count);
   else if (l_Count > 0)
-    ioContainer = KELSysJSONBlock::New<Container>(l_Count, &m_Blocks);
+    l_Slot = KELSysJSONBlock::New<Container>(l_Count, &m_Blocks);
 }
+
+// The target is null; only the root may hold containers.
+KELSysJSONValue::Payload& KELSysJSONBuilder::Slot() { return m_Target->ScalarSlot(); }
 
 bool KELSysJSONBuilder::ObjectBegin(const KELSysJSONTokenRecord& iToken) {
   Trace("JSON Object begin\n");
-  m_Target->m_Type = KELSysJSONTypeObject;
-  Room(m_Target->m_Parts.m_Object, iToken.m_Size);
+  Room<KELSysJSONObject>(KELSysJSONTypeObject, iToken.m_Size);
   m_Open.push_back(m_Target);
   return true;
 }
 
+// Keys and strings are carved from the build's chunks like the containers; an empty one takes none.
 bool KELSysJSONBuilder::Key(const char* iBytes, uint32_t iLength) {
   TraceText("  JSON Pair string '%s'\n", iBytes, iLength);
-  KELSysJSONPair& l_Pair = m_Open.back()->m_Parts.m_Object->m_Pairs.EmplaceBack();
-  l_Pair.SetKey(std::string_view(iBytes, iLength));
+  KELSysJSONPair& l_Pair = m_Open.back()->ObjectOf()->m_Pairs.EmplaceBack();
+  if (iLength > 0) l_Pair.m_Key = KELSysJSONBytes::New(iBytes, iLength, &m_Blocks);
+  l_Pair.m_KeyLength = iLength;
   m_Target = &l_Pair.GetValue();
   return true;
 }
@@ -62,14 +75,13 @@ bool KELSysJSONBuilder::ObjectEnd() {
 
 bool KELSysJSONBuilder::ArrayBegin(const KELSysJSONTokenRecord& iToken) {
   Trace("JSON Array begin\n");
-  m_Target->m_Type = KELSysJSONTypeArray;
-  Room(m_Target->m_Parts.m_Array, iToken.m_Size);
+  Room<KELSysJSONArray>(KELSysJSONTypeArray, iToken.m_Size);
   m_Open.push_back(m_Target);
   return true;
 }
 
 bool KELSysJSONBuilder::ItemBegin() {
-  m_Target = &m_Open.back()->m_Parts.m_Array->m_Values.EmplaceBack();
+  m_Target = &m_Open.back()->ArrayOf()->m_Values.EmplaceBack();
   return true;
 }
 
@@ -80,34 +92,40 @@ bool KELSysJSONBuilder::ArrayEnd() {
 }
 
 bool KELSysJSONBuilder::String(const char* iBytes, uint32_t iLength) {
-  if (m_Target->SetString(iBytes, iLength) != KEL_S_OK) throw std::bad_alloc();
+  if (iLength > 0) {
+    KELSysJSONValue::Payload& l_Slot = Slot();
+    l_Slot.m_Bytes = KELSysJSONBytes::New(iBytes, iLength, &m_Blocks);
+    if (m_Target->m_Storage == KELSysJSONValue::kInline) m_Target->m_Storage = KELSysJSONValue::kBytes;
+  }
+  m_Target->m_Length = iLength;
+  m_Target->SetType(KELSysJSONTypeString);
   TraceText("JSON String '%s'\n", iBytes, iLength);
   return true;
 }
 
 bool KELSysJSONBuilder::Primitive(const KELSysJSONPrimitive& iRead) {
-  KELSysJSONValue& l_Value = *m_Target;
   switch (iRead.m_Kind) {
     case KELSysJSONPrimitive::True:
-    case KELSysJSONPrimitive::False:
-      l_Value.m_Type = KELSysJSONTypeBoolean;
-      l_Value.m_Parts.m_Scalar.m_Boolean = iRead.m_Kind == KELSysJSONPrimitive::True;
-      Trace(l_Value.m_Parts.m_Scalar.m_Boolean ? "JSON Boolean primitive 'true'\n"
-                                               : "JSON Boolean primitive 'false'\n");
+    case KELSysJSONPrimitive::False: {
+      const bool l_True = iRead.m_Kind == KELSysJSONPrimitive::True;
+      Slot().m_Boolean = l_True;
+      m_Target->SetType(KELSysJSONTypeBoolean);
+      Trace(l_True ? "JSON Boolean primitive 'true'\n" : "JSON Boolean primitive 'false'\n");
       break;
+    }
     case KELSysJSONPrimitive::Null:
       Trace("JSON primitive Null\n");
       break;
     case KELSysJSONPrimitive::Cut:
       break;
     case KELSysJSONPrimitive::Double:
-      l_Value.m_Type = KELSysJSONTypeDouble;
-      l_Value.m_Parts.m_Scalar.m_Double = iRead.m_Double;
+      Slot().m_Double = iRead.m_Double;
+      m_Target->SetType(KELSysJSONTypeDouble);
       if (m_Trace) m_Trace->Print(KELSysTraceDebug, "JSON Double primitive '%lf'\n", iRead.m_Double);
       break;
     case KELSysJSONPrimitive::Integer:
-      l_Value.m_Type = KELSysJSONTypeInteger;
-      l_Value.m_Parts.m_Scalar.m_Integer = iRead.m_Integer;
+      Slot().m_Integer = iRead.m_Integer;
+      m_Target->SetType(KELSysJSONTypeInteger);
       // Integers carry the Double label too.
       if (m_Trace)
         m_Trace->Print(KELSysTraceDebug, "JSON Double primitive '%lld'\n",

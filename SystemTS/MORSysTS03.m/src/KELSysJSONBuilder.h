@@ -16,7 +16,8 @@
 class KELSysJSONBuilder {
  public:
   // oRoot must be null. ioOpen and ioScratch are working storage kept by the caller between builds.
-  // iTokens, the number of tokens to build, sizes the chunks the containers are carved from.
+  // iTokens, the number of tokens to build, sizes the chunks the containers, strings and keys are
+  // carved from.
   KELSysJSONBuilder(KELSysJSONValue& oRoot, std::vector<KELSysJSONValue*>& ioOpen, KELSysTrace* iTrace,
                     std::string& ioScratch, uint32_t iTokens);
 
@@ -35,8 +36,11 @@ class KELSysJSONBuilder {
     if (m_Trace) m_Trace->Print(KELSysTraceDebug, "%s", iLine);
   }
   void TraceText(const char* iFormat, const char* iBytes, uint32_t iLength);
+  // Makes the target a container of iType with room for iCount members.
   template <class Container>
-  void Room(Container*& ioContainer, int32_t iCount);
+  void Room(KELSysJSONType iType, int32_t iCount);
+  // The target's scalar slot. Throws std::bad_alloc.
+  KELSysJSONValue::Payload& Slot();
 
   KELSysJSONValue* m_Target;  // the value the next event fills
   std::vector<KELSysJSONValue*>& m_Open;

@@ -99,7 +99,7 @@ void KELSysJSONListImpl<Item, Interface>::Grow(size_t iCapacity) {
   Item* l_Items = static_cast<Item*>(::operator new(iCapacity * sizeof(Item)));
   for (uint32_t l_Index = 0; l_Index < m_Count; ++l_Index) {
     new (l_Items + l_Index) Item(std::move(m_Items[l_Index]));
-    m_Items[l_Index].~Item();
+    m_Items[l_Index].Item::~Item();
   }
   FreeStorage();
   m_Items = l_Items;
@@ -138,7 +138,7 @@ bool KELSysJSONListImpl<Item, Interface>::RemoveAt(size_t iIndex) {
   Item l_Removed(std::move(m_Items[iIndex]));  // destroyed last, level by level
   for (size_t l_Index = iIndex; l_Index + 1 < m_Count; ++l_Index)
     m_Items[l_Index] = std::move(m_Items[l_Index + 1]);
-  m_Items[--m_Count].~Item();
+  m_Items[--m_Count].Item::~Item();
   return true;
 }
 

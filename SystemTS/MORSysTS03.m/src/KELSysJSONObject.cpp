@@ -1,6 +1,5 @@
 #include "KELSysJSONObject.h"
 
-#include <cstring>
 #include <new>
 #include <utility>
 
@@ -55,10 +54,16 @@ KELSysResult KELSysJSONObject::AddPair(const KELSysJSONPair& iPair) { return m_P
 
 KELSysResult KELSysJSONObject::AddPair(KELSysJSONPair&& iPair) { return m_Pairs.Append(std::move(iPair)); }
 
+// A stored key may hold NUL bytes; as strcmp reads it, it ends at the first of them.
 KELSysJSONValue& KELSysJSONObject::Lookup(const char* iKey) {
   if (iKey != nullptr) {
-    for (KELSysJSONPair& l_Pair : m_Pairs)
-      if (std::strcmp(l_Pair.GetKey().c_str(), iKey) == 0) return l_Pair.GetValue();
+    const std::string_view l_Wanted(iKey);
+    for (KELSysJSONPair& l_Pair : m_Pairs) {
+      const std::string_view l_Key = l_Pair.GetKey();
+      if (l_Key.size() >= l_Wanted.size() && l_Key.substr(0, l_Wanted.size()) == l_Wanted &&
+          (l_Key.size() == l_Wanted.size() || l_Key[l_Wanted.size()] == '\0'))
+        return l_Pair.GetValue();
+    }
   }
   if (!m_Missing) m_Missing = std::make_unique<KELSysJSONValue>();
   return *m_Missing;

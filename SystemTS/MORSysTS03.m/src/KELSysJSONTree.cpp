@@ -1,19 +1,30 @@
 #include "KELSysJSONTree.h"
 
+#include <cstdint>
 #include <new>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 
 #include "KELSysJSONBlock.h"
 
-// oTarget is a null value without containers.
 void KELSysJSONTree::CopyShallow(KELSysJSONValue& oTarget, const KELSysJSONValue& iSource) {
-  if (iSource.m_Type == KELSysJSONTypeString) {
-    oTarget.PlaceString(std::string(iSource.GetString()));
-    return;
+  switch (iSource.GetType()) {
+    case KELSysJSONTypeString: {
+      const std::string_view l_Bytes = iSource.GetString();
+      oTarget.PlaceBytes(l_Bytes.empty() ? nullptr : KELSysJSONBytes::New(l_Bytes.data(), l_Bytes.size()),
+                         static_cast<uint32_t>(l_Bytes.size()));
+      return;
+    }
+    case KELSysJSONTypeBoolean:
+    case KELSysJSONTypeInteger:
+    case KELSysJSONTypeDouble:
+      oTarget.m_Payload = iSource.Scalar();
+      break;
+    default:
+      break;  // the payload slot of the others holds no scalar
   }
   oTarget.m_Type = iSource.m_Type;
-  oTarget.m_Parts.m_Scalar = iSource.m_Parts.m_Scalar;
 }
 
 bool KELSysJSONTree::HasMembers(const KELSysJSONValue& iValue) noexcept {
@@ -22,7 +33,7 @@ bool KELSysJSONTree::HasMembers(const KELSysJSONValue& iValue) noexcept {
   return (l_Array && l_Array->m_Values.m_Count > 0) || (l_Object && l_Object->m_Pairs.m_Count > 0);
 }
 
-bool KELSysJSONTree::HasChildren(const KELSysJSONValue& iValue) noexcept {
+bool KELSysJSONTree::ContainersHold(const KELSysJSONValue& iValue) noexcept {
   const KELSysJSONObject* l_Object = iValue.ObjectOf();
   return HasMembers(iValue) || (l_Object && l_Object->m_Missing);
 }
@@ -34,8 +45,12 @@ void KELSysJSONTree::CopyLevel(List& oTarget, const List& iSource, std::vector<C
   oTarget.Reserve(size_t{oTarget.m_Count} + iSource.m_Count);
   for (const auto& l_Source : iSource) {
     auto& l_Target = oTarget.EmplaceBack();
-    if constexpr (std::is_same_v<std::decay_t<decltype(l_Source)>, KELSysJSONPair>)
-      l_Target.m_Key = l_Source.m_Key;
+    if constexpr (std::is_same_v<std::decay_t<decltype(l_Source)>, KELSysJSONPair>) {
+      if (l_Source.m_KeyLength > 0) {
+        l_Target.m_Key = KELSysJSONBytes::New(l_Source.m_Key, l_Source.m_KeyLength);
+        l_Target.m_KeyLength = l_Source.m_KeyLength;
+      }
+    }
     CopyShallow(ValueOf(l_Target), ValueOf(l_Source));
     if (HasMembers(ValueOf(l_Source))) ioWork.push_back({&ValueOf(l_Target), &ValueOf(l_Source)});
   }
@@ -47,14 +62,13 @@ void KELSysJSONTree::CopyMembers(KELSysJSONValue& oTarget, const KELSysJSONValue
                                  std::vector<CopyTask>& ioWork) {
   const KELSysJSONArray* l_Array = iSource.ArrayOf();
   const KELSysJSONObject* l_Object = iSource.ObjectOf();
-  oTarget.ToParts();
   if (l_Array && l_Array->m_Values.m_Count > 0) {
-    KELSysJSONArray*& l_Target = oTarget.m_Parts.m_Array;
+    KELSysJSONArray*& l_Target = oTarget.SlotOf<KELSysJSONArray>();
     if (!l_Target) l_Target = KELSysJSONBlock::New<KELSysJSONArray>(l_Array->m_Values.m_Count);
     CopyLevel(l_Target->m_Values, l_Array->m_Values, ioWork);
   }
   if (l_Object && l_Object->m_Pairs.m_Count > 0) {
-    KELSysJSONObject*& l_Target = oTarget.m_Parts.m_Object;
+    KELSysJSONObject*& l_Target = oTarget.SlotOf<KELSysJSONObject>();
     if (!l_Target) l_Target = KELSysJSONBlock::New<KELSysJSONObject>(l_Object->m_Pairs.m_Count);
     CopyLevel(l_Target->m_Pairs, l_Object->m_Pairs, ioWork);
   }
@@ -88,12 +102,17 @@ void KELSysJSONTree::CopyBelow(KELSysJSONValue& oTarget, const KELSysJSONValue& 
 void KELSysJSONTree::Detach(KELSysJSONValue& ioValue, std::vector<Detached>& ioPending) noexcept {
   if (!HasChildren(ioValue)) return;
   try {
-    ioPending.push_back({ioValue.m_Parts.m_Array, ioValue.m_Parts.m_Object});
+    ioPending.push_back({ioValue.ArrayOf(), ioValue.ObjectOf()});
   } catch (const std::bad_alloc&) {
     return;
   }
-  ioValue.m_Parts.m_Array = nullptr;
-  ioValue.m_Parts.m_Object = nullptr;
+  if (ioValue.m_Storage == KELSysJSONValue::kParts) {
+    ioValue.m_Payload.m_Parts->m_Array = nullptr;
+    ioValue.m_Payload.m_Parts->m_Object = nullptr;
+  } else {
+    ioValue.m_Storage = KELSysJSONValue::kInline;  // the payload slot held the container only
+    ioValue.m_Payload.m_Integer = 0;
+  }
 }
 
 void KELSysJSONTree::Drain(std::vector<Detached>& ioPending) noexcept {
@@ -117,7 +136,7 @@ void KELSysJSONTree::Release(List& ioList, int iDepth) noexcept {
   for (auto& l_Item : ioList) {
     using Item = std::decay_t<decltype(l_Item)>;
     if (HasChildren(ValueOf(l_Item))) Release(ValueOf(l_Item), iDepth + 1);
-    l_Item.~Item();  // nothing below it any more: no recursion
+    l_Item.Item::~Item();  // nothing below it any more: no recursion, no virtual call
   }
   ioList.m_Count = 0;
 }

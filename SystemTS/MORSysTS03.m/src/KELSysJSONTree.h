@@ -28,12 +28,16 @@ class KELSysJSONTree {
   // Empties what the value holds below it; its own payloads and containers stay.
   static void Release(KELSysJSONValue& ioValue) noexcept { Release(ioValue, 0); }
 
-  // A value's type, scalar and string payloads, without its containers.
+  // A value's type, scalar and string payloads, without its containers. oTarget is a null value
+  // that holds nothing out of line.
   static void CopyShallow(KELSysJSONValue& oTarget, const KELSysJSONValue& iSource);
   // True when the value's array or object has members.
   static bool HasMembers(const KELSysJSONValue& iValue) noexcept;
-  // True when the value's array, object or missing-member value holds anything.
-  static bool HasChildren(const KELSysJSONValue& iValue) noexcept;
+  // True when the value's array, object or missing-member value holds anything. A value with no
+  // container costs a test of its storage tag.
+  static bool HasChildren(const KELSysJSONValue& iValue) noexcept {
+    return iValue.m_Storage >= KELSysJSONValue::kArray && ContainersHold(iValue);
+  }
 
  private:
   struct CopyTask {
@@ -59,6 +63,7 @@ class KELSysJSONTree {
   template <class List>
   static void Release(List& ioList, int iDepth) noexcept;
   static void Release(KELSysJSONValue& ioValue, int iDepth) noexcept;
+  static bool ContainersHold(const KELSysJSONValue& iValue) noexcept;
   static void Detach(KELSysJSONValue& ioValue, std::vector<Detached>& ioPending) noexcept;
   static void Drain(std::vector<Detached>& ioPending) noexcept;
 };

@@ -1,5 +1,6 @@
 #include "KELSysJSONValue.h"
 
+#include <cstdint>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -8,90 +9,93 @@
 #include "KELSysJSONTree.h"
 #include "KELSysJSONWriter.h"
 
-KELSysJSONValue::KELSysJSONValue(const KELSysJSONValue& iOther) : KELSysJSONBase(iOther), m_Parts() {
+// A tree costs a reader a value per member: their size bounds what a hostile key file can make it
+// hold.
+#if defined(__x86_64__)
+static_assert(sizeof(KELSysJSONValue) == 24, "a value is a vptr, its tags and one 8-byte payload");
+#endif
+
+KELSysJSONValue::KELSysJSONValue(const KELSysJSONValue& iOther) : KELSysJSONBase(iOther) {
   try {
     KELSysJSONTree::CopyShallow(*this, iOther);
     KELSysJSONTree::CopyBelow(*this, iOther);
   } catch (...) {
-    SetNull();  // no destructor runs for a constructor that throws
-    FreeContainers();
+    Free();  // no destructor runs for a constructor that throws
     throw;
   }
 }
 
-KELSysJSONValue::KELSysJSONValue(KELSysJSONValue&& iOther) noexcept : KELSysJSONBase(iOther), m_Parts() {
-  Become(std::move(iOther));
+void KELSysJSONValue::Free() noexcept {
+  DropBytes();
+  if (ArrayOf() || ObjectOf()) KELSysJSONTree::Release(*this);
+  if (KELSysJSONArray* l_Array = ArrayOf()) KELSysJSONBlock::Delete(l_Array);
+  if (KELSysJSONObject* l_Object = ObjectOf()) KELSysJSONBlock::Delete(l_Object);
+  if (m_Storage == kParts) delete m_Payload.m_Parts;
 }
 
-KELSysJSONValue::~KELSysJSONValue() {
-  DropString();
-  FreeContainers();
-}
-
-const std::string& KELSysJSONValue::NoString() {
-  static const std::string s_None;
-  return s_None;
-}
-
-void KELSysJSONValue::DropString() noexcept {
+// Only a non-empty string has bytes: in the payload slot, or in the parts beside containers.
+void KELSysJSONValue::DropBytes() noexcept {
   if (m_Type != KELSysJSONTypeString) return;
-  if (m_Loose) {
-    delete m_Parts.m_Scalar.m_Loose;
-    m_Loose = false;
-  } else {
-    m_String.~basic_string();
-    new (&m_Parts) Parts();
+  if (m_Storage == kBytes) {
+    KELSysJSONBytes::Delete(m_Payload.m_Bytes);
+    m_Storage = kInline;
+    m_Payload.m_Integer = 0;
+  } else if (m_Storage == kParts) {
+    KELSysJSONBytes::Delete(m_Payload.m_Parts->m_Scalar.m_Bytes);
+    m_Payload.m_Parts->m_Scalar.m_Integer = 0;
   }
   m_Type = KELSysJSONTypeNull;
-  m_Parts.m_Scalar.m_Integer = 0;
+  m_Length = 0;
 }
 
-void KELSysJSONValue::PlaceString(std::string&& iBytes) noexcept {
-  m_Parts.~Parts();
-  new (&m_String) std::string(std::move(iBytes));
-  m_Type = KELSysJSONTypeString;
+KELSysJSONValue::Parts& KELSysJSONValue::ToParts() {
+  if (m_Storage == kParts) return *m_Payload.m_Parts;
+  Parts* l_Parts = new Parts();
+  if (m_Storage == kArray)
+    l_Parts->m_Array = m_Payload.m_Array;
+  else if (m_Storage == kObject)
+    l_Parts->m_Object = m_Payload.m_Object;
+  else
+    l_Parts->m_Scalar = m_Payload;
+  m_Storage = kParts;
+  m_Payload.m_Parts = l_Parts;
+  return *l_Parts;
 }
 
-void KELSysJSONValue::ToParts() {
-  if (HasParts()) return;
-  std::string* l_Loose = new std::string(std::move(m_String));
-  m_String.~basic_string();
-  new (&m_Parts) Parts();
-  m_Parts.m_Scalar.m_Loose = l_Loose;
-  m_Loose = true;
+// A container slot left null (its making failed) frees the payload slot again.
+KELSysJSONValue::Payload& KELSysJSONValue::PartsScalar() {
+  if ((m_Storage == kArray && m_Payload.m_Array == nullptr) ||
+      (m_Storage == kObject && m_Payload.m_Object == nullptr)) {
+    m_Storage = kInline;
+    return m_Payload;
+  }
+  return ToParts().m_Scalar;
 }
 
 template <>
 KELSysJSONArray*& KELSysJSONValue::SlotOf<KELSysJSONArray>() {
-  return m_Parts.m_Array;
+  if (m_Storage == kArray) return m_Payload.m_Array;
+  const bool l_Scalar =
+      m_Type == KELSysJSONTypeBoolean || m_Type == KELSysJSONTypeInteger || m_Type == KELSysJSONTypeDouble;
+  if (m_Storage == kInline && !l_Scalar) {
+    m_Storage = kArray;
+    m_Payload.m_Array = nullptr;
+    return m_Payload.m_Array;
+  }
+  return ToParts().m_Array;
 }
 
 template <>
 KELSysJSONObject*& KELSysJSONValue::SlotOf<KELSysJSONObject>() {
-  return m_Parts.m_Object;
-}
-
-void KELSysJSONValue::Become(KELSysJSONValue&& ioSource) noexcept {
-  if (!ioSource.HasParts()) {
-    PlaceString(std::move(ioSource.m_String));
-    ioSource.DropString();
-    return;
+  if (m_Storage == kObject) return m_Payload.m_Object;
+  const bool l_Scalar =
+      m_Type == KELSysJSONTypeBoolean || m_Type == KELSysJSONTypeInteger || m_Type == KELSysJSONTypeDouble;
+  if (m_Storage == kInline && !l_Scalar) {
+    m_Storage = kObject;
+    m_Payload.m_Object = nullptr;
+    return m_Payload.m_Object;
   }
-  m_Type = ioSource.m_Type;
-  m_Loose = ioSource.m_Loose;
-  m_Parts = ioSource.m_Parts;
-  ioSource.m_Type = KELSysJSONTypeNull;
-  ioSource.m_Loose = false;
-  ioSource.m_Parts = Parts();
-}
-
-void KELSysJSONValue::FreeContainers() noexcept {
-  if (!ArrayOf() && !ObjectOf()) return;
-  KELSysJSONTree::Release(*this);
-  if (m_Parts.m_Array) KELSysJSONBlock::Delete(m_Parts.m_Array);
-  if (m_Parts.m_Object) KELSysJSONBlock::Delete(m_Parts.m_Object);
-  m_Parts.m_Array = nullptr;
-  m_Parts.m_Object = nullptr;
+  return ToParts().m_Object;
 }
 
 // Both assignments build the new content first: the source may lie below this value.
@@ -113,8 +117,8 @@ KELSysJSONValue& KELSysJSONValue::operator=(KELSysJSONValue&& iOther) noexcept {
 
 void KELSysJSONValue::Swap(KELSysJSONValue& ioOther) noexcept {
   KELSysJSONValue l_Mine(std::move(*this));
-  Become(std::move(ioOther));
-  ioOther.Become(std::move(l_Mine));
+  Become(ioOther);
+  ioOther.Become(l_Mine);
 }
 
 // What a value without containers shows through the const accessors.
@@ -131,67 +135,83 @@ const KELSysJSONObject& KELSysJSONValue::GetObject() const {
 }
 
 KELSysJSONArray& KELSysJSONValue::MakeArray() {
-  ToParts();
-  return *(m_Parts.m_Array = KELSysJSONBlock::New<KELSysJSONArray>(0));
+  KELSysJSONArray*& l_Slot = SlotOf<KELSysJSONArray>();
+  return *(l_Slot = KELSysJSONBlock::New<KELSysJSONArray>(0));
 }
 
 KELSysJSONObject& KELSysJSONValue::MakeObject() {
-  ToParts();
-  return *(m_Parts.m_Object = KELSysJSONBlock::New<KELSysJSONObject>(0));
+  KELSysJSONObject*& l_Slot = SlotOf<KELSysJSONObject>();
+  return *(l_Slot = KELSysJSONBlock::New<KELSysJSONObject>(0));
 }
 
 void KELSysJSONValue::SetNull() {
-  DropString();
+  DropBytes();
   m_Type = KELSysJSONTypeNull;
-  m_Parts.m_Scalar.m_Integer = 0;
-  if (m_Parts.m_Array) m_Parts.m_Array->Clear();
-  if (m_Parts.m_Object) m_Parts.m_Object->Clear();
+  m_Length = 0;
+  if (m_Storage == kInline)
+    m_Payload.m_Integer = 0;
+  else if (m_Storage == kParts)
+    m_Payload.m_Parts->m_Scalar.m_Integer = 0;
+  if (KELSysJSONArray* l_Array = ArrayOf()) l_Array->Clear();
+  if (KELSysJSONObject* l_Object = ObjectOf()) l_Object->Clear();
 }
 
-void KELSysJSONValue::SetBoolean(bool iValue) {
+template <class Field>
+KELSysResult KELSysJSONValue::SetScalar(KELSysJSONType iType, Field Payload::*iField, Field iValue) {
   SetNull();
-  m_Type = KELSysJSONTypeBoolean;
-  m_Parts.m_Scalar.m_Boolean = iValue;
+  try {
+    ScalarSlot().*iField = iValue;
+  } catch (const std::bad_alloc&) {
+    return KEL_E_OUTOFMEMORY;
+  }
+  SetType(iType);
+  return KEL_S_OK;
 }
 
-void KELSysJSONValue::SetInteger(int64_t iValue) {
-  SetNull();
-  m_Type = KELSysJSONTypeInteger;
-  m_Parts.m_Scalar.m_Integer = iValue;
+KELSysResult KELSysJSONValue::SetBoolean(bool iValue) {
+  return SetScalar(KELSysJSONTypeBoolean, &Payload::m_Boolean, iValue);
 }
 
-void KELSysJSONValue::SetInteger(int32_t iValue) { SetInteger(static_cast<int64_t>(iValue)); }
+KELSysResult KELSysJSONValue::SetInteger(int64_t iValue) {
+  return SetScalar(KELSysJSONTypeInteger, &Payload::m_Integer, iValue);
+}
 
-void KELSysJSONValue::SetDouble(double iValue) {
-  SetNull();
-  m_Type = KELSysJSONTypeDouble;
-  m_Parts.m_Scalar.m_Double = iValue;
+KELSysResult KELSysJSONValue::SetInteger(int32_t iValue) { return SetInteger(static_cast<int64_t>(iValue)); }
+
+KELSysResult KELSysJSONValue::SetDouble(double iValue) {
+  return SetScalar(KELSysJSONTypeDouble, &Payload::m_Double, iValue);
 }
 
 KELSysResult KELSysJSONValue::SetString(const char* iBytes) {
   return iBytes ? SetString(iBytes, std::strlen(iBytes)) : (SetNull(), KEL_S_OK);
 }
 
-// A value with containers keeps them, and its string beside them.
-KELSysResult KELSysJSONValue::SetString(const char* iBytes, size_t iLength) {
-  if (iBytes == nullptr) {
-    SetNull();
-    return KEL_S_OK;
+// An empty string needs no slot; any other keeps its bytes beside the value's containers.
+void KELSysJSONValue::PlaceBytes(const char* iBytes, uint32_t iLength) {
+  if (iLength > 0) {
+    Payload& l_Slot = ScalarSlot();
+    if (m_Storage == kInline) m_Storage = kBytes;
+    l_Slot.m_Bytes = iBytes;
   }
-  try {
-    std::string l_Bytes(iBytes, iLength);  // the bytes may lie below this value
+  m_Length = iLength;
+  SetType(KELSysJSONTypeString);
+}
+
+KELSysResult KELSysJSONValue::SetString(const char* iBytes, size_t iLength) {
+  if (iBytes == nullptr || iLength > UINT32_MAX) {
     SetNull();
-    if (!m_Parts.m_Array && !m_Parts.m_Object) {
-      PlaceString(std::move(l_Bytes));
-      return KEL_S_OK;
-    }
-    m_Parts.m_Scalar.m_Loose = new std::string(std::move(l_Bytes));
-    m_Loose = true;
+    return iBytes == nullptr ? KEL_S_OK : KEL_E_OUTOFMEMORY;
+  }
+  const char* l_Bytes = nullptr;
+  try {
+    if (iLength > 0) l_Bytes = KELSysJSONBytes::New(iBytes, iLength);  // they may lie below this value
+    SetNull();
+    PlaceBytes(l_Bytes, static_cast<uint32_t>(iLength));
   } catch (const std::bad_alloc&) {
+    KELSysJSONBytes::Delete(l_Bytes);
     SetNull();
     return KEL_E_OUTOFMEMORY;
   }
-  m_Type = KELSysJSONTypeString;
   return KEL_S_OK;
 }
 
@@ -202,14 +222,14 @@ template <class Container>
 KELSysResult KELSysJSONValue::Take(KELSysJSONType iType, Container&& iContainer) {
   Container l_Taken(std::move(iContainer));
   SetNull();
-  Container*& l_Slot = SlotOf<Container>();
   try {
+    Container*& l_Slot = SlotOf<Container>();
     if (!l_Slot) l_Slot = KELSysJSONBlock::New<Container>(0);
+    *l_Slot = std::move(l_Taken);
   } catch (const std::bad_alloc&) {
     return KEL_E_OUTOFMEMORY;
   }
-  *l_Slot = std::move(l_Taken);
-  m_Type = iType;
+  SetType(iType);
   return KEL_S_OK;
 }
 

@@ -110,7 +110,7 @@ void KELSysJSONWriter::NewLine(size_t iSkip) {
   m_Out.append(m_Indent, iSkip < m_Indent.size() ? iSkip : m_Indent.size());
 }
 
-void KELSysJSONWriter::Key(const std::string& iKey) {
+void KELSysJSONWriter::Key(std::string_view iKey) {
   m_Out += '"';
   m_Out += iKey;
   m_Out += "\":";

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "KELSysJSONArray.h"
@@ -44,7 +45,7 @@ class KELSysJSONWriter {
   void Open(char iBracket, const Frame& iFrame);
   void Close(const Frame& iFrame);
   void Drain();
-  void Key(const std::string& iKey);
+  void Key(std::string_view iKey);
   void NewLine(size_t iSkip);
 
   std::string& m_Out;

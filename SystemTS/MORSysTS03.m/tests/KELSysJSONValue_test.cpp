@@ -2,7 +2,10 @@
 // any stack would allow recursion for.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "KELSysJSON.h"
 #include "KELSysJSONPrivate.h"
@@ -109,7 +112,7 @@ TEST(KELSysJSONValue, TakesPartsOfItself) {
   EXPECT_EQ(Compact(l_Value), "{\"b\":[1,\"two\"]}");
   ASSERT_EQ(l_Value.SetArray(std::move(l_Value.GetObject().Lookup("b").GetArray())), KEL_S_OK);
   EXPECT_EQ(Compact(l_Value), "[1,\"two\"]");
-  ASSERT_EQ(l_Value.SetString(l_Value.GetArray().GetAt(1)->GetString().c_str()), KEL_S_OK);
+  ASSERT_EQ(l_Value.SetString(l_Value.GetArray().GetAt(1)->GetString()), KEL_S_OK);
   EXPECT_EQ(Compact(l_Value), "\"two\"");
   l_Value = Built("[[[7]]]");
   l_Value = std::move(*l_Value.GetArray().GetAt(0));
@@ -126,16 +129,23 @@ TEST(KELSysJSONValue, TakesPartsOfItself) {
 TEST(KELSysJSONValue, BuiltContainersOutliveTheirTree) {
   KELSysJSONObject l_Kept;
   KELSysJSONArray l_List;
+  KELSysJSONValue l_String;  // strings and keys too, which lie in the same chunks
+  KELSysJSONPair l_Member;
   {
     KELSysJSON l_JSON;
     KELSysJSONValue l_Root;
-    const std::string l_Text = "{\"k\":{\"a\":[1,\"more than fifteen bytes\"],\"b\":{}},\"l\":[true,[3]]}";
+    const std::string l_Text =
+        "{\"k\":{\"a\":[1,\"more than fifteen bytes\"],\"b\":{}},\"l\":[true,[3]],\"s\":\"x\","
+        "\"a key of more than fifteen bytes\":\"y\"}";
     ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK);
     ASSERT_EQ(l_JSON.Build(l_Root), KEL_S_OK);
     l_Kept = std::move(l_Root.GetObject().Lookup("k").GetObject());
     l_List = std::move(l_Root.GetObject().Lookup("l").GetArray());
-    EXPECT_EQ(Compact(l_Root), "{\"k\":{},\"l\":[]}");
+    l_String = std::move(l_Root.GetObject().Lookup("s"));
+    l_Member = std::move(*l_Root.GetObject().GetAt(3));
+    EXPECT_EQ(Compact(l_Root), "{\"k\":{},\"l\":[],\"s\":null,\"\":null}");
   }
+  EXPECT_EQ(Compact(l_String) + Compact(l_Member), "\"x\"\"a key of more than fifteen bytes\":\"y\"");
   KELSysJSONValue l_Item;
   l_Item.SetInteger(4);
   for (int l_Round = 0; l_Round < 3; ++l_Round) {
@@ -242,6 +252,191 @@ TEST(KELSysJSONValue, DeepTreesMadeByHand) {
   KELSysJSONObject l_Holder;
   l_Holder.Lookup("none").Swap(l_Chain);
   l_Holder.Lookup("none").GetObject().Lookup("none").Swap(l_Copy);
+}
+
+const std::string k_Long = "a string of more than fifteen bytes";
+
+std::string Quoted(std::string_view iText) { return "\"" + std::string(iText) + "\""; }
+
+// A value's own text and both of its containers' texts.
+std::string Shows(const KELSysJSONValue& iValue) {
+  return Compact(iValue) + " " + Compact(iValue.GetArray()) + " " + Compact(iValue.GetObject());
+}
+
+std::string Appended(const std::string& iList, const std::string& iItem) {
+  return iList.substr(0, iList.size() - 1) + (iList.size() > 2 ? "," : "") + iItem + iList.back();
+}
+
+// What a value should show after each step.
+struct Model {
+  KELSysJSONType m_Type = KELSysJSONTypeNull;
+  std::string m_Scalar = "null", m_Array = "[]", m_Object = "{}";
+  std::string Shows() const {
+    return (m_Type == KELSysJSONTypeArray    ? m_Array
+            : m_Type == KELSysJSONTypeObject ? m_Object
+                                             : m_Scalar) +
+           " " + m_Array + " " + m_Object;
+  }
+  void Set(KELSysJSONType iType, const std::string& iScalar, const std::string& iArray = "[]",
+           const std::string& iObject = "{}") {
+    *this = Model{iType, iScalar, iArray, iObject};
+  }
+};
+
+// Sequences of steps across the ways a value keeps its payload and containers. After every step the
+// value shows what the model says, its containers are still the objects first made (a copy's are
+// its own), and a string's bytes have not moved unless the string was set again.
+class KELSysJSONValueSteps : public testing::TestWithParam<const char*> {
+ protected:
+  void Apply(char iStep);
+  KELSysJSONValue m_Value;
+  Model m_Model;
+};
+
+void KELSysJSONValueSteps::Apply(char iStep) {
+  KELSysJSONValue& l_Value = m_Value;
+  Model& l_Model = m_Model;
+  const std::string l_Array = l_Model.m_Array, l_Object = l_Model.m_Object, l_String(l_Value.GetString());
+  KELSysJSON l_JSON;
+  switch (iStep) {
+    case 's':
+      ASSERT_EQ(l_Value.SetString(k_Long), KEL_S_OK);
+      return l_Model.Set(KELSysJSONTypeString, Quoted(k_Long));
+    case 'e':
+      ASSERT_EQ(l_Value.SetString(""), KEL_S_OK);
+      return l_Model.Set(KELSysJSONTypeString, "\"\"");
+    case 'i':
+      ASSERT_EQ(l_Value.SetInteger(int64_t{-1} << 40), KEL_S_OK);
+      return l_Model.Set(KELSysJSONTypeInteger, "-1099511627776");
+    case 'n':
+      l_Value.SetNull();
+      return l_Model.Set(KELSysJSONTypeNull, "null");
+    case 'A':  // a container asked for beside what the value is
+      ASSERT_EQ(l_Value.GetArray().Append(Integer(1)), KEL_S_OK);
+      l_Model.m_Array = Appended(l_Array, "1");
+      return;
+    case 'O':
+      ASSERT_EQ(l_Value.GetObject().AddPair(k_Long, Integer(2)), KEL_S_OK);
+      l_Model.m_Object = Appended(l_Object, Quoted(k_Long) + ":2");
+      return;
+    case 'S':  // set from parts of itself
+      ASSERT_EQ(l_Value.SetString(l_Value.GetString()), KEL_S_OK);
+      return l_Model.Set(KELSysJSONTypeString, Quoted(l_String));
+    case 'X':
+      ASSERT_EQ(l_Value.SetArray(l_Value.GetArray()), KEL_S_OK);
+      return l_Model.Set(KELSysJSONTypeArray, "", l_Array);
+    case 'Y':
+      ASSERT_EQ(l_Value.SetObject(std::move(l_Value.GetObject())), KEL_S_OK);
+      return l_Model.Set(KELSysJSONTypeObject, "", "[]", l_Object);
+    case 'w': {  // a swap hands everything over
+      KELSysJSONValue l_Other = Built("\"other\"");
+      l_Other.Swap(l_Value);
+      EXPECT_EQ(Shows(l_Other), l_Model.Shows());
+      EXPECT_EQ(Shows(l_Value), "\"other\" [] {}");
+      return l_Value.Swap(l_Other);
+    }
+    case 'c': {
+      const KELSysJSONValue l_Copy(l_Value);
+      l_Value.SetNull();
+      l_Value = l_Copy;
+      return;
+    }
+    case 'p':  // a build keeps the root's containers
+    case 'P': {
+      const std::string l_Text = iStep == 'p' ? Quoted("built by the parser") : "[5,\"x\",{}]";
+      ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK);
+      ASSERT_EQ(l_JSON.Build(l_Value), KEL_S_OK);
+      return iStep == 'p' ? l_Model.Set(KELSysJSONTypeString, l_Text)
+                          : l_Model.Set(KELSysJSONTypeArray, "", l_Text);
+    }
+  }
+  FAIL() << "no step " << iStep;
+}
+
+TEST_P(KELSysJSONValueSteps, KeepContainersAndBytes) {
+  const KELSysJSONValue& l_Read = m_Value;
+  const KELSysJSONArray* l_Array = nullptr;
+  const KELSysJSONObject* l_Object = nullptr;
+  const char* l_Bytes = nullptr;
+  for (const char* l_Step = GetParam(); *l_Step; ++l_Step) {
+    SCOPED_TRACE(std::string(GetParam(), l_Step + 1));
+    ASSERT_NO_FATAL_FAILURE(Apply(*l_Step));
+    EXPECT_EQ(Shows(l_Read), m_Model.Shows());
+    if (*l_Step == 'c') l_Array = nullptr, l_Object = nullptr;
+    if (!l_Array && l_Read.GetArray().GetSize()) l_Array = &l_Read.GetArray();
+    if (!l_Object && l_Read.GetObject().GetSize()) l_Object = &l_Read.GetObject();
+    EXPECT_TRUE(!l_Array || &l_Read.GetArray() == l_Array);
+    EXPECT_TRUE(!l_Object || &l_Read.GetObject() == l_Object);
+    if (!std::strchr("seSpc", *l_Step) && l_Read.GetType() == KELSysJSONTypeString) {
+      EXPECT_EQ(l_Read.GetString().data(), l_Bytes);
+    }
+    l_Bytes = l_Read.GetString().data();
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Storage, KELSysJSONValueSteps,
+                         testing::Values("sAiOsnesA", "PnisenO", "PYAinAOs", "sSAXiOYeSn", "swAwOwiwnw",
+                                         "sAOcicnceAc", "pAPpOPnp", "eAOeSwc"));
+
+// Keys are byte runs that may hold NUL bytes: Lookup reads a stored key as strcmp does (up to its
+// first NUL), Find and Remove compare whole keys.
+TEST(KELSysJSONValue, KeysWithNulBytes) {
+  using namespace std::string_view_literals;
+  KELSysJSONObject l_Object;
+  int l_Index = 0;
+  for (std::string_view l_Key : {"a\0b"sv, "a"sv, "ab"sv, "\0x"sv, ""sv, "b\0"sv})
+    ASSERT_EQ(l_Object.AddPair(l_Key, Integer(l_Index++)), KEL_S_OK);
+  struct Case {
+    std::string_view m_Key;
+    int m_Lookup;  // the index found, -1 for the missing-member value
+    int m_Find;
+  };
+  for (const Case& l_Case :
+       {Case{"a"sv, 0, 1}, Case{"a\0b"sv, 0, 0}, Case{"ab"sv, 2, 2}, Case{""sv, 3, 4}, Case{"\0x"sv, 3, 3},
+        Case{"b"sv, 5, -1}, Case{"b\0"sv, 5, 5}, Case{"x"sv, -1, -1}}) {
+    SCOPED_TRACE(std::string(l_Case.m_Key));
+    const std::string l_CKey(l_Case.m_Key);  // Lookup reads it up to its first NUL
+    KELSysJSONValue& l_Found = l_Object.Lookup(l_CKey.c_str());
+    EXPECT_EQ(l_Found.IsNull() ? -1 : l_Found.GetInteger(), l_Case.m_Lookup);
+    const KELSysJSONValue* l_Exact = l_Object.Find(l_Case.m_Key);
+    EXPECT_EQ(l_Exact ? l_Exact->GetInteger() : -1, l_Case.m_Find);
+  }
+  EXPECT_TRUE(l_Object.Remove("a"));
+  EXPECT_EQ(l_Object.Lookup("a").GetInteger(), 0);
+  EXPECT_EQ(Compact(l_Object), std::string("{\"a\0b\":0,\"ab\":2,\"\0x\":3,\"\":4,\"b\0\":5}"sv));
+}
+
+// Lengths are 32-bit: a longer string or key is refused before a byte of it is read.
+TEST(KELSysJSONValue, RefusesRunsOf4GiB) {
+  const char l_Byte = 'x';
+  const std::string_view l_Huge(&l_Byte, size_t{1} << 32);
+  KELSysJSONValue l_Value;
+  ASSERT_EQ(l_Value.SetString("kept"), KEL_S_OK);
+  EXPECT_EQ(l_Value.SetString(l_Huge), KEL_E_OUTOFMEMORY);
+  EXPECT_TRUE(l_Value.IsNull());
+  KELSysJSONPair l_Pair("k", Integer(1));
+  EXPECT_EQ(l_Pair.SetKey(l_Huge), KEL_E_OUTOFMEMORY);
+  EXPECT_EQ(Compact(l_Pair), "\"k\":1");
+  KELSysJSONObject l_Object;
+  EXPECT_EQ(l_Object.AddPair(l_Huge, Integer(1)), KEL_E_OUTOFMEMORY);
+  EXPECT_EQ(l_Object.GetSize(), 0u);
+}
+
+// Strings and keys of a build lie in the document's chunks, each its bytes behind an 8-byte header:
+// consecutive runs lie one block apart.
+TEST(KELSysJSONValue, BuiltRunsCostTheirBytesAndAHeader) {
+  struct Stride {
+    size_t m_Length;
+    ptrdiff_t m_Block;
+  };
+  for (const Stride& l_Case : {Stride{1, 16}, Stride{8, 16}, Stride{9, 24}, Stride{15, 24}, Stride{17, 32}}) {
+    const std::string l_Run = Quoted(std::string(l_Case.m_Length, 'r'));
+    const KELSysJSONValue l_Root = Built("[" + l_Run + "," + l_Run + ",{" + l_Run + ":0," + l_Run + ":0}]");
+    const KELSysJSONArray& l_Items = l_Root.GetArray();
+    EXPECT_EQ(l_Items.GetAt(1)->GetString().data() - l_Items.GetAt(0)->GetString().data(), l_Case.m_Block);
+    const KELSysJSONObject& l_Keys = l_Items.GetAt(2)->GetObject();
+    EXPECT_EQ(l_Keys.GetAt(1)->GetKey().data() - l_Keys.GetAt(0)->GetKey().data(), l_Case.m_Block);
+  }
 }
 
 }  // namespace

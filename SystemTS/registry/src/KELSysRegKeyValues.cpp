@@ -76,7 +76,7 @@ KELSysResult KELSysRegKey::QueryStringValue(const MORUnicodeString& iValueName, 
   KELSysResult l_Rc = FindData(iValueName, KELSysRegTypeString, l_Data);
   if (l_Data == nullptr) return l_Rc;
   if (l_Data->GetType() != KELSysJSONTypeString) return KEL_E_FAIL;
-  const std::string& l_Text = l_Data->GetString();
+  const std::string_view l_Text = l_Data->GetString();
   oValue.BuildFromUTF8(l_Text.data(), l_Text.size());
   return l_Rc;
 }
