@@ -254,9 +254,12 @@ void BM_KELSysRegKey_OpenShape(benchmark::State& ioState) {
 
 void Shapes(benchmark::internal::Benchmark* ioBench) {
   ioBench->ArgNames({"shape", "MiB"})->Unit(benchmark::kMillisecond);
-  for (int64_t l_Size : {1, 64})
+  for (int64_t l_Size : {1, 64}) {
     for (KELSysJSONShape l_Shape : KELSysJSONAllShapes)
       ioBench->Args({static_cast<int64_t>(l_Shape), l_Size});
+    for (KELSysJSONShape l_Shape : KELSysJSONContainerShapes)
+      ioBench->Args({static_cast<int64_t>(l_Shape), l_Size});
+  }
 }
 
 void Texts(benchmark::internal::Benchmark* ioBench) { ioBench->ArgName("text")->Arg(0)->Arg(1)->Arg(2); }

@@ -54,10 +54,17 @@ enum KELSysJSONTokenizeResult : int32_t {
 // The most containers that may be open at once.
 inline constexpr uint32_t KELSysJSONMaxDepth = 1000;
 
-// The most memory a fresh document takes at its peak to parse a text and build its tree, per byte
-// of text, plus KELSysJSONPeakFixed: a value (48 bytes) and a token (20) every two bytes, as in an
-// array of one-digit numbers, and the text. Readers that bound what a file may cost rest on it.
-inline constexpr size_t KELSysJSONPeakPerByte = 36;
+// The most memory that KELSysJSON::Read takes at its peak on a fresh document, per byte of text,
+// plus KELSysJSONPeakFixed, whatever the text. The tree is most of it: 24 bytes a value, 48 a pair,
+// and for a container with members a block of about 56 bytes beside the members. The costliest
+// texts are therefore containers of one member each, nested ("[[[1]]]" costs 80 bytes for every
+// two of "[]"); a value every two bytes ("[1,1,...]") costs 12 bytes a byte, and so does the
+// first pass's chain of tokens hung below each other by colons ("1:1:1..."). Readers that bound
+// what a file may cost rest on it. Texts up to KELSysJSONTokenReadLimit go through the token
+// array and cost at most 36 times their size, well inside KELSysJSONPeakFixed, which also holds
+// the reading thread's own start-up (its stack and heap pages, counted when a peak is measured by
+// resident set).
+inline constexpr size_t KELSysJSONPeakPerByte = 44;
 inline constexpr size_t KELSysJSONPeakFixed = size_t(1) << 20;
 
 // KELSysJSON::Read takes texts up to this size through the token array, which then holds at most

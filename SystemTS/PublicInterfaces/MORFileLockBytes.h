@@ -18,15 +18,18 @@
 #include "MORILockBytes.h"
 
 // The size limit, 1 MiB, bounds what reading one file can cost, since the registry parses a key
-// file whole into a tree that it holds while the key is open. Measured on the costliest texts (a
-// number, an empty string or an empty container every two or three bytes, many members; deep
-// nesting stops at the parser's depth bound), a key file of n bytes costs its reader at most
-// 36 n + 1 MiB at the peak: 48 bytes a tree value and 20 a token record every two bytes, and the
-// text itself. A plain key file of string values costs about 7 n. Up to the limit L that is at most
-// 16 n + 20 L + 1 MiB = 16 n + 21 MiB, and 21 MiB more for every other key open at the same time.
-// A key file holds a key's values only (its subkeys are folders), a few hundred bytes for the keys
-// of an installation: 1 MiB is a thousand times that, and a hostile file of that size costs tens of
-// megabytes and milliseconds, where at 64 MiB one took gigabytes and seconds.
+// file whole into a tree that it holds while the key is open. The parser reads a key file without a
+// token array beside the tree, and the tree takes 24 bytes a value and 48 a pair. Measured on the
+// costliest texts (a number, an empty string or an empty container every two or three bytes, many
+// members, nesting, which stops at the parser's depth bound), a key file of n bytes costs its reader
+// at most 16 n + 1 MiB at the peak (a number every two bytes, 12 n and the text, is the worst); a
+// plain key file of string values about 6 n. Only texts made of containers of one member each,
+// nested or side by side ("[[[1]]],[[[1]]]..."), cost more, up to 44 n + 1 MiB: such a container
+// takes a block of its own. Up to the limit L that is 16 n + 28 L + 1 MiB = 16 n + 29 MiB, and the
+// same for every other key open at the same time. A key file holds a key's values only (its subkeys
+// are folders), a few hundred bytes for the keys of an installation: 1 MiB is a thousand times
+// that, and a hostile file of that size costs tens of megabytes and milliseconds, where at 64 MiB
+// one took gigabytes and seconds.
 inline constexpr uint64_t MORFileLockBytesMaxSize = uint64_t(1) << 20;  // 1 MiB
 
 class MORFileLockBytes final : public MORILockBytes {

@@ -19,6 +19,10 @@ enum class KELSysJSONShape {
   TrueNull,       // [true,null,...]
   ShortStrings,   // ["","",...]
   ManyMembers,    // {"":0,"":0,...} as the values object itself
+  // Costlier than any of the above, and bounded by what a container costs rather than a value:
+  OneMemberArrays,  // [[1],[1],...]
+  NestedChains,     // [[[...[1]...]]],...] a hundred levels each
+  ColonChain,       // "v":1:1:1:... (the tokenizer hangs each token below the one before it)
 };
 
 inline constexpr KELSysJSONShape KELSysJSONAllShapes[] = {
@@ -28,10 +32,15 @@ inline constexpr KELSysJSONShape KELSysJSONAllShapes[] = {
     KELSysJSONShape::ManyMembers,
 };
 
+// Shapes whose containers of one member cost more than a value each.
+inline constexpr KELSysJSONShape KELSysJSONContainerShapes[] = {
+    KELSysJSONShape::OneMemberArrays, KELSysJSONShape::NestedChains, KELSysJSONShape::ColonChain};
+
 inline const char* KELSysJSONShapeName(KELSysJSONShape iShape) {
-  static const char* const s_Names[] = {"Strings",      "Levels",      "NestedArrays", "NestedObjects",
-                                        "EmptyObjects", "EmptyArrays", "SmallNumbers", "TrueNull",
-                                        "ShortStrings", "ManyMembers"};
+  static const char* const s_Names[] = {"Strings",      "Levels",      "NestedArrays",    "NestedObjects",
+                                        "EmptyObjects", "EmptyArrays", "SmallNumbers",    "TrueNull",
+                                        "ShortStrings", "ManyMembers", "OneMemberArrays", "NestedChains",
+                                        "ColonChain"};
   return s_Names[static_cast<int>(iShape)];
 }
 
@@ -71,6 +80,10 @@ inline std::string KELSysJSONShapeText(KELSysJSONShape iShape, size_t iSize) {
       l_Text.append(l_Depth, '}');
       return l_Text + "}}";
     }
+    case KELSysJSONShape::ColonChain:
+      l_Text += "\"v\":1";
+      while (l_Text.size() + 2 + 2 <= iSize) l_Text += ":1";
+      return l_Text + "}}";
     case KELSysJSONShape::ManyMembers:
       l_Text += "\"\":0";
       while (l_Text.size() + 5 + 2 <= iSize) l_Text += ",\"\":0";
@@ -78,11 +91,14 @@ inline std::string KELSysJSONShapeText(KELSysJSONShape iShape, size_t iSize) {
     default:
       break;
   }
-  const char* l_Unit = iShape == KELSysJSONShape::EmptyObjects   ? "{}"
-                       : iShape == KELSysJSONShape::EmptyArrays  ? "[]"
-                       : iShape == KELSysJSONShape::SmallNumbers ? "1"
-                       : iShape == KELSysJSONShape::TrueNull     ? "true,null"
-                                                                 : "\"\"";
+  const std::string l_Chain = std::string(100, '[') + "1" + std::string(100, ']');
+  const char* l_Unit = iShape == KELSysJSONShape::OneMemberArrays ? "[1]"
+                       : iShape == KELSysJSONShape::NestedChains  ? l_Chain.c_str()
+                       : iShape == KELSysJSONShape::EmptyObjects  ? "{}"
+                       : iShape == KELSysJSONShape::EmptyArrays   ? "[]"
+                       : iShape == KELSysJSONShape::SmallNumbers  ? "1"
+                       : iShape == KELSysJSONShape::TrueNull      ? "true,null"
+                                                                  : "\"\"";
   l_Text += "\"v\":[";
   l_Text += l_Unit;
   const std::string l_Next = std::string(",") + l_Unit;
