@@ -9,7 +9,8 @@
 //     l_Path = l_Root.GetObject().Lookup("Path");
 //
 // The build trace lines go to the channel "KELSysJSON" at debug level when the environment enables it.
-// Nesting depth is limited by memory only: no operation recurses.
+// No operation recurses. Texts and trees nested more than 1000 levels deep are refused, with a line
+// on that channel.
 #ifndef KELSysJSON_H
 #define KELSysJSON_H
 
@@ -49,7 +50,8 @@ class KELSysJSON {
   // they hold ",", "." or "e"; else an integer (strtoull, base 10, kept as its signed 64-bit bits,
   // so "-5" is -5, a bare word 0, "1E5" 1). Returns KEL_S_OK; KEL_E_FAIL (oRoot left null) when no
   // token was parsed or the structure is rejected: an object member whose key is not a string, a
-  // key without a value, or a container whose built members do not match its token count;
+  // key without a value, a container whose built members do not match its token count, or one
+  // inside 1000 others (colons can chain closed containers below each other: "[[]:[]:...]");
   // KEL_E_OUTOFMEMORY (oRoot left null).
   KELSysResult Build(KELSysJSONValue& oRoot);
 
