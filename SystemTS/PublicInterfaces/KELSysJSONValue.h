@@ -146,6 +146,9 @@ class KELSysJSONValue : public KELSysJSONBase {
   // The slot for the value's Container, null or not. Throws std::bad_alloc.
   template <class Container>
   Container*& SlotOf();
+  // True when the payload holds the container of storage iKind, or takes it now (null): a value
+  // with nothing out of line and no scalar can hold one container there.
+  bool PayloadHolds(Storage iKind);
   // Moves the value's state into a Parts record. Throws std::bad_alloc.
   Parts& ToParts();
   // Frees what the value holds out of line; the fields are left as they are.

@@ -72,30 +72,27 @@ KELSysJSONValue::Payload& KELSysJSONValue::PartsScalar() {
   return ToParts().m_Scalar;
 }
 
+bool KELSysJSONValue::PayloadHolds(Storage iKind) {
+  if (m_Storage == iKind) return true;
+  if (m_Storage != kInline || m_Type == KELSysJSONTypeBoolean || m_Type == KELSysJSONTypeInteger ||
+      m_Type == KELSysJSONTypeDouble)
+    return false;
+  m_Storage = iKind;
+  if (iKind == kArray)
+    m_Payload.m_Array = nullptr;
+  else
+    m_Payload.m_Object = nullptr;
+  return true;
+}
+
 template <>
 KELSysJSONArray*& KELSysJSONValue::SlotOf<KELSysJSONArray>() {
-  if (m_Storage == kArray) return m_Payload.m_Array;
-  const bool l_Scalar =
-      m_Type == KELSysJSONTypeBoolean || m_Type == KELSysJSONTypeInteger || m_Type == KELSysJSONTypeDouble;
-  if (m_Storage == kInline && !l_Scalar) {
-    m_Storage = kArray;
-    m_Payload.m_Array = nullptr;
-    return m_Payload.m_Array;
-  }
-  return ToParts().m_Array;
+  return PayloadHolds(kArray) ? m_Payload.m_Array : ToParts().m_Array;
 }
 
 template <>
 KELSysJSONObject*& KELSysJSONValue::SlotOf<KELSysJSONObject>() {
-  if (m_Storage == kObject) return m_Payload.m_Object;
-  const bool l_Scalar =
-      m_Type == KELSysJSONTypeBoolean || m_Type == KELSysJSONTypeInteger || m_Type == KELSysJSONTypeDouble;
-  if (m_Storage == kInline && !l_Scalar) {
-    m_Storage = kObject;
-    m_Payload.m_Object = nullptr;
-    return m_Payload.m_Object;
-  }
-  return ToParts().m_Object;
+  return PayloadHolds(kObject) ? m_Payload.m_Object : ToParts().m_Object;
 }
 
 // Both assignments build the new content first: the source may lie below this value.
