@@ -77,25 +77,6 @@ TEST(KELSysJSONWrite, IndentsWithTabs) {
             "{\n\t\"a\":[\n\t\t1,\n\t\t{\n\t\t\t\n\t\t}\n\t],\n\t\"b\":\"c\"\n}");
 }
 
-// A node written on its own, indented below an enclosing level: the closing bracket drops the
-// first character of the container's indentation.
-TEST(KELSysJSONWrite, NodesWriteOnTheirOwn) {
-  KELSysJSON l_JSON;
-  const std::string l_Text = "{\"k\":[true]}";
-  ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK);
-  KELSysJSONValue l_Root;
-  ASSERT_EQ(l_JSON.Build(l_Root), KEL_S_OK);
-  std::string l_Out;
-  EXPECT_EQ(l_Root.GetObject().GetAt(0)->Write(l_Out, true, ""), KEL_S_OK);
-  EXPECT_EQ(l_Out, "\"k\":[true]");
-  l_Out.clear();
-  EXPECT_EQ(l_Root.GetObject().Lookup("k").GetArray().Write(l_Out, false, "\t"), KEL_S_OK);
-  EXPECT_EQ(l_Out, "[\n\t\ttrue\n\t]");
-  l_Out = "x=";
-  EXPECT_EQ(l_Root.GetObject().Write(l_Out, true, ""), KEL_S_OK);  // appends
-  EXPECT_EQ(l_Out, "x={\"k\":[true]}");
-}
-
 // The framework's form of Write: appended to a MORUnicodeString, indented by one, through the
 // node's base class. Its UTF-8 is the narrow text byte for byte, bytes that are not UTF-8 included.
 TEST(KELSysJSONWrite, UnicodeFormGivesTheSameBytes) {
