@@ -70,13 +70,6 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"[{\"a\":1,2}]", "build E_FAIL"},  // member count does not match
         Case{"{\"a\":[1,2}", "parse E_FAIL"}));
 
-TEST(KELSysJSONWrite, IndentsWithTabs) {
-  EXPECT_EQ(Rewrite("{\"a\":1}", false), "{\n\t\"a\":1\n}");
-  EXPECT_EQ(Rewrite("[]", false), "[\n\t\n]");
-  EXPECT_EQ(Rewrite("{\"a\":[1,{}],\"b\":\"c\"}", false),
-            "{\n\t\"a\":[\n\t\t1,\n\t\t{\n\t\t\t\n\t\t}\n\t],\n\t\"b\":\"c\"\n}");
-}
-
 // The framework's form of Write: appended to a MORUnicodeString, indented by one, through the
 // node's base class. Its UTF-8 is the narrow text byte for byte, bytes that are not UTF-8 included.
 TEST(KELSysJSONWrite, UnicodeFormGivesTheSameBytes) {
