@@ -28,8 +28,10 @@ TEST_F(KELRegTest, AddWritesTheKeyFileOfEachTypeWithItsParentsAndHiveFile) {
   // Every key on the way has its folder and an empty key file; the hive too.
   std::vector<std::string> l_Tree;
   std::string l_Path;
-  for (const char* l_Name : {"HKLM", "SOFTWARE", "Quorvane", "Q4", "B500", "Desktop", "N1"})
-    l_Path += std::string("/") + l_Name, l_Tree.insert(l_Tree.end(), {l_Path + " <dir>", l_Path + ".json "});
+  for (const char* l_Name : {"HKLM", "SOFTWARE", "Quorvane", "Q4", "B500", "Desktop", "N1"}) {
+    l_Path += std::string("/") + l_Name;
+    l_Tree.insert(l_Tree.end(), {l_Path + " <dir>", l_Path + ".json "});
+  }
   l_Tree.back() += Key("HKLM/SOFTWARE/Quorvane/Q4/B500/Desktop/N1.json");
   EXPECT_EQ(Snapshot(), l_Tree);
   // The other hives live beside it.
