@@ -25,16 +25,15 @@ TEST_F(KELRegTest, AddWritesTheKeyFileOfEachTypeWithItsParentsAndHiveFile) {
             "{\"Version\":\"1.0\",\"N1\":{\"Path\":[3,\"/opt/\\\"new\\\" \\\\ \\u0001\xff\\t\"],"
             "\"Q\":[2,-1],\"M\":[4,[\"a\",\"\",\"b\"]],\"L\":[4,[\"x\",\"y\"]],\"D\":[1,7],\"Q\\\"\\\\\":[3,"
             "\"\"]}}");
-  EXPECT_EQ(Snapshot(), (std::vector<std::string>{
-                            "/HKLM <dir>", "/HKLM.json ", "/HKLM/SOFTWARE <dir>", "/HKLM/SOFTWARE.json ",
-                            "/HKLM/SOFTWARE/Quorvane <dir>", "/HKLM/SOFTWARE/Quorvane.json ",
-                            "/HKLM/SOFTWARE/Quorvane/Q4 <dir>", "/HKLM/SOFTWARE/Quorvane/Q4.json ",
-                            "/HKLM/SOFTWARE/Quorvane/Q4/B500 <dir>", "/HKLM/SOFTWARE/Quorvane/Q4/B500.json ",
-                            "/HKLM/SOFTWARE/Quorvane/Q4/B500/Desktop <dir>",
-                            "/HKLM/SOFTWARE/Quorvane/Q4/B500/Desktop.json ",
-                            "/HKLM/SOFTWARE/Quorvane/Q4/B500/Desktop/N1 <dir>",
-                            "/HKLM/SOFTWARE/Quorvane/Q4/B500/Desktop/N1.json " +
-                                Key("HKLM/SOFTWARE/Quorvane/Q4/B500/Desktop/N1.json")}));
+  // Every key on the way has its folder and an empty key file; the hive too.
+  std::vector<std::string> l_Tree;
+  std::string l_Path;
+  for (const char* l_Name : {"HKLM", "SOFTWARE", "Quorvane", "Q4", "B500", "Desktop", "N1"}) {
+    l_Path += std::string("/") + l_Name;
+    l_Tree.insert(l_Tree.end(), {l_Path + " <dir>", l_Path + ".json "});
+  }
+  l_Tree.back() += Key("HKLM/SOFTWARE/Quorvane/Q4/B500/Desktop/N1.json");
+  EXPECT_EQ(Snapshot(), l_Tree);
   // The other hives live beside it.
   EXPECT_RUN(Reg({"add", "HKCU/A"}), 0, "", "");
   EXPECT_RUN(Reg({"add", "hkcr\\B"}), 0, "", "");

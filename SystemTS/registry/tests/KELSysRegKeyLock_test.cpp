@@ -322,59 +322,58 @@ TEST_F(KELSysRegLockTest, OneThreadSharesItsLockAmongItsKeys) {
   EXPECT_EQ(Read("HKLM/K.json"), "{\"Version\":\"1.0\",\"K\":{\"V\":[3,\"old\"],\"W\":[3,\"second\"]}}");
 }
 
+// The keys process iProcess makes in its iCreate-th step of round iRound: one that the other process
+// makes too, and one of its own.
+std::vector<std::string> TreeKeys(int iRound, int iCreate, int iProcess) {
+  const std::string l_Level = "R" + std::to_string(iRound) + "\\L" + std::to_string(iCreate % 3) + "\\";
+  return {l_Level + "S" + std::to_string(iCreate % 5),
+          l_Level + "Own" + std::to_string(iProcess) + "_" + std::to_string(iCreate)};
+}
+
+std::string TreeValue(int iProcess, int iCreate) {
+  return "p" + std::to_string(iProcess) + "_" + std::to_string(iCreate);
+}
+
+constexpr int k_TreeCreates = 30;
+
+std::string CreateTrees(int iRound, int iProcess) {
+  for (int l_Create = 0; l_Create < k_TreeCreates; ++l_Create)
+    for (const std::string& l_Path : TreeKeys(iRound, l_Create, iProcess)) {
+      KELSysRegKey l_Key;
+      KELSysResult l_Rc =
+          l_Key.CreateKey(KELSysRegHiveLocalMachine, l_Path.c_str(), KELSysRegAccessReadWrite);
+      if (l_Rc == KEL_S_OK)
+        l_Rc = l_Key.SetDWORDValue(TreeValue(iProcess, l_Create).c_str(), uint32_t(l_Create));
+      if (l_Rc == KEL_S_OK) l_Rc = l_Key.CloseKey();
+      if (l_Rc != KEL_S_OK) return Said("create " + l_Path, l_Rc);
+    }
+  return "";
+}
+
 // Each of two processes creates keys below R/L0..L2: S0..S4, shared with the other process, where it
 // sets a value of its own, and a key of its own. Every create succeeds and every key and value is
 // there afterwards.
 TEST_F(KELSysRegLockTest, TwoProcessesCreateOverlappingTrees) {
-  constexpr int k_Rounds = 10, k_Creates = 30;
-  auto l_Shared = [](int iRound, int iCreate) {
-    return "R" + std::to_string(iRound) + "\\L" + std::to_string(iCreate % 3) + "\\S" +
-           std::to_string(iCreate % 5);
-  };
-  auto l_Own = [](int iRound, int iCreate, int iProcess) {
-    return "R" + std::to_string(iRound) + "\\L" + std::to_string(iCreate % 3) + "\\Own" +
-           std::to_string(iProcess) + "_" + std::to_string(iCreate);
-  };
-  auto l_ValueName = [](int iProcess, int iCreate) {
-    return "p" + std::to_string(iProcess) + "_" + std::to_string(iCreate);
-  };
+  constexpr int k_Rounds = 10;
   int l_Keys = 0, l_Values = 0;
   for (int l_Round = 0; l_Round < k_Rounds; ++l_Round) {
-    EXPECT_EQ(KELSysRegInChildren(2,
-                                  [&](int iProcess) -> std::string {
-                                    for (int l_Create = 0; l_Create < k_Creates; ++l_Create) {
-                                      for (const std::string& l_Path : {l_Shared(l_Round, l_Create),
-                                                                        l_Own(l_Round, l_Create, iProcess)}) {
-                                        KELSysRegKey l_Key;
-                                        KELSysResult l_Rc =
-                                            l_Key.CreateKey(KELSysRegHiveLocalMachine, l_Path.c_str(),
-                                                            KELSysRegAccessReadWrite);
-                                        if (l_Rc == KEL_S_OK)
-                                          l_Rc = l_Key.SetDWORDValue(l_ValueName(iProcess, l_Create).c_str(),
-                                                                     uint32_t(l_Create));
-                                        if (l_Rc == KEL_S_OK) l_Rc = l_Key.CloseKey();
-                                        if (l_Rc != KEL_S_OK) return Said("create " + l_Path, l_Rc);
-                                      }
-                                    }
-                                    return "";
-                                  }),
-              "");
+    EXPECT_EQ(KELSysRegInChildren(2, [l_Round](int iProcess) { return CreateTrees(l_Round, iProcess); }), "");
     for (int l_Process = 0; l_Process < 2; ++l_Process)
-      for (int l_Create = 0; l_Create < k_Creates; ++l_Create)
-        for (const std::string& l_Path : {l_Shared(l_Round, l_Create), l_Own(l_Round, l_Create, l_Process)}) {
+      for (int l_Create = 0; l_Create < k_TreeCreates; ++l_Create)
+        for (const std::string& l_Path : TreeKeys(l_Round, l_Create, l_Process)) {
           KELSysRegKey l_Key;
           uint32_t l_Value = 99;
           ASSERT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, l_Path.c_str(), KELSysRegAccessRead), KEL_S_OK)
               << l_Path;
           ++l_Keys;
-          EXPECT_EQ(l_Key.QueryDWORDValue(l_ValueName(l_Process, l_Create).c_str(), l_Value), KEL_S_OK)
+          EXPECT_EQ(l_Key.QueryDWORDValue(TreeValue(l_Process, l_Create).c_str(), l_Value), KEL_S_OK)
               << l_Path;
           l_Values += l_Value == uint32_t(l_Create);
         }
   }
   EXPECT_TRUE(Exists("HKLM.json") && Exists("HKLM/R0.json") && Exists("HKLM/R0/L2.json"));
-  EXPECT_EQ(l_Values, k_Rounds * 2 * k_Creates * 2);
-  std::cout << "[ FIGURES  ] 2 processes x " << k_Rounds << " rounds x " << 2 * k_Creates
+  EXPECT_EQ(l_Values, k_Rounds * 2 * k_TreeCreates * 2);
+  std::cout << "[ FIGURES  ] 2 processes x " << k_Rounds << " rounds x " << 2 * k_TreeCreates
             << " creates: " << l_Keys << " key opens checked, " << l_Values << " values found\n";
 }
 

@@ -49,12 +49,6 @@ class KELSysTraceRotateTest : public testing::Test {
   KELSysTraceTempDir m_Dir;
 };
 
-TEST_F(KELSysTraceRotateTest, IndexWidthFollowsCount) {
-  const std::pair<unsigned, int> l_Cases[] = {{0, 0}, {1, 0}, {2, 1}, {10, 1}, {11, 2}, {100, 2}, {101, 3}};
-  for (auto [l_Count, l_Width] : l_Cases)
-    EXPECT_EQ(KELSysTraceRotate::IndexWidth(l_Count), l_Width) << l_Count;
-}
-
 TEST_F(KELSysTraceRotateTest, NamesFiles) {
   const std::string l_Dir = m_Dir.Path();
   EXPECT_EQ(KELSysTraceRotate(Base(), 0, 1).FileName(1), l_Dir + "/trace.1.log");
@@ -64,19 +58,6 @@ TEST_F(KELSysTraceRotateTest, NamesFiles) {
   EXPECT_EQ(KELSysTraceRotate(l_Dir + "/trace", 0, 10).FileName(2), l_Dir + "/trace.2");
   EXPECT_EQ(KELSysTraceRotate("/a.b/trace", 0, 2).FileName(1), "/a.b/trace.1");
   EXPECT_EQ(KELSysTraceRotate("/a/t.x.y", 0, 2).FileName(2), "/a/t.x.2.y");
-}
-
-TEST_F(KELSysTraceRotateTest, RotatesBeforeLinesThatDoNotFitAndWrapsAround) {
-  KELSysTraceRotate l_Set(Base(), 10, 3);
-  EXPECT_EQ(Write(l_Set, "12345"), 0);
-  EXPECT_EQ(Write(l_Set, "67890"), 0);  // exactly fills the room left
-  EXPECT_EQ(Contents(l_Set, 3), "1234567890|-|-");
-  EXPECT_EQ(Write(l_Set, "a"), 0);
-  EXPECT_EQ(Write(l_Set, std::string(20, 'b')), 0);  // larger than the room: a file of its own
-  EXPECT_EQ(Contents(l_Set, 3), std::string("1234567890|a|").append(20, 'b'));
-  EXPECT_EQ(Write(l_Set, "c"), 0);  // the last file is past the maximum: back to 1, emptied
-  EXPECT_EQ(Contents(l_Set, 3), std::string("c|a|").append(20, 'b'));
-  EXPECT_EQ(l_Set.GetIndex(), 1u);
 }
 
 TEST_F(KELSysTraceRotateTest, StartsWithOldestFile) {
