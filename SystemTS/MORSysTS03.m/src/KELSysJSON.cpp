@@ -105,7 +105,7 @@ KELSysResult KELSysJSON::Read(const char* iText, size_t iLength, KELSysJSONValue
     l_Rc = KEL_E_OUTOFMEMORY;
   }
   if (l_Rc != KEL_S_OK) oRoot.SetNull();
-  // m_Work->m_Read.Trim();
+  m_Work->m_Read.Trim();  // a hostile text must not leave its spine and counts with the thread
   return l_Rc;
 }
 
