@@ -1,9 +1,10 @@
 // Hostile key files: opening, querying and listing them never crashes, a second key opened on the
 // file while the first holds it for writing reads the same values, and a key written back from any
 // of them reads again with the value set before the write-back. Under AddressSanitizer, reading one
-// also stays within the memory the parser promises for its size (every heap block is counted through
+// also stays within the memory the registry allows for its size (every heap block is counted through
 // the sanitizer's allocator hooks). With libFuzzer, the flags in KEL_FUZZ_FLAGS (set where the target
 // is registered) come before the command line's, which may override them.
+#include <errno.h>
 #include <stdlib.h>
 
 #include <algorithm>
@@ -11,9 +12,11 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
+#include "KELSysJSON.h"
 #include "KELSysJSONPrivate.h"
 #include "KELSysRegKey.h"
 #include "KELSysRegTestRoot.h"
@@ -58,16 +61,21 @@ void QueryAll(KELSysRegKey& ioKey) {
   }
 }
 
+std::string FileText(const std::string& iPath) {
+  std::ifstream l_File(iPath, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(l_File), std::istreambuf_iterator<char>());
+}
+
 #ifdef KEL_MEMORY_PEAK_HOOKS
-// Opens, queries and closes the key on a thread of its own, so that no parser storage kept per
-// thread from an earlier input is reused, and traps when the heap grew past the bound meanwhile.
+// Opens and closes the key on a thread of its own, so that no parser storage kept per thread from
+// an earlier input is reused, and traps when the heap grew past 16 bytes a byte of the file (and the
+// fixed part) meanwhile: the registry's reading budget holds every text to that.
 void CheckPeak(size_t iSize) {
   const int64_t l_Peak = KELSysHeapPeak([] {
     KELSysRegKey l_Key;
     l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead);
-    QueryAll(l_Key);
   });
-  if (static_cast<uint64_t>(l_Peak) > KELSysJSONPeakPerByte * iSize + KELSysJSONPeakFixed) __builtin_trap();
+  if (static_cast<uint64_t>(l_Peak) > 16 * iSize + KELSysJSONPeakFixed) __builtin_trap();
 }
 #endif
 
@@ -115,7 +123,23 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* iData, size_t iSize) {
     l_Again.EnumValues(l_AgainNames);
     if (l_Names != l_AgainNames) __builtin_trap();
   }
-  if (l_Key.SetStringValue("Fuzz", "ok") != KEL_S_OK || l_Key.CloseKey() != KEL_S_OK) __builtin_trap();
+  // A file that would cost more to read than its size allows opens without values and refuses every
+  // change; a text that would cost a reader more than its own size allows is not written back. Either
+  // way the file keeps its bytes.
+  KELSysJSON l_Scale;
+  const bool l_Refused = iSize > MORFileLockBytesMaxSize ||
+                         l_Scale.Weigh(reinterpret_cast<const char*>(iData), iSize,
+                                       size_t(MORFileLockBytesReadBudget(iSize))) == KEL_E_OUTOFMEMORY;
+  const KELSysResult l_Set = l_Key.SetStringValue("Fuzz", "ok");
+  if (l_Set != (l_Refused ? KEL_E_ACCESSDENIED : KEL_S_OK)) __builtin_trap();
+  const KELSysResult l_Close = l_Key.CloseKey();
+  if (l_Refused || l_Close == KELSysResultFromErrno(EFBIG)) {
+    if (l_Close != (l_Refused ? KEL_S_OK : KELSysResultFromErrno(EFBIG)) ||
+        FileText(l_File) != std::string(reinterpret_cast<const char*>(iData), iSize))
+      __builtin_trap();
+    return 0;
+  }
+  if (l_Close != KEL_S_OK) __builtin_trap();
   // The write-back may have grown the file past the size limit (numbers are written in full, and a
   // value was added): such a file is not read again.
   if (std::filesystem::file_size(l_File) > MORFileLockBytesMaxSize) return 0;

@@ -60,8 +60,18 @@ class KELSysJSON {
   // little more than the tree. The text may be discarded afterwards. Unlike Parse, a short text
   // never fails for want of token room. Short texts go through the token array, so a Read may
   // replace the tokens of an earlier Parse.
-  KELSysResult Read(const char* iText, size_t iLength, KELSysJSONValue& oRoot,
-                    KELSysTrace* iErrors = nullptr);
+  //
+  // iBudget bounds what the read may take besides the text: the tree's blocks and the reading's
+  // own storage, weighed before anything is built (within 1/32 for what the ends of the tree's
+  // chunks leave unused, and a few kilobytes for the walk, whose depth is bounded). A text that
+  // would take more yields KEL_E_OUTOFMEMORY, as a read that ran out of memory does.
+  KELSysResult Read(const char* iText, size_t iLength, KELSysJSONValue& oRoot, KELSysTrace* iErrors = nullptr,
+                    size_t iBudget = SIZE_MAX);
+
+  // Whether Read would take iText within iBudget, found without building anything (Read's first
+  // pass alone): KEL_S_OK, KEL_E_OUTOFMEMORY when it would take more (or memory ran out), KEL_E_FAIL
+  // for a text that is not well formed or holds no value, KEL_E_INVALIDARG as Read.
+  KELSysResult Weigh(const char* iText, size_t iLength, size_t iBudget);
 
   // Parses iText and walks its tokens calling iCallbacks in document order, with the same
   // reading of primitives and the same checks as Build. Returns the Parse result when it fails,
@@ -82,6 +92,8 @@ class KELSysJSON {
 
  private:
   struct Work;
+  // What building the parsed tokens would take, with the token array.
+  size_t TokenCost() const;
 
   std::unique_ptr<KELSysJSONTokenBlock> m_Tokens;  // token array, its capacity and count, tokenizer state
   std::unique_ptr<Work> m_Work;                    // walk stacks, reused by every build and traversal

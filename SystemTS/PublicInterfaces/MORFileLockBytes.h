@@ -17,20 +17,29 @@
 
 #include "MORILockBytes.h"
 
-// The size limit, 1 MiB, bounds what reading one file can cost, since the registry parses a key
-// file whole into a tree that it holds while the key is open. The parser reads a key file without a
-// token array beside the tree, and the tree takes 24 bytes a value and 48 a pair. Measured on the
-// costliest texts (a number, an empty string or an empty container every two or three bytes, many
-// members, nesting, which stops at the parser's depth bound), a key file of n bytes costs its reader
-// at most 16 n + 1 MiB at the peak (a number every two bytes, 12 n and the text, is the worst); a
-// plain key file of string values about 6 n. Only texts made of containers of one member each,
-// nested or side by side ("[[[1]]],[[[1]]]..."), cost more, up to 44 n + 1 MiB: such a container
-// takes a block of its own. Up to the limit L that is 16 n + 28 L + 1 MiB = 16 n + 29 MiB, and the
-// same for every other key open at the same time. A key file holds a key's values only (its subkeys
-// are folders), a few hundred bytes for the keys of an installation: 1 MiB is a thousand times
-// that, and a hostile file of that size costs tens of megabytes and milliseconds, where at 64 MiB
-// one took gigabytes and seconds.
+// What reading a file may cost. The registry parses a key file whole into a tree that it holds
+// while the key is open, so two bounds keep a hostile file from exhausting or stalling a reader:
+//
+// - The size limit, 1 MiB. A key file holds a key's values only (its subkeys are folders), a few
+//   hundred bytes for the keys of an installation: 1 MiB is a thousand times that.
+// - The reading budget: the parser weighs a text before it builds anything (a first pass counts
+//   every container's members and every string's bytes) and refuses one whose tree and working
+//   storage would take more than 14 n + 256 KiB for n bytes of text, as if memory had run out. With
+//   the text itself, a key file of n bytes then costs its reader at most 16 n + 1 MiB at the peak,
+//   whatever its shape, and every key open at the same time adds its own.
+//
+// Why 14 n: the tree takes 24 bytes a value, 48 a pair, 8 bytes and the string's own for a string
+// or key, and about 64 for a container with members. A key file as the registry writes it (a value
+// is a pair holding [type, data]) takes at most about 14 n however short its names and data, and
+// about 6 n as the sample registry's are; a number, an empty string or an empty container every
+// two or three bytes takes up to 12 n. Such files are read. Only texts made of containers that hold
+// one member each, nested or side by side ("[[[1]]],[[[1]]]..."), would cost more, up to 44 n:
+// they, and chains of tokens hung below each other by colons ("1:1:1..."), are refused, and the key
+// opens without values, as for a text that is not JSON. Texts up to 4 KiB (at most about 216 KiB to
+// read) are never refused. Time follows the same weight: reading is one pass that counts and one
+// that builds, and a refused text costs the first pass alone.
 inline constexpr uint64_t MORFileLockBytesMaxSize = uint64_t(1) << 20;  // 1 MiB
+inline constexpr uint64_t MORFileLockBytesReadBudget(uint64_t iSize) { return 14 * iSize + (uint64_t(256) << 10); }
 
 class MORFileLockBytes final : public MORILockBytes {
  public:

@@ -71,17 +71,25 @@ TEST_F(ListInstallsTest, FiltersApplyToBothTreesAndBrokenKeysDropOnlyThemselves)
   EXPECT_EQ(Found("B41", "desktop", "419"), V{});
 }
 
-// A product key file over the size limit is a key without values: the tree below it is still listed,
-// and the file is left as it is.
+// A product key file over the size limit, or one that would cost more to read than its size allows,
+// is a key without values: the tree below it is still listed, and the file is left as it is.
 TEST_F(ListInstallsTest, OversizedProductKeyFileStillListsItsTree) {
   m_Registry.AddInstall("B419/Desktop/X1", "/opt/X1", "419.1");
   const std::string l_Q4 = m_Registry.Root() + "/HKLM/SOFTWARE/Quorvane/Q4.json";
-  const off_t l_Size = off_t(MORFileLockBytesMaxSize + 1);
-  ASSERT_EQ(truncate(l_Q4.c_str(), l_Size), 0);  // sparse: nothing of it is read
-  EXPECT_EQ(Run({"-json"}, 1),
-            "\n{\"installs\": [{\"buildLevel\": \"B419\", \"type\": \"Desktop\", \"ident\": \"X1\", "
-            "\"hfxLevel\": \"419.1\", \"path\": \"/opt/X1\"}]}\n");
-  EXPECT_EQ(std::filesystem::file_size(l_Q4), uintmax_t(l_Size));
+  std::string l_Costly = "{\"Version\":\"1.0\",\"Q4\":{\"V\":[[1]";
+  while (l_Costly.size() < (size_t(512) << 10)) l_Costly += ",[1]";
+  l_Costly += "]}}";
+  for (bool l_Sparse : {true, false}) {
+    if (l_Sparse)
+      ASSERT_EQ(truncate(l_Q4.c_str(), off_t(MORFileLockBytesMaxSize + 1)), 0);  // nothing of it is read
+    else
+      WriteFile(l_Q4, l_Costly);
+    const uintmax_t l_Size = std::filesystem::file_size(l_Q4);
+    EXPECT_EQ(Run({"-json"}, 1),
+              "\n{\"installs\": [{\"buildLevel\": \"B419\", \"type\": \"Desktop\", \"ident\": \"X1\", "
+              "\"hfxLevel\": \"419.1\", \"path\": \"/opt/X1\"}]}\n");
+    EXPECT_EQ(std::filesystem::file_size(l_Q4), l_Size);
+  }
 }
 
 }  // namespace

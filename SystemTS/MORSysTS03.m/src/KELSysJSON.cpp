@@ -1,5 +1,6 @@
 #include "KELSysJSON.h"
 
+#include <cstdint>
 #include <new>
 #include <utility>
 
@@ -66,7 +67,8 @@ KELSysResult KELSysJSON::Parse(const char* iText, size_t iLength, KELSysTrace* i
 KELSysResult KELSysJSON::Build(KELSysJSONValue& oRoot) {
   oRoot.SetNull();
   try {
-    KELSysJSONBuilder l_Builder(oRoot, m_Work->m_Open, m_Trace, m_Scratch, m_Tokens->m_Count);
+    KELSysJSONBuilder l_Builder(oRoot, m_Work->m_Open, m_Trace, m_Scratch,
+                                KELSysJSONBuilder::Expected(m_Tokens->m_Count));
     KELSysJSONWalker l_Walker(m_Tokens->m_Records, m_Tokens->m_Count, m_Text, m_Work->m_Frames);
     if (l_Walker.Walk(l_Builder)) return KEL_S_OK;
     oRoot.SetNull();
@@ -77,28 +79,31 @@ KELSysResult KELSysJSON::Build(KELSysJSONValue& oRoot) {
   }
 }
 
-KELSysResult KELSysJSON::Read(const char* iText, size_t iLength, KELSysJSONValue& oRoot,
-                              KELSysTrace* iErrors) {
+KELSysResult KELSysJSON::Read(const char* iText, size_t iLength, KELSysJSONValue& oRoot, KELSysTrace* iErrors,
+                              size_t iBudget) {
   oRoot.SetNull();
   if (iText == nullptr || iLength > KELSysJSONMaxText) return KEL_E_INVALIDARG;
   // A short text is read faster through tokens, and they cannot cost much.
   if (iLength <= KELSysJSONTokenReadLimit) {
     if (!m_Tokens->Reserve(KELSysJSONTokenReadLimit / 2)) return KEL_E_OUTOFMEMORY;
     const KELSysResult l_Rc = Parse(iText, iLength, iErrors);
-    return l_Rc == KEL_S_OK ? Build(oRoot) : l_Rc;
+    if (l_Rc != KEL_S_OK) return l_Rc;
+    if (iBudget != SIZE_MAX && TokenCost() > iBudget) return KEL_E_OUTOFMEMORY;
+    return Build(oRoot);
   }
   const uint32_t l_Length = static_cast<uint32_t>(iLength);
   KELSysResult l_Rc = KEL_E_FAIL;
   try {
     uint32_t l_Position = 0;
-    const int32_t l_Tokens = KELSysJSONCount(iText, l_Length, m_Work->m_Read, l_Position);
+    size_t l_Tree = 0;
+    const int32_t l_Tokens = KELSysJSONCount(iText, l_Length, m_Work->m_Read, l_Position, iBudget, l_Tree);
     if (l_Tokens < 0) {
       if (l_Tokens == KELSysJSONTokenizeTooDeep) KELSysJSONTraceTooDeep(l_Position);
       if (iErrors)
         iErrors->Report(KELSysTraceError, "SystemTS/MORSysTS03.m/src/KELSysJSON", __LINE__,
                         "JSON parsing error at position %u\n", l_Position);
     } else if (l_Tokens > 0) {
-      KELSysJSONBuilder l_Builder(oRoot, m_Work->m_Open, m_Trace, m_Scratch, static_cast<uint32_t>(l_Tokens));
+      KELSysJSONBuilder l_Builder(oRoot, m_Work->m_Open, m_Trace, m_Scratch, l_Tree);
       if (KELSysJSONWalkCounted(iText, l_Length, l_Builder, m_Work->m_Read)) l_Rc = KEL_S_OK;
     }
   } catch (const std::bad_alloc&) {
@@ -107,6 +112,37 @@ KELSysResult KELSysJSON::Read(const char* iText, size_t iLength, KELSysJSONValue
   if (l_Rc != KEL_S_OK) oRoot.SetNull();
   m_Work->m_Read.Trim();  // a hostile text must not leave its spine and counts with the thread
   return l_Rc;
+}
+
+KELSysResult KELSysJSON::Weigh(const char* iText, size_t iLength, size_t iBudget) {
+  if (iText == nullptr || iLength > KELSysJSONMaxText) return KEL_E_INVALIDARG;
+  KELSysResult l_Rc = KEL_E_FAIL;
+  try {
+    uint32_t l_Position = 0;
+    size_t l_Tree = 0;
+    if (KELSysJSONCount(iText, static_cast<uint32_t>(iLength), m_Work->m_Read, l_Position, iBudget, l_Tree) > 0)
+      l_Rc = KEL_S_OK;
+  } catch (const std::bad_alloc&) {
+    l_Rc = KEL_E_OUTOFMEMORY;
+  }
+  m_Work->m_Read.Trim();
+  return l_Rc;
+}
+
+// What building the parsed tokens takes, as the first pass of a Read weighs it, with the token array.
+size_t KELSysJSON::TokenCost() const {
+  size_t l_Cost = size_t{m_Tokens->m_Capacity} * sizeof(KELSysJSONTokenRecord);
+  const KELSysJSONTokenRecord* l_Token = m_Tokens->m_Records;
+  for (const KELSysJSONTokenRecord* l_End = l_Token + m_Tokens->m_Count; l_Token != l_End; ++l_Token) {
+    const size_t l_Size = static_cast<size_t>(l_Token->m_Size);
+    if (l_Token->m_Type == KELSysJSONTokenString && l_Token->m_End > l_Token->m_Start)
+      l_Cost += KELSysJSONBytes::Size(static_cast<size_t>(l_Token->m_End - l_Token->m_Start));
+    else if (l_Token->m_Type == KELSysJSONTokenObject && l_Size > 0)
+      l_Cost += KELSysJSONBlock::Size<KELSysJSONObject>(static_cast<uint32_t>(l_Size));
+    else if (l_Token->m_Type == KELSysJSONTokenArray && l_Size > 0)
+      l_Cost += KELSysJSONBlock::Size<KELSysJSONArray>(static_cast<uint32_t>(l_Size));
+  }
+  return l_Cost;
 }
 
 KELSysResult KELSysJSON::Traverse(const char* iText, size_t iLength, KELSysJSONTraverse& iCallbacks,

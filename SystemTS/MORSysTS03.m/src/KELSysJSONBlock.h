@@ -54,7 +54,9 @@ class KELSysJSONBlockSource {
 
  private:
   // Chunks stay under the size at which the C library maps memory of its own for each request.
-  static constexpr size_t kSmallest = 1024, kChunk = 64 * 1024, kLargest = kChunk / 8;
+  // Bigger blocks get their own allocation, so that what a chunk's end leaves unused stays under
+  // 1/32 of the chunk: a reader that weighs a text by its blocks then knows its cost within that.
+  static constexpr size_t kSmallest = 1024, kChunk = 64 * 1024, kLargest = kChunk / 32;
 
   // A build that needs more than its estimate (strings and keys are not in it) gets chunks twice
   // the size of the last, up to the largest: few allocations, and one chunk of slack at most.
@@ -86,7 +88,7 @@ class KELSysJSONBlock {
   template <class Container>
   static Container* New(uint32_t iRoom, KELSysJSONBlockSource* iSource = nullptr) {
     using Item = typename Container::Item;
-    const size_t l_Size = kHeader + sizeof(Container) + size_t{iRoom} * sizeof(Item);
+    const size_t l_Size = Size<Container>(iRoom);
     KELSysJSONChunk* l_Chunk = nullptr;
     char* l_Raw = static_cast<char*>(iSource ? iSource->Take(l_Size, l_Chunk) : ::operator new(l_Size));
     KELSysJSONBlock* l_Block = new (l_Raw) KELSysJSONBlock(l_Chunk);
@@ -99,6 +101,12 @@ class KELSysJSONBlock {
       ++l_Block->m_Users;
     }
     return l_Container;
+  }
+
+  // The bytes of the block that New makes for a container with room for iRoom items.
+  template <class Container>
+  static constexpr size_t Size(uint32_t iRoom) {
+    return kHeader + sizeof(Container) + size_t{iRoom} * sizeof(typename Container::Item);
   }
 
   // Destroys a container made by New and gives up its block.
@@ -143,6 +151,9 @@ class KELSysJSONBytes {
     std::memcpy(l_Raw + kHeader, iBytes, iLength);
     return l_Raw + kHeader;
   }
+
+  // The bytes that New takes for a run of iLength (> 0) bytes.
+  static constexpr size_t Size(size_t iLength) { return (kHeader + iLength + 7) & ~size_t{7}; }
 
   // Gives up a run made by New; null is ignored.
   static void Delete(const char* iBytes) noexcept {

@@ -7,13 +7,8 @@
 #include "KELSysJSONPair.h"
 
 KELSysJSONBuilder::KELSysJSONBuilder(KELSysJSONValue& oRoot, std::vector<KELSysJSONValue*>& ioOpen,
-                                     KELSysTrace* iTrace, std::string& ioScratch, uint32_t iTokens)
-    // Each token becomes at most one member, and a container's block adds a little to that.
-    : m_Target(&oRoot),
-      m_Open(ioOpen),
-      m_Trace(iTrace),
-      m_Scratch(ioScratch),
-      m_Blocks(size_t{iTokens} * (sizeof(KELSysJSONValue) + 16)) {
+                                     KELSysTrace* iTrace, std::string& ioScratch, size_t iExpected)
+    : m_Target(&oRoot), m_Open(ioOpen), m_Trace(iTrace), m_Scratch(ioScratch), m_Blocks(iExpected) {
   m_Open.clear();
 }
 

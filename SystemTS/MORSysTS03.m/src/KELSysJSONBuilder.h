@@ -16,10 +16,13 @@
 class KELSysJSONBuilder {
  public:
   // oRoot must be null. ioOpen and ioScratch are working storage kept by the caller between builds.
-  // iTokens, the number of tokens to build, sizes the chunks the containers, strings and keys are
-  // carved from.
+  // iExpected, what the build's blocks will take (or an estimate), sizes the chunks the containers,
+  // strings and keys are carved from.
   KELSysJSONBuilder(KELSysJSONValue& oRoot, std::vector<KELSysJSONValue*>& ioOpen, KELSysTrace* iTrace,
-                    std::string& ioScratch, uint32_t iTokens);
+                    std::string& ioScratch, size_t iExpected);
+  // An estimate of iExpected from the number of tokens to build: each becomes at most one member,
+  // and a container's block adds a little to that.
+  static size_t Expected(uint32_t iTokens) { return size_t{iTokens} * (sizeof(KELSysJSONValue) + 16); }
 
   bool ObjectBegin(const KELSysJSONTokenRecord& iToken);
   bool Key(const char* iBytes, uint32_t iLength);

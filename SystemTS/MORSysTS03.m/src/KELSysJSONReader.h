@@ -21,9 +21,15 @@
 #ifndef KELSysJSONReader_H
 #define KELSysJSONReader_H
 
+#include <cstddef>
 #include <cstdint>
+#include <new>
 #include <vector>
 
+#include "KELSysJSONArray.h"
+#include "KELSysJSONBlock.h"
+#include "KELSysJSONObject.h"
+#include "KELSysJSONPair.h"
 #include "KELSysJSONPrimitive.h"
 #include "KELSysJSONPrivate.h"
 
@@ -59,8 +65,9 @@ struct KELSysJSONReadWork {
 
 // The spine token machine (see KELSysJSONLex). It tells its Listener of every token as
 // Token(index, type, start, end, parent index, container number), which answers 0 to go on or
-// KELSysJSONReadStop to end the pass, and of every member a container gains as Member(number).
-// Storage that cannot grow throws std::bad_alloc.
+// KELSysJSONReadStop to end the pass, of every member a container gains as Member(number, type),
+// and of the bytes its own storage is about to take as Grows(bytes). Storage that cannot grow
+// throws std::bad_alloc.
 inline constexpr int32_t KELSysJSONReadStop = -100;
 
 template <class Listener>
@@ -74,6 +81,7 @@ class KELSysJSONSpine {
   }
 
   uint32_t m_Pos = 0;  // the byte being read; after a failure, the byte a report points at
+  uint32_t m_Most = 0;  // the most links the spine held
 
   // The number of tokens, one of KELSysJSONTokenizeResult, or KELSysJSONReadStop.
   int32_t Run(const char* iText, uint32_t iLength) {
@@ -132,7 +140,7 @@ class KELSysJSONSpine {
     if (m_Super != -1) {
       const KELSysJSONSpineLink& l_Super = m_Links[m_Super];
       l_Parent = l_Super.m_Token;
-      if (IsContainer(l_Super.m_Type)) m_Listener->Member(l_Super.m_Container);
+      if (IsContainer(l_Super.m_Type)) m_Listener->Member(l_Super.m_Container, l_Super.m_Type);
       m_Size = static_cast<uint32_t>(m_Super) + 1;
     } else {
       m_Size = 0;
@@ -155,9 +163,11 @@ class KELSysJSONSpine {
   void Push(const KELSysJSONSpineLink& iLink) {
     if (m_Size == m_Room) Grow();
     m_Links[m_Size++] = iLink;
+    if (m_Size > m_Most) m_Most = m_Size;
   }
 
   void Grow() {
+    m_Listener->Grows(m_Size);
     m_Spine->resize(m_Room * 2);
     m_Links = m_Spine->data();
     m_Room = m_Spine->size();
@@ -179,18 +189,64 @@ class KELSysJSONSpine {
   int32_t m_LooseType = KELSysJSONTokenUndefined;
 };
 
-// First pass: counts every container's members.
+// First pass: counts every container's members, and weighs what the text will cost to read: the
+// blocks the build will take for its containers, strings and keys (exactly as KELSysJSONBlock and
+// KELSysJSONBytes make them), and the passes' own storage, taken as twice what they use of it (room
+// grows by doubling): 4 bytes a container for its count, a link on the spine for the longest chain of
+// tokens it held. A text that would cost more than the budget throws std::bad_alloc, as if memory
+// had run out: as soon as that storage alone would take more than a quarter of it (it then grows
+// with its old room still held), and at the end when everything together would take more. The verdict depends on the text and the budget only, not on
+// room left over from earlier texts.
 class KELSysJSONCounter {
  public:
-  explicit KELSysJSONCounter(std::vector<uint32_t>& ioCounts) : m_Counts(ioCounts) { m_Counts.clear(); }
-  [[gnu::always_inline]] int32_t Token(int32_t, int32_t iType, int32_t, int32_t, int32_t, uint32_t) {
-    if (iType == KELSysJSONTokenObject || iType == KELSysJSONTokenArray) m_Counts.push_back(0);
+  KELSysJSONCounter(std::vector<uint32_t>& ioCounts, size_t iBudget) : m_Counts(ioCounts), m_Budget(iBudget) {
+    m_Counts.clear();
+  }
+  [[gnu::always_inline]] int32_t Token(int32_t, int32_t iType, int32_t iStart, int32_t iEnd, int32_t, uint32_t) {
+    if (iType == KELSysJSONTokenObject || iType == KELSysJSONTokenArray) {
+      if (m_Counts.size() == m_Counts.capacity()) MoreCounts();
+      m_Counts.push_back(0);
+    } else if (iType == KELSysJSONTokenString && iEnd > iStart) {
+      m_Tree += KELSysJSONBytes::Size(static_cast<uint32_t>(iEnd - iStart));
+    }
     return 0;
   }
-  void Member(uint32_t iContainer) { ++m_Counts[iContainer]; }
+  [[gnu::always_inline]] void Member(uint32_t iContainer, int32_t iType) {
+    const bool l_Object = iType == KELSysJSONTokenObject;
+    if (m_Counts[iContainer]++ == 0)
+      m_Tree += l_Object ? KELSysJSONBlock::Size<KELSysJSONObject>(0) : KELSysJSONBlock::Size<KELSysJSONArray>(0);
+    m_Tree += l_Object ? sizeof(KELSysJSONPair) : sizeof(KELSysJSONValue);
+  }
+  // The spine holds iLinks links and needs room for more.
+  void Grows(size_t iLinks) {
+    m_Links = iLinks;
+    CheckStorage();
+  }
+
+  // The bytes the tree's blocks will take.
+  size_t Tree() const { return m_Tree; }
+  // After the pass, with the most links the spine held: throws std::bad_alloc when the storage alone
+  // would take more than a quarter of the budget, or everything together more than all of it.
+  void Check(size_t iLinks) {
+    m_Links = iLinks;
+    CheckStorage();
+    if (m_Tree + Storage() > m_Budget) throw std::bad_alloc();
+  }
 
  private:
+  size_t Storage() const { return 2 * (m_Counts.size() * sizeof(uint32_t) + m_Links * sizeof(KELSysJSONSpineLink)); }
+  void CheckStorage() const {
+    if (Storage() > m_Budget / 4) throw std::bad_alloc();
+  }
+  void MoreCounts() {
+    CheckStorage();
+    m_Counts.reserve(m_Counts.capacity() < 1024 ? 1024 : 2 * m_Counts.capacity());
+  }
+
   std::vector<uint32_t>& m_Counts;
+  size_t m_Budget;
+  size_t m_Links = 0;  // the most links the spine held so far, as last told
+  size_t m_Tree = 0;
 };
 
 // Second pass: the walk, told one token at a time, driving a sink as the tree walk does (see
@@ -206,7 +262,8 @@ class KELSysJSONStreamWalk {
     m_Frames.clear();
   }
 
-  void Member(uint32_t) {}
+  void Member(uint32_t, int32_t) {}
+  void Grows(size_t) {}
 
   [[gnu::always_inline]] int32_t Token(int32_t iIndex, int32_t iType, int32_t iStart, int32_t iEnd,
                                        int32_t iParent, uint32_t iContainer) {
@@ -315,13 +372,17 @@ class KELSysJSONStreamWalk {
 
 // First pass over iText (iLength bytes, at most KELSysJSONMaxText, or up to the first NUL): the
 // number of tokens, or the KELSysJSONTokenizeResult of a text that fails, with the position a
-// tokenizer reports in oPosition. Throws std::bad_alloc.
+// tokenizer reports in oPosition. oTree: the bytes the build of a text that passes will take for
+// its blocks. Throws std::bad_alloc, also when reading the text would take more than iBudget bytes
+// besides the text (see KELSysJSONCounter).
 inline int32_t KELSysJSONCount(const char* iText, uint32_t iLength, KELSysJSONReadWork& ioWork,
-                               uint32_t& oPosition) {
-  KELSysJSONCounter l_Counter(ioWork.m_Counts);
+                               uint32_t& oPosition, size_t iBudget, size_t& oTree) {
+  KELSysJSONCounter l_Counter(ioWork.m_Counts, iBudget);
   KELSysJSONSpine<KELSysJSONCounter> l_Pass(l_Counter, ioWork.m_Spine);
   const int32_t l_Result = l_Pass.Run(iText, iLength);
   oPosition = l_Pass.m_Pos;
+  if (l_Result > 0) l_Counter.Check(l_Pass.m_Most);
+  oTree = l_Counter.Tree();
   return l_Result;
 }
 

@@ -1,5 +1,6 @@
 // The one-go read against the tokenizer and the walk over its tokens: for every text, the same
-// events in the same order, the same verdict, the same failure position, the same tree.
+// events in the same order, the same verdict, the same failure position, the same tree, and the
+// same weight of that tree before it is built.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -8,6 +9,7 @@
 #include <vector>
 
 #include "KELSysJSON.h"
+#include "KELSysJSONBlock.h"
 #include "KELSysJSONPrivate.h"
 #include "KELSysJSONReader.h"
 #include "KELSysJSONWalker.h"
@@ -48,12 +50,29 @@ struct Outcome {
   uint32_t m_Position;
   bool m_Walked;
   std::string m_Events;
+  size_t m_Tree = 0;  // what the build's blocks take, as weighed before building
   bool operator==(const Outcome&) const = default;
 };
 
 std::ostream& operator<<(std::ostream& ioOut, const Outcome& iOutcome) {
   return ioOut << "tokenize " << iOutcome.m_Tokenize << " at " << iOutcome.m_Position << ", walked "
-               << iOutcome.m_Walked << ": " << iOutcome.m_Events;
+               << iOutcome.m_Walked << ", tree " << iOutcome.m_Tree << ": " << iOutcome.m_Events;
+}
+
+// The blocks a build of the tokens takes: one for every string or key with bytes, and one for
+// every container with members, sized by its token count.
+size_t TreeOf(const std::vector<KELSysJSONTokenRecord>& iTokens, int32_t iCount) {
+  size_t l_Tree = 0;
+  for (int32_t l_Index = 0; l_Index < iCount; ++l_Index) {
+    const KELSysJSONTokenRecord& l_Token = iTokens[static_cast<size_t>(l_Index)];
+    const uint32_t l_Size = static_cast<uint32_t>(l_Token.m_Size);
+    if (l_Token.m_Type == KELSysJSONTokenString && l_Token.m_End > l_Token.m_Start)
+      l_Tree += KELSysJSONBytes::Size(static_cast<size_t>(l_Token.m_End - l_Token.m_Start));
+    if (l_Token.m_Type == KELSysJSONTokenArray && l_Size > 0) l_Tree += KELSysJSONBlock::Size<KELSysJSONArray>(l_Size);
+    if (l_Token.m_Type == KELSysJSONTokenObject && l_Size > 0)
+      l_Tree += KELSysJSONBlock::Size<KELSysJSONObject>(l_Size);
+  }
+  return l_Tree;
 }
 
 Outcome ByTokens(const std::string& iText) {
@@ -64,6 +83,7 @@ Outcome ByTokens(const std::string& iText) {
                                          static_cast<uint32_t>(l_Tokens.size()));
   l_Outcome.m_Position = l_Tokenizer.m_Pos;
   if (l_Outcome.m_Tokenize <= 0) return l_Outcome;
+  l_Outcome.m_Tree = TreeOf(l_Tokens, l_Outcome.m_Tokenize);
   Recorder l_Recorder;
   std::vector<KELSysJSONWalker::Frame> l_Stack;
   KELSysJSONWalker l_Walker(l_Tokens.data(), static_cast<uint32_t>(l_Outcome.m_Tokenize), iText.data(),
@@ -76,8 +96,10 @@ Outcome ByTokens(const std::string& iText) {
 Outcome InOneGo(const std::string& iText, KELSysJSONReadWork& ioWork) {
   Outcome l_Outcome{0, 0, false, {}};
   const uint32_t l_Length = static_cast<uint32_t>(iText.size());
-  l_Outcome.m_Tokenize = KELSysJSONCount(iText.data(), l_Length, ioWork, l_Outcome.m_Position);
+  size_t l_Tree = 0;
+  l_Outcome.m_Tokenize = KELSysJSONCount(iText.data(), l_Length, ioWork, l_Outcome.m_Position, SIZE_MAX, l_Tree);
   if (l_Outcome.m_Tokenize <= 0) return l_Outcome;
+  l_Outcome.m_Tree = l_Tree;
   Recorder l_Recorder;
   l_Outcome.m_Walked = KELSysJSONWalkCounted(iText.data(), l_Length, l_Recorder, ioWork);
   l_Outcome.m_Events = l_Recorder.m_Events;
@@ -215,6 +237,39 @@ TEST(KELSysJSONRead, ReportsFailuresAndRecovers) {
   EXPECT_EQ(l_Root.GetObject().Lookup("a").GetInteger(), 1);
   EXPECT_EQ(l_JSON.Read("7", 1, l_Root), KEL_S_OK);  // a fresh document parsing "7" has no token room
   EXPECT_EQ(l_Root.GetInteger(), 7);
+}
+
+// A budget refuses a text whose tree would take more, as if memory had run out, and leaves the
+// document as good as before. The least budget that reads a text is its tree's blocks and a little
+// working storage, on either path (the token array for short texts; for long ones the spine, and a
+// count of members for each container, in room that at most doubles).
+TEST(KELSysJSONRead, ABudgetRefusesCostlierTexts) {
+  for (size_t l_Units : {size_t(200), size_t(20000)}) {
+    std::string l_Text = "{\"a\":[\"xyz\"";
+    for (size_t l_Unit = 0; l_Unit < l_Units; ++l_Unit) l_Text += ",[1],{\"k\":\"v\"}";
+    l_Text += "]}";
+    std::vector<KELSysJSONTokenRecord> l_Tokens(l_Text.size());
+    KELSysJSONTokenizer l_Tokenizer;
+    const int32_t l_Count = l_Tokenizer.Run(l_Text.data(), static_cast<uint32_t>(l_Text.size()), l_Tokens.data(),
+                                            static_cast<uint32_t>(l_Tokens.size()));
+    const size_t l_Tree = TreeOf(l_Tokens, l_Count);
+    KELSysJSON l_JSON;
+    KELSysJSONValue l_Root;
+    size_t l_Low = 0, l_High = SIZE_MAX / 2;  // refused at l_Low, read at l_High
+    while (l_High - l_Low > 1) {
+      const size_t l_Budget = l_Low + (l_High - l_Low) / 2;
+      const KELSysResult l_Rc = l_JSON.Read(l_Text.data(), l_Text.size(), l_Root, nullptr, l_Budget);
+      ASSERT_TRUE(l_Rc == KEL_S_OK || l_Rc == KEL_E_OUTOFMEMORY) << l_Rc;
+      EXPECT_EQ(l_Root.IsNull(), l_Rc != KEL_S_OK);
+      (l_Rc == KEL_S_OK ? l_High : l_Low) = l_Budget;
+    }
+    EXPECT_GE(l_High, l_Tree) << l_Text.size() << " bytes";
+    EXPECT_LE(l_High, l_Tree + 8 * (2 * l_Units + 2) + (size_t(64) << 10)) << l_Text.size() << " bytes";
+    ASSERT_EQ(l_JSON.Read(l_Text.data(), l_Text.size(), l_Root, nullptr, l_High), KEL_S_OK);
+    std::string l_Written;
+    ASSERT_EQ(l_Root.Write(l_Written, true, std::string()), KEL_S_OK);
+    EXPECT_EQ(l_Written, l_Text);
+  }
 }
 
 }  // namespace

@@ -23,6 +23,10 @@ enum class KELSysJSONShape {
   OneMemberArrays,  // [[1],[1],...]
   NestedChains,     // [[[...[1]...]]],...] a hundred levels each
   ColonChain,       // "v":1:1:1:... (the tokenizer hangs each token below the one before it)
+  // The costliest texts a budget of 14 n still reads: one of the two above beside a long string,
+  // at the share that keeps the whole within it.
+  MixedArrays,  // ["xx...x",[1],[1],...]
+  MixedChains,  // ["xx...x",[[[...[1]...]]],...]
 };
 
 inline constexpr KELSysJSONShape KELSysJSONAllShapes[] = {
@@ -36,11 +40,14 @@ inline constexpr KELSysJSONShape KELSysJSONAllShapes[] = {
 inline constexpr KELSysJSONShape KELSysJSONContainerShapes[] = {
     KELSysJSONShape::OneMemberArrays, KELSysJSONShape::NestedChains, KELSysJSONShape::ColonChain};
 
+inline constexpr KELSysJSONShape KELSysJSONMixedShapes[] = {KELSysJSONShape::MixedArrays,
+                                                            KELSysJSONShape::MixedChains};
+
 inline const char* KELSysJSONShapeName(KELSysJSONShape iShape) {
   static const char* const s_Names[] = {"Strings",      "Levels",      "NestedArrays",    "NestedObjects",
                                         "EmptyObjects", "EmptyArrays", "SmallNumbers",    "TrueNull",
                                         "ShortStrings", "ManyMembers", "OneMemberArrays", "NestedChains",
-                                        "ColonChain"};
+                                        "ColonChain",   "MixedArrays", "MixedChains"};
   return s_Names[static_cast<int>(iShape)];
 }
 
@@ -92,6 +99,19 @@ inline std::string KELSysJSONShapeText(KELSysJSONShape iShape, size_t iSize) {
       break;
   }
   const std::string l_Chain = std::string(100, '[') + "1" + std::string(100, ']');
+  if (iShape == KELSysJSONShape::MixedArrays || iShape == KELSysJSONShape::MixedChains) {
+    // A unit costs its items and blocks and 8 bytes of counts a container; the string a byte a byte.
+    // The string's length s for u bytes of units costing c: c + s = 13.5 (u + s).
+    const bool l_Arrays = iShape == KELSysJSONShape::MixedArrays;
+    const std::string l_Unit = l_Arrays ? ",[1]" : "," + l_Chain;
+    const double l_UnitCost = l_Arrays ? 24 + 80 + 8 : 24 + 100 * (80 + 8);
+    const double l_PerUnit = static_cast<double>(l_Unit.size());
+    const double l_String = (l_UnitCost - 13.5 * l_PerUnit) / 12.5;  // string bytes a unit
+    const size_t l_Units = static_cast<size_t>(static_cast<double>(iSize - l_Head.size() - 16) / (l_PerUnit + l_String));
+    l_Text += "\"v\":[\"" + std::string(static_cast<size_t>(l_String * static_cast<double>(l_Units)), 'x') + "\"";
+    for (size_t l_Index = 0; l_Index < l_Units; ++l_Index) l_Text += l_Unit;
+    return l_Text + "]}}";
+  }
   const char* l_Unit = iShape == KELSysJSONShape::OneMemberArrays ? "[1]"
                        : iShape == KELSysJSONShape::NestedChains  ? l_Chain.c_str()
                        : iShape == KELSysJSONShape::EmptyObjects  ? "{}"

@@ -13,6 +13,7 @@
 #include <optional>
 
 #include "KELSysJSON.h"
+#include "KELSysJSONPrivate.h"
 #include "KELSysRegLock.h"
 #include "KELSysRegPath.h"
 #include "KELSysTrace.h"
@@ -276,9 +277,21 @@ bool KELSysRegKey::ReadValues() {
   l_Rc = m_File->ReadAt(0, l_Text.data(), l_Text.size(), l_Read);
   if (l_Rc != KEL_S_OK || l_Read != l_Text.size()) return NotRead(l_Rc != KEL_S_OK ? l_Rc : KEL_E_FAIL);
 
-  // Text that is not JSON, or lacks the key's member, leaves the key without values.
+  // Text that is not JSON, or lacks the key's member, leaves the key without values. Text that
+  // would cost more to read than the file's size allows is not read.
   KELSysJSONValue l_Root;
-  if (l_Document.Read(l_Text.data(), l_Text.size(), l_Root) != KEL_S_OK) return true;
+  const uint64_t l_Budget = MORFileLockBytesReadBudget(l_Stat.cbSize);
+  l_Rc = l_Document.Read(l_Text.data(), l_Text.size(), l_Root, nullptr, size_t(l_Budget));
+  if (l_Rc == KEL_E_OUTOFMEMORY) {
+    if (m_Trace)
+      m_Trace->Print(KELSysTraceWarning,
+                     "  ReadValues %s: %llu bytes that would take more than %llu to read (or memory ran "
+                     "out); the key opens without values\n",
+                     m_FilePath.c_str(), static_cast<unsigned long long>(l_Stat.cbSize),
+                     static_cast<unsigned long long>(l_Budget));
+    return false;
+  }
+  if (l_Rc != KEL_S_OK) return true;
   if (l_Root.GetType() != KELSysJSONTypeObject) return true;
   KELSysJSONValue* l_Member = l_Root.GetObject().Find(KeyName());
   if (l_Member != nullptr && l_Member->GetType() == KELSysJSONTypeObject)
@@ -329,6 +342,19 @@ KELSysResult KELSysRegKey::WriteBack() {
                      "  CloseKey %s: text of %zu bytes over the limit of %llu, not written\n",
                      m_FilePath.c_str(), l_Length, static_cast<unsigned long long>(MORFileLockBytesMaxSize));
     return KELSysResultFromErrno(EFBIG);
+  }
+  // Nor is a text that would cost a reader more than its size allows (one written more tightly than
+  // the text it was read from, which had blanks between containers of one member each).
+  if (l_Length > KELSysJSONTokenReadLimit) {
+    const uint64_t l_Budget = MORFileLockBytesReadBudget(l_Length);
+    KELSysJSON l_Scale;
+    if (l_Scale.Weigh(l_Text.data(), l_Length, size_t(l_Budget)) != KEL_S_OK) {
+      if (m_Trace)
+        m_Trace->Print(KELSysTraceError,
+                       "  CloseKey %s: text of %zu bytes that would take more than %llu to read, not written\n",
+                       m_FilePath.c_str(), l_Length, static_cast<unsigned long long>(l_Budget));
+      return KELSysResultFromErrno(EFBIG);
+    }
   }
   // Under the hold the file holds m_Bytes, unless a failed write-back could not put them back.
   uint64_t l_OldSize = m_Hold->m_Bytes.size();

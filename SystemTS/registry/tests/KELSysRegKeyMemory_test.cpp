@@ -1,6 +1,6 @@
 // What opening keys costs at its peak when their files have the costliest shapes: at most 16 times
-// the bytes of the files read (KELSysJSONPeakPerByte times for shapes of one-member containers)
-// plus KELSysJSONPeakFixed for each key open at once, up to the file size limit.
+// the bytes of the files read plus KELSysJSONPeakFixed for each key open at once, up to the file
+// size limit, whatever the shape. The shapes that would cost more are refused, and only they.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -16,12 +16,13 @@
 namespace {
 
 constexpr int64_t k_PerKey = KELSysJSONPeakFixed;
+constexpr int64_t k_PerByte = 16;
 
-// The bytes a byte of file that the shape may cost.
-int64_t PerByte(KELSysJSONShape iShape) {
+// True when the key opens without values: the shape is refused, or nested past the depth bound.
+bool Refused(KELSysJSONShape iShape) {
   for (KELSysJSONShape l_Shape : KELSysJSONContainerShapes)
-    if (l_Shape == iShape) return KELSysJSONPeakPerByte;
-  return 16;
+    if (l_Shape == iShape) return true;
+  return iShape == KELSysJSONShape::NestedArrays || iShape == KELSysJSONShape::NestedObjects;
 }
 
 class KELSysRegKeyMemory : public KELSysRegKeyTest, public testing::WithParamInterface<KELSysJSONShape> {
@@ -40,8 +41,18 @@ class KELSysRegKeyMemory : public KELSysRegKeyTest, public testing::WithParamInt
     return l_Bytes;
   }
 
-  // Opens iCount keys together (each holding its values), then closes them; the peak.
-  static int64_t OpenTogether(int iCount) {
+  // Opens iCount keys together (each holding its values), then closes them; the peak. The keys
+  // hold the values of their files unless the shape is one refused.
+  static int64_t OpenTogether(int iCount, bool iRefused) {
+    for (int l_Key = 0; l_Key < iCount; ++l_Key) {
+      KELSysRegKey l_Open;
+      std::vector<MORUnicodeString> l_Values;
+      EXPECT_EQ(l_Open.OpenKey(KELSysRegHiveLocalMachine, ("K" + std::to_string(l_Key)).c_str(),
+                               KELSysRegAccessRead) |
+                    l_Open.EnumValues(l_Values),
+                KEL_S_OK);
+      EXPECT_EQ(l_Values.empty(), iRefused);
+    }
     return KELSysMemoryPeak([iCount] {
       std::vector<KELSysRegKey> l_Keys(static_cast<size_t>(iCount));
       for (int l_Key = 0; l_Key < iCount; ++l_Key) {
@@ -57,18 +68,18 @@ class KELSysRegKeyMemory : public KELSysRegKeyTest, public testing::WithParamInt
 // One key file at the size limit.
 TEST_P(KELSysRegKeyMemory, OneKeyAtTheLimit) {
   const int64_t l_Bytes = WriteKeys(1, MORFileLockBytesMaxSize);
-  const int64_t l_Peak = OpenTogether(1);
+  const int64_t l_Peak = OpenTogether(1, Refused(GetParam()));
   ASSERT_GT(l_Peak, 0);
-  EXPECT_LE(l_Peak, PerByte(GetParam()) * l_Bytes + k_PerKey) << l_Peak / double(l_Bytes) << " bytes a byte";
+  EXPECT_LE(l_Peak, k_PerByte * l_Bytes + k_PerKey) << l_Peak / double(l_Bytes) << " bytes a byte";
 }
 
 // Three keys open at once, as a walk holds a level, a type and an identifier key: what each keeps
 // while open adds up, and the parser's storage kept for the thread counts once.
 TEST_P(KELSysRegKeyMemory, ThreeKeysOpenTogether) {
   const int64_t l_Bytes = WriteKeys(3, MORFileLockBytesMaxSize / 2);
-  const int64_t l_Peak = OpenTogether(3);
+  const int64_t l_Peak = OpenTogether(3, Refused(GetParam()));
   ASSERT_GT(l_Peak, 0);
-  EXPECT_LE(l_Peak, PerByte(GetParam()) * l_Bytes + 3 * k_PerKey)
+  EXPECT_LE(l_Peak, k_PerByte * l_Bytes + 3 * k_PerKey)
       << l_Peak / double(l_Bytes) << " bytes a byte";
 }
 
@@ -76,6 +87,7 @@ std::string ShapeName(const testing::TestParamInfo<KELSysJSONShape>& iShape) {
   return KELSysJSONShapeName(iShape.param);
 }
 INSTANTIATE_TEST_SUITE_P(Shapes, KELSysRegKeyMemory, testing::ValuesIn(KELSysJSONAllShapes), ShapeName);
+INSTANTIATE_TEST_SUITE_P(MixedShapes, KELSysRegKeyMemory, testing::ValuesIn(KELSysJSONMixedShapes), ShapeName);
 INSTANTIATE_TEST_SUITE_P(ContainerShapes, KELSysRegKeyMemory, testing::ValuesIn(KELSysJSONContainerShapes),
                          ShapeName);
 

@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "../../MORSysTS03.m/tests/KELSysJSONShapes.h"
 #include "KELSysRegTestSupport.h"
 #include "MORFileLockBytes.h"
 
@@ -117,14 +118,16 @@ INSTANTIATE_TEST_SUITE_P(
                     [](const std::string& iPath) { fs::create_symlink("/dev/zero", iPath); }));
 
 // A key file that is not read whole: over the size limit (a sparse file just past it, whatever the
-// limit is), or a file whose reads end before the size it reports (a system attribute file, reached
-// through a link). It opens as a key without values, with a trace line saying why; its subkeys are
+// limit is), one whose tree would take more than its size allows (containers of one member each),
+// or a file whose reads end before the size it reports (a system attribute file, reached through a
+// link). It opens as a key without values, with a trace line saying why; its subkeys are
 // listed and opened; every change is refused and nothing is written back over the unread bytes.
 struct UnreadCase {
   const char* m_Name;
   // Puts the file at iPath; false when this system cannot.
   bool (*m_Make)(const std::string& iPath);
-  const char* m_Why;  // in the trace line, after the path; %llu is the file's size
+  const char* m_Why;  // in the trace line, after the path; %llu is the file's size, then the limit
+  uint64_t (*m_Limit)(uint64_t iSize) = [](uint64_t) { return MORFileLockBytesMaxSize; };
 };
 
 class KELSysRegUnreadTest : public KELSysRegKeyTest, public testing::WithParamInterface<UnreadCase> {};
@@ -140,7 +143,7 @@ TEST_P(KELSysRegUnreadTest, OpensWithoutValuesAndKeepsTheFile) {
   const auto l_Time = fs::last_write_time(l_File);
   char l_Why[256];
   std::snprintf(l_Why, sizeof l_Why, GetParam().m_Why, static_cast<unsigned long long>(l_Size),
-                static_cast<unsigned long long>(MORFileLockBytesMaxSize));
+                static_cast<unsigned long long>(GetParam().m_Limit(l_Size)));
   for (uint32_t l_Access : {KELSysRegAccessRead, KELSysRegAccessReadWrite}) {
     KELSysRegKey l_Key, l_Child;
     l_Key.SetTraceForTest(&m_Trace);
@@ -179,6 +182,15 @@ INSTANTIATE_TEST_SUITE_P(
                                  return truncate(iPath.c_str(), off_t(MORFileLockBytesMaxSize + 1)) == 0;
                                },
                                "%llu bytes, over the limit of %llu"},
+                    UnreadCase{"costlier than its size allows",
+                               [](const std::string& iPath) {
+                                 std::string l_Text =
+                                     KELSysJSONShapeText(KELSysJSONShape::OneMemberArrays, size_t(256) << 10);
+                                 std::ofstream(iPath) << l_Text;
+                                 return true;
+                               },
+                               "%llu bytes that would take more than %llu to read (or memory ran out)",
+                               MORFileLockBytesReadBudget},
                     UnreadCase{"reads shorter than its size",
                                [](const std::string& iPath) {
                                  const char* l_Short = "/sys/devices/system/cpu/online";
@@ -191,7 +203,7 @@ INSTANTIATE_TEST_SUITE_P(
                                },
                                "not read whole (E_FAIL)"}),
     [](const testing::TestParamInfo<UnreadCase>& iInfo) {
-      return iInfo.index == 0 ? "OverLimit" : "ShortRead";
+      return iInfo.index == 0 ? "OverLimit" : iInfo.index == 1 ? "Costly" : "ShortRead";
     });
 
 // What stands where the folder and the key file of P's child C should be. Links lead to a folder or
@@ -398,6 +410,29 @@ TEST_F(KELSysRegKeyTreeTest, WriteBackOverTheSizeLimitKeepsTheOldText) {
   MORUnicodeString l_Value;
   ASSERT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead), KEL_S_OK);
   EXPECT_EQ(l_Key.QueryStringValue("A", l_Value), KEL_S_OK);
+}
+
+// Nor is a text that would cost a reader more than its size allows. A file that holds containers of
+// one member each with blanks between them is read; written back tight, the same tree would take
+// more than the registry's budget for the shorter text. The close says so; the old text stays.
+TEST_F(KELSysRegKeyTreeTest, WriteBackCostlierThanItsSizeKeepsTheOldText) {
+  std::string l_Text = "{\"Version\":\"1.0\",\"K\":{\"V\":[[1]";
+  for (int l_Unit = 0; l_Unit < 20000; ++l_Unit) l_Text += ",      [1]";
+  l_Text += "]}}";
+  WriteKey("HKLM/K", l_Text);
+  KELSysRegKey l_Key;
+  ASSERT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite), KEL_S_OK);
+  ASSERT_EQ(l_Key.SetStringValue("A", "a"), KEL_S_OK);
+  l_Key.SetTraceForTest(&m_Trace);
+  EXPECT_EQ(l_Key.CloseKey(), KELSysResultFromErrno(EFBIG));
+  const size_t l_Length = 22 + 8 + 20000 * 4 + 1 + 12 + 2;  // head, "V":[[1], ,[1] each, ], ,"A":[3,"a"], }}
+  EXPECT_NE(m_TraceOutput->GetText().find(
+                "[E] KELSYSREGKEY:   CloseKey " + Path("HKLM/K.json") + ": text of " + std::to_string(l_Length) +
+                " bytes that would take more than " + std::to_string(MORFileLockBytesReadBudget(l_Length)) +
+                " to read, not written\n"),
+            std::string::npos)
+      << m_TraceOutput->GetText().substr(0, 300);
+  EXPECT_EQ(Read("HKLM/K.json"), l_Text);
 }
 
 }  // namespace
