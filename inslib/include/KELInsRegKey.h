@@ -22,6 +22,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 class KELSysRegKey;
@@ -105,6 +106,10 @@ class KELInsRegKey {
   // The largest key file the registry reads: a key whose text would be longer is not written (its
   // close fails and the file keeps its old text).
   static uint64_t MaxKeyFileSize();
+  // Whether the registry would read a key file holding iValues, the text of a values object's
+  // members ("name":[type,data],...): a text that would cost a reader more memory than its size
+  // allows is refused like one over the size limit, and not written either.
+  static bool IsReadable(std::string_view iValues);
   // The type of a well-formed value; a missing or malformed one throws "GetValue - <name>".
   uint32_t GetValueType(const std::string& iName) const;
   // Typed reads ("GetValue - <name>" when missing or of another type) and writes ("SetValue - <name>,

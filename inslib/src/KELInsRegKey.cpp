@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "KELSysJSON.h"
 #include "KELSysRegKey.h"
 #include "KELSysRegRoot.h"
 #include "MORFileLockBytes.h"
@@ -229,6 +230,17 @@ void KELInsRegKey::SetValue(const std::string& iName, int32_t iValue) {
 }
 
 uint64_t KELInsRegKey::MaxKeyFileSize() { return MORFileLockBytesMaxSize; }
+
+// The whole key file, for a key of a one-letter name: a longer name adds to the budget at least what
+// it adds to the cost, so a text read with this name is read with any.
+bool KELInsRegKey::IsReadable(std::string_view iValues) {
+  std::string l_Text = "{\"Version\":\"1.0\",\"K\":{";
+  l_Text.append(iValues);
+  l_Text += "}}";
+  KELSysJSON l_Scale;
+  return l_Scale.Weigh(l_Text.data(), l_Text.size(), size_t(MORFileLockBytesReadBudget(l_Text.size()))) !=
+         KEL_E_OUTOFMEMORY;
+}
 
 uint32_t KELInsRegKey::GetValueType(const std::string& iName) const {
   KELSysRegKey& l_Key = Key();

@@ -136,35 +136,46 @@ class Parser {
     std::unordered_set<std::string> l_Seen;
     SkipBlanks();
     const size_t l_At = m_At;
-    uint64_t l_Stored = 0;
+    std::string l_Stored;  // the values as the key file will hold them
     Object("\"Values\"", [&](const std::string& iName, size_t iAt) {
       if (iName.size() > KELInsRegMaxValueName)
         Fail("value name longer than " + std::to_string(KELInsRegMaxValueName) + " bytes", iAt);
       if (!l_Seen.insert(iName).second) Fail("duplicate value \"" + iName + "\"", iAt);
       oTree.m_Values.push_back(Value(iName));
-      l_Stored += (l_Stored ? 1 : 0) + StoredSize(oTree.m_Values.back());
+      if (!l_Stored.empty()) l_Stored += ',';
+      Store(oTree.m_Values.back(), l_Stored);
     });
-    // The registry would not write a key file that long: refused here, before anything is written.
-    if (l_Stored > H::MaxKeyFileSize())
-      Fail("the values of this key take " + std::to_string(l_Stored) +
+    // The registry would not write a key file that long, nor one that would cost its readers more
+    // than its size allows: refused here, before anything is written.
+    if (l_Stored.size() > H::MaxKeyFileSize())
+      Fail("the values of this key take " + std::to_string(l_Stored.size()) +
                " bytes in its key file, more than the " + std::to_string(H::MaxKeyFileSize()) +
                " the registry holds",
            l_At);
+    if (!H::IsReadable(l_Stored))
+      Fail("the values of this key would take more memory to read than the registry allows for the " +
+               std::to_string(l_Stored.size()) + " bytes they take in its key file (many short values holding lists)",
+           l_At);
   }
 
-  // The bytes a value takes in a key file: "name":[type,data].
-  static uint64_t StoredSize(const KELInsRegValue& iValue) {
-    uint64_t l_Size = KELInsRegStore(iValue.m_Name).size() + 7;
+  // Appends the value as a key file holds it: "name":[type,data].
+  static void Store(const KELInsRegValue& iValue, std::string& ioText) {
+    ioText += '"' + KELInsRegStore(iValue.m_Name) + "\":[" + std::to_string(iValue.m_Type) + ',';
     switch (iValue.m_Type) {
       case H::TypeDWORD:
       case H::TypeQWORD:
-        return l_Size + std::to_string(iValue.m_Number).size();
+        ioText += std::to_string(iValue.m_Number);
+        break;
       case H::TypeString:
-        return l_Size + KELInsRegStore(iValue.m_Strings.front()).size() + 2;
+        ioText += '"' + KELInsRegStore(iValue.m_Strings.front()) + '"';
+        break;
+      default:
+        ioText += '[';
+        for (size_t l_Item = 0; l_Item < iValue.m_Strings.size(); ++l_Item)
+          ioText += (l_Item ? ",\"" : "\"") + KELInsRegStore(iValue.m_Strings[l_Item]) + '"';
+        ioText += ']';
     }
-    l_Size += 2 + (iValue.m_Strings.empty() ? 0 : iValue.m_Strings.size() - 1);
-    for (const std::string& l_Item : iValue.m_Strings) l_Size += KELInsRegStore(l_Item).size() + 2;
-    return l_Size;
+    ioText += ']';
   }
 
   // [type, data]
