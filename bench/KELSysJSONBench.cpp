@@ -259,7 +259,8 @@ void Shapes(benchmark::internal::Benchmark* ioBench) {
       ioBench->Args({static_cast<int64_t>(l_Shape), l_Size});
     for (KELSysJSONShape l_Shape : KELSysJSONContainerShapes)
       ioBench->Args({static_cast<int64_t>(l_Shape), l_Size});
-    for (KELSysJSONShape l_Shape : KELSysJSONMixedShapes) ioBench->Args({static_cast<int64_t>(l_Shape), l_Size});
+    for (KELSysJSONShape l_Shape : KELSysJSONMixedShapes)
+      ioBench->Args({static_cast<int64_t>(l_Shape), l_Size});
   }
 }
 

@@ -57,13 +57,13 @@ inline constexpr uint32_t KELSysJSONMaxDepth = 1000;
 // The most memory that KELSysJSON::Read takes at its peak on a fresh document, per byte of text,
 // plus KELSysJSONPeakFixed, whatever the text. The tree is most of it: 24 bytes a value, 48 a pair,
 // and for a container with members a block of about 56 bytes beside the members. The costliest
-// texts are therefore containers of one member each, nested ("[[[1]]]" costs 80 bytes for every
-// two of "[]"); a value every two bytes ("[1,1,...]") costs 12 bytes a byte, and so does the
-// first pass's chain of tokens hung below each other by colons ("1:1:1..."). Readers that bound
-// what a file may cost rest on it. Texts up to KELSysJSONTokenReadLimit go through the token
-// array and cost at most 36 times their size, well inside KELSysJSONPeakFixed, which also holds
-// the reading thread's own start-up (its stack and heap pages, counted when a peak is measured by
-// resident set).
+// texts are therefore containers of one member each, nested ("[[[1]]]" costs 80 bytes for every two
+// of "[]"); a value every two bytes ("[1,1,...]") costs 12 bytes a byte, and so does the first
+// pass's chain of tokens hung below each other by colons ("1:1:1..."). A reader that must stay
+// under less gives Read a budget, which refuses the costlier texts before building them. Texts up
+// to KELSysJSONTokenReadLimit go through the token array and cost at most 36 times their size, well
+// inside KELSysJSONPeakFixed, which also holds the reading thread's own start-up (its stack and
+// heap pages, counted when a peak is measured by resident set).
 inline constexpr size_t KELSysJSONPeakPerByte = 44;
 inline constexpr size_t KELSysJSONPeakFixed = size_t(1) << 20;
 

@@ -39,7 +39,9 @@
 // read) are never refused. Time follows the same weight: reading is one pass that counts and one
 // that builds, and a refused text costs the first pass alone.
 inline constexpr uint64_t MORFileLockBytesMaxSize = uint64_t(1) << 20;  // 1 MiB
-inline constexpr uint64_t MORFileLockBytesReadBudget(uint64_t iSize) { return 14 * iSize + (uint64_t(256) << 10); }
+inline constexpr uint64_t MORFileLockBytesReadBudget(uint64_t iSize) {
+  return 14 * iSize + (uint64_t(256) << 10);
+}
 
 class MORFileLockBytes final : public MORILockBytes {
  public:

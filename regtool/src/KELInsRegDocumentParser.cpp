@@ -154,7 +154,8 @@ class Parser {
            l_At);
     if (!H::IsReadable(l_Stored))
       Fail("the values of this key would take more memory to read than the registry allows for the " +
-               std::to_string(l_Stored.size()) + " bytes they take in its key file (many short values holding lists)",
+               std::to_string(l_Stored.size()) +
+               " bytes they take in its key file (many short values holding lists)",
            l_At);
   }
 

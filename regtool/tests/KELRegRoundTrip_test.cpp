@@ -90,7 +90,8 @@ TEST_F(KELRegRoundTrip, HostileImportsAreRefusedWholeBeforeAnythingIsWritten) {
   for (char l_First = '!'; l_First <= '~'; ++l_First)
     for (char l_Second = '!'; l_Second <= '~'; ++l_Second)
       if (l_First != '"' && l_First != '\\' && l_Second != '"' && l_Second != '\\')
-        l_Lists += std::string(l_Lists.back() == '{' ? "" : ",") + "\"" + l_First + l_Second + "\":[4,[\"x\"]]";
+        l_Lists +=
+            std::string(l_Lists.back() == '{' ? "" : ",") + "\"" + l_First + l_Second + "\":[4,[\"x\"]]";
   l_Lists += "}}";
   struct Case {
     std::string m_Document, m_Error;
@@ -117,9 +118,10 @@ TEST_F(KELRegRoundTrip, HostileImportsAreRefusedWholeBeforeAnythingIsWritten) {
                     "\"], \"b\": [3, \"" + l_Big.substr(0, 600000) + "\"]}}",
                 "1:29: the values of this key take 1200021 bytes in its key file, more than the 1048576 the "
                 "registry holds"},
-           Case{l_Lists,
-                "1:29: the values of this key would take more memory to read than the registry allows for the "
-                "126959 bytes they take in its key file (many short values holding lists)"},
+           Case{
+               l_Lists,
+               "1:29: the values of this key would take more memory to read than the registry allows for the "
+               "126959 bytes they take in its key file (many short values holding lists)"},
        }) {
     // The good part of each document would be written if anything were.
     std::string l_Document = l_Case.m_Document;

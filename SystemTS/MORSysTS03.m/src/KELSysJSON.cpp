@@ -120,8 +120,8 @@ KELSysResult KELSysJSON::Weigh(const char* iText, size_t iLength, size_t iBudget
   try {
     uint32_t l_Position = 0;
     size_t l_Tree = 0;
-    if (KELSysJSONCount(iText, static_cast<uint32_t>(iLength), m_Work->m_Read, l_Position, iBudget, l_Tree) > 0)
-      l_Rc = KEL_S_OK;
+    const uint32_t l_Length = static_cast<uint32_t>(iLength);
+    if (KELSysJSONCount(iText, l_Length, m_Work->m_Read, l_Position, iBudget, l_Tree) > 0) l_Rc = KEL_S_OK;
   } catch (const std::bad_alloc&) {
     l_Rc = KEL_E_OUTOFMEMORY;
   }

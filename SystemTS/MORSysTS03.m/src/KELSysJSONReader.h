@@ -80,7 +80,7 @@ class KELSysJSONSpine {
     m_Room = m_Spine->size();
   }
 
-  uint32_t m_Pos = 0;  // the byte being read; after a failure, the byte a report points at
+  uint32_t m_Pos = 0;   // the byte being read; after a failure, the byte a report points at
   uint32_t m_Most = 0;  // the most links the spine held
 
   // The number of tokens, one of KELSysJSONTokenizeResult, or KELSysJSONReadStop.
@@ -192,17 +192,18 @@ class KELSysJSONSpine {
 // First pass: counts every container's members, and weighs what the text will cost to read: the
 // blocks the build will take for its containers, strings and keys (exactly as KELSysJSONBlock and
 // KELSysJSONBytes make them), and the passes' own storage, taken as twice what they use of it (room
-// grows by doubling): 4 bytes a container for its count, a link on the spine for the longest chain of
-// tokens it held. A text that would cost more than the budget throws std::bad_alloc, as if memory
-// had run out: as soon as that storage alone would take more than a quarter of it (it then grows
-// with its old room still held), and at the end when everything together would take more. The verdict depends on the text and the budget only, not on
-// room left over from earlier texts.
+// grows by doubling): 4 bytes a container for its count, a link on the spine for the longest chain
+// of tokens it held. A text that would cost more than the budget throws std::bad_alloc, as if
+// memory had run out: as soon as that storage alone would take more than a quarter of it (it then
+// grows with its old room still held), and at the end when everything together would take more. The
+// verdict depends on the text and the budget only, not on room left over from earlier texts.
 class KELSysJSONCounter {
  public:
   KELSysJSONCounter(std::vector<uint32_t>& ioCounts, size_t iBudget) : m_Counts(ioCounts), m_Budget(iBudget) {
     m_Counts.clear();
   }
-  [[gnu::always_inline]] int32_t Token(int32_t, int32_t iType, int32_t iStart, int32_t iEnd, int32_t, uint32_t) {
+  [[gnu::always_inline]] int32_t Token(int32_t, int32_t iType, int32_t iStart, int32_t iEnd, int32_t,
+                                       uint32_t) {
     if (iType == KELSysJSONTokenObject || iType == KELSysJSONTokenArray) {
       if (m_Counts.size() == m_Counts.capacity()) MoreCounts();
       m_Counts.push_back(0);
@@ -214,7 +215,8 @@ class KELSysJSONCounter {
   [[gnu::always_inline]] void Member(uint32_t iContainer, int32_t iType) {
     const bool l_Object = iType == KELSysJSONTokenObject;
     if (m_Counts[iContainer]++ == 0)
-      m_Tree += l_Object ? KELSysJSONBlock::Size<KELSysJSONObject>(0) : KELSysJSONBlock::Size<KELSysJSONArray>(0);
+      m_Tree +=
+          l_Object ? KELSysJSONBlock::Size<KELSysJSONObject>(0) : KELSysJSONBlock::Size<KELSysJSONArray>(0);
     m_Tree += l_Object ? sizeof(KELSysJSONPair) : sizeof(KELSysJSONValue);
   }
   // The spine holds iLinks links and needs room for more.
@@ -234,7 +236,9 @@ class KELSysJSONCounter {
   }
 
  private:
-  size_t Storage() const { return 2 * (m_Counts.size() * sizeof(uint32_t) + m_Links * sizeof(KELSysJSONSpineLink)); }
+  size_t Storage() const {
+    return 2 * (m_Counts.size() * sizeof(uint32_t) + m_Links * sizeof(KELSysJSONSpineLink));
+  }
   void CheckStorage() const {
     if (Storage() > m_Budget / 4) throw std::bad_alloc();
   }

@@ -48,8 +48,8 @@ TEST_P(KELSysJSONMemory, ABudgetBoundsEveryShape) {
   const int64_t l_Peak = KELSysMemoryPeak([&] {
     KELSysJSON l_JSON;
     KELSysJSONValue l_Root;
-    const KELSysResult l_Rc = l_JSON.Read(l_Text.data(), l_Text.size(), l_Root, nullptr,
-                                          14 * l_Text.size() + (size_t(256) << 10));
+    const KELSysResult l_Rc =
+        l_JSON.Read(l_Text.data(), l_Text.size(), l_Root, nullptr, 14 * l_Text.size() + (size_t(256) << 10));
     if (l_Rc == KEL_E_OUTOFMEMORY ? !l_Costly : l_Rc != KEL_S_OK && l_Rc != KEL_E_FAIL) abort();
   });
   ASSERT_GT(l_Peak, 0);

@@ -68,7 +68,8 @@ size_t TreeOf(const std::vector<KELSysJSONTokenRecord>& iTokens, int32_t iCount)
     const uint32_t l_Size = static_cast<uint32_t>(l_Token.m_Size);
     if (l_Token.m_Type == KELSysJSONTokenString && l_Token.m_End > l_Token.m_Start)
       l_Tree += KELSysJSONBytes::Size(static_cast<size_t>(l_Token.m_End - l_Token.m_Start));
-    if (l_Token.m_Type == KELSysJSONTokenArray && l_Size > 0) l_Tree += KELSysJSONBlock::Size<KELSysJSONArray>(l_Size);
+    if (l_Token.m_Type == KELSysJSONTokenArray && l_Size > 0)
+      l_Tree += KELSysJSONBlock::Size<KELSysJSONArray>(l_Size);
     if (l_Token.m_Type == KELSysJSONTokenObject && l_Size > 0)
       l_Tree += KELSysJSONBlock::Size<KELSysJSONObject>(l_Size);
   }
@@ -97,7 +98,8 @@ Outcome InOneGo(const std::string& iText, KELSysJSONReadWork& ioWork) {
   Outcome l_Outcome{0, 0, false, {}};
   const uint32_t l_Length = static_cast<uint32_t>(iText.size());
   size_t l_Tree = 0;
-  l_Outcome.m_Tokenize = KELSysJSONCount(iText.data(), l_Length, ioWork, l_Outcome.m_Position, SIZE_MAX, l_Tree);
+  l_Outcome.m_Tokenize =
+      KELSysJSONCount(iText.data(), l_Length, ioWork, l_Outcome.m_Position, SIZE_MAX, l_Tree);
   if (l_Outcome.m_Tokenize <= 0) return l_Outcome;
   l_Outcome.m_Tree = l_Tree;
   Recorder l_Recorder;
@@ -250,8 +252,8 @@ TEST(KELSysJSONRead, ABudgetRefusesCostlierTexts) {
     l_Text += "]}";
     std::vector<KELSysJSONTokenRecord> l_Tokens(l_Text.size());
     KELSysJSONTokenizer l_Tokenizer;
-    const int32_t l_Count = l_Tokenizer.Run(l_Text.data(), static_cast<uint32_t>(l_Text.size()), l_Tokens.data(),
-                                            static_cast<uint32_t>(l_Tokens.size()));
+    const int32_t l_Count = l_Tokenizer.Run(l_Text.data(), static_cast<uint32_t>(l_Text.size()),
+                                            l_Tokens.data(), static_cast<uint32_t>(l_Tokens.size()));
     const size_t l_Tree = TreeOf(l_Tokens, l_Count);
     KELSysJSON l_JSON;
     KELSysJSONValue l_Root;
@@ -265,6 +267,12 @@ TEST(KELSysJSONRead, ABudgetRefusesCostlierTexts) {
     }
     EXPECT_GE(l_High, l_Tree) << l_Text.size() << " bytes";
     EXPECT_LE(l_High, l_Tree + 8 * (2 * l_Units + 2) + (size_t(64) << 10)) << l_Text.size() << " bytes";
+    // Weighing alone draws the line where the one-go read does for a long text.
+    if (l_Text.size() > KELSysJSONTokenReadLimit) {
+      EXPECT_EQ(l_JSON.Weigh(l_Text.data(), l_Text.size(), l_High), KEL_S_OK);
+      EXPECT_EQ(l_JSON.Weigh(l_Text.data(), l_Text.size(), l_Low), KEL_E_OUTOFMEMORY);
+      EXPECT_EQ(l_JSON.Weigh(l_Text.data(), l_Text.size() - 1, l_High), KEL_E_FAIL);  // not closed
+    }
     ASSERT_EQ(l_JSON.Read(l_Text.data(), l_Text.size(), l_Root, nullptr, l_High), KEL_S_OK);
     std::string l_Written;
     ASSERT_EQ(l_Root.Write(l_Written, true, std::string()), KEL_S_OK);

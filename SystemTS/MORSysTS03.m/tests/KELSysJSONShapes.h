@@ -107,8 +107,10 @@ inline std::string KELSysJSONShapeText(KELSysJSONShape iShape, size_t iSize) {
     const double l_UnitCost = l_Arrays ? 24 + 80 + 8 : 24 + 100 * (80 + 8);
     const double l_PerUnit = static_cast<double>(l_Unit.size());
     const double l_String = (l_UnitCost - 13.5 * l_PerUnit) / 12.5;  // string bytes a unit
-    const size_t l_Units = static_cast<size_t>(static_cast<double>(iSize - l_Head.size() - 16) / (l_PerUnit + l_String));
-    l_Text += "\"v\":[\"" + std::string(static_cast<size_t>(l_String * static_cast<double>(l_Units)), 'x') + "\"";
+    const size_t l_Units =
+        static_cast<size_t>(static_cast<double>(iSize - l_Head.size() - 16) / (l_PerUnit + l_String));
+    l_Text +=
+        "\"v\":[\"" + std::string(static_cast<size_t>(l_String * static_cast<double>(l_Units)), 'x') + "\"";
     for (size_t l_Index = 0; l_Index < l_Units; ++l_Index) l_Text += l_Unit;
     return l_Text + "]}}";
   }

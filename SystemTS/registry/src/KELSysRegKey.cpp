@@ -350,9 +350,10 @@ KELSysResult KELSysRegKey::WriteBack() {
     KELSysJSON l_Scale;
     if (l_Scale.Weigh(l_Text.data(), l_Length, size_t(l_Budget)) != KEL_S_OK) {
       if (m_Trace)
-        m_Trace->Print(KELSysTraceError,
-                       "  CloseKey %s: text of %zu bytes that would take more than %llu to read, not written\n",
-                       m_FilePath.c_str(), l_Length, static_cast<unsigned long long>(l_Budget));
+        m_Trace->Print(
+            KELSysTraceError,
+            "  CloseKey %s: text of %zu bytes that would take more than %llu to read, not written\n",
+            m_FilePath.c_str(), l_Length, static_cast<unsigned long long>(l_Budget));
       return KELSysResultFromErrno(EFBIG);
     }
   }

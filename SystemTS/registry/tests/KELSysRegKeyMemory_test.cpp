@@ -79,15 +79,15 @@ TEST_P(KELSysRegKeyMemory, ThreeKeysOpenTogether) {
   const int64_t l_Bytes = WriteKeys(3, MORFileLockBytesMaxSize / 2);
   const int64_t l_Peak = OpenTogether(3, Refused(GetParam()));
   ASSERT_GT(l_Peak, 0);
-  EXPECT_LE(l_Peak, k_PerByte * l_Bytes + 3 * k_PerKey)
-      << l_Peak / double(l_Bytes) << " bytes a byte";
+  EXPECT_LE(l_Peak, k_PerByte * l_Bytes + 3 * k_PerKey) << l_Peak / double(l_Bytes) << " bytes a byte";
 }
 
 std::string ShapeName(const testing::TestParamInfo<KELSysJSONShape>& iShape) {
   return KELSysJSONShapeName(iShape.param);
 }
 INSTANTIATE_TEST_SUITE_P(Shapes, KELSysRegKeyMemory, testing::ValuesIn(KELSysJSONAllShapes), ShapeName);
-INSTANTIATE_TEST_SUITE_P(MixedShapes, KELSysRegKeyMemory, testing::ValuesIn(KELSysJSONMixedShapes), ShapeName);
+INSTANTIATE_TEST_SUITE_P(MixedShapes, KELSysRegKeyMemory, testing::ValuesIn(KELSysJSONMixedShapes),
+                         ShapeName);
 INSTANTIATE_TEST_SUITE_P(ContainerShapes, KELSysRegKeyMemory, testing::ValuesIn(KELSysJSONContainerShapes),
                          ShapeName);
 

@@ -427,9 +427,9 @@ TEST_F(KELSysRegKeyTreeTest, WriteBackCostlierThanItsSizeKeepsTheOldText) {
   EXPECT_EQ(l_Key.CloseKey(), KELSysResultFromErrno(EFBIG));
   const size_t l_Length = 22 + 8 + 20000 * 4 + 1 + 12 + 2;  // head, "V":[[1], ,[1] each, ], ,"A":[3,"a"], }}
   EXPECT_NE(m_TraceOutput->GetText().find(
-                "[E] KELSYSREGKEY:   CloseKey " + Path("HKLM/K.json") + ": text of " + std::to_string(l_Length) +
-                " bytes that would take more than " + std::to_string(MORFileLockBytesReadBudget(l_Length)) +
-                " to read, not written\n"),
+                "[E] KELSYSREGKEY:   CloseKey " + Path("HKLM/K.json") + ": text of " +
+                std::to_string(l_Length) + " bytes that would take more than " +
+                std::to_string(MORFileLockBytesReadBudget(l_Length)) + " to read, not written\n"),
             std::string::npos)
       << m_TraceOutput->GetText().substr(0, 300);
   EXPECT_EQ(Read("HKLM/K.json"), l_Text);
