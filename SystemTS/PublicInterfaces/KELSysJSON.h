@@ -92,8 +92,10 @@ class KELSysJSON {
 
  private:
   struct Work;
-  // What building the parsed tokens would take, with the token array.
+  // What building the parsed tokens would take, with the token array, and a bound of it that costs
+  // no look at the tokens.
   size_t TokenCost() const;
+  size_t TokenCostBound(size_t iLength) const;
 
   std::unique_ptr<KELSysJSONTokenBlock> m_Tokens;  // token array, its capacity and count, tokenizer state
   std::unique_ptr<Work> m_Work;                    // walk stacks, reused by every build and traversal

@@ -88,7 +88,7 @@ KELSysResult KELSysJSON::Read(const char* iText, size_t iLength, KELSysJSONValue
     if (!m_Tokens->Reserve(KELSysJSONTokenReadLimit / 2)) return KEL_E_OUTOFMEMORY;
     const KELSysResult l_Rc = Parse(iText, iLength, iErrors);
     if (l_Rc != KEL_S_OK) return l_Rc;
-    if (iBudget != SIZE_MAX && TokenCost() > iBudget) return KEL_E_OUTOFMEMORY;
+    if (TokenCostBound(iLength) > iBudget && TokenCost() > iBudget) return KEL_E_OUTOFMEMORY;
     return Build(oRoot);
   }
   const uint32_t l_Length = static_cast<uint32_t>(iLength);
@@ -127,6 +127,15 @@ KELSysResult KELSysJSON::Weigh(const char* iText, size_t iLength, size_t iBudget
   }
   m_Work->m_Read.Trim();
   return l_Rc;
+}
+
+// At most what TokenCost finds, without a look at the tokens: each is a member of one container at most
+// (a pair at most), may be a container with members (a block beside them), or a string (its bytes behind
+// a header, rounded up). A key file of a few dozen tokens is then never walked twice.
+size_t KELSysJSON::TokenCostBound(size_t iLength) const {
+  constexpr size_t l_PerToken = sizeof(KELSysJSONPair) + KELSysJSONBlock::Size<KELSysJSONObject>(0) + 15;
+  return size_t{m_Tokens->m_Capacity} * sizeof(KELSysJSONTokenRecord) + m_Tokens->m_Count * l_PerToken +
+         iLength;
 }
 
 // What building the parsed tokens takes, as the first pass of a Read weighs it, with the token array.
