@@ -157,6 +157,14 @@ class KELSysRegKey {
   // The same path in the process code set, as the key holds it (GetPath is made from it).
   const std::string& GetFilePath() const { return m_FilePath; }
 
+  // Why the open key's file was not taken at its word, or "" when it was read whole and is empty or
+  // holds the key's values: "Input/output error" (a read that failed), "2000000 bytes, over the
+  // limit of 1048576", "would take more than ... bytes to read", "not valid JSON at line 1, column
+  // 58", "nested deeper than 1000 levels at line 3, column 9", "holds no values of key X". Such a key
+  // opens as described above; one opened for writing whose values are left as read is not written
+  // back, so a read-write open and close never rewrites a file that it could not read whole.
+  const std::string& GetDamage() const { return m_Damage; }
+
   // Replaces the trace channel (tests capture the lines this way); nullptr switches tracing off.
   void SetTraceForTest(KELSysTrace* iTrace) { m_Trace = iTrace; }
 
@@ -176,6 +184,10 @@ class KELSysRegKey {
   bool ReadValues();
   bool NotRead(KELSysResult iRc);
   KELSysResult WriteBack();
+  // The key file's text for the current values (KEL_S_OK), or the failure of making it: EFBIG for a
+  // text that readers would refuse for its size or its cost. The values are used up.
+  KELSysResult MakeText(std::string& oText);
+  bool Damaged(std::string iWhy);
   // After a write-back that wrote the first iWritten bytes and failed with iRc, puts the file's old
   // bytes back; returns iRc.
   KELSysResult Restore(size_t iWritten, KELSysResult iRc);
@@ -198,6 +210,11 @@ class KELSysRegKey {
   mutable int m_DirFd = -1;         // the key folder, opened when a child is first opened below this key
   KELSysRegHold* m_Hold = nullptr;  // the exclusive lock of a key opened for writing or created
   bool m_OwnHold = false;           // taken by this key, not joined
+  bool m_Changed = false;           // a value was set or removed since the open
+  bool m_Staged = false;            // a key of a change that has no file yet (see KELSysRegChange)
+  std::string m_Damage;             // see GetDamage
+
+  friend class KELSysRegChange;
 };
 
 #endif

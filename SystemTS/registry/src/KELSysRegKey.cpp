@@ -9,6 +9,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstring>
 #include <new>
 #include <optional>
 
@@ -17,6 +19,7 @@
 #include "KELSysRegLock.h"
 #include "KELSysRegPath.h"
 #include "KELSysTrace.h"
+#include "KELSysTraceObj.h"
 #include "MORFileLockBytes.h"
 
 namespace {
@@ -75,6 +78,55 @@ struct LinkedBase {
 };
 constexpr int k_LinkedFailures = 4;
 thread_local LinkedBase t_LinkedBase;
+
+// "line L, column C" of the byte at iOffset (columns count bytes, from 1).
+std::string LineAndColumn(std::string_view iText, size_t iOffset) {
+  iOffset = std::min(iOffset, iText.size());
+  size_t l_Line = 1 + size_t(std::count(iText.begin(), iText.begin() + ptrdiff_t(iOffset), '\n'));
+  size_t l_Start = iText.rfind('\n', iOffset == 0 ? 0 : iOffset - 1);
+  size_t l_Column = iOffset == 0 || l_Start == std::string_view::npos ? iOffset + 1 : iOffset - l_Start;
+  if (iOffset > 0 && l_Start != std::string_view::npos && l_Start >= iOffset) l_Column = 1;
+  return "line " + std::to_string(l_Line) + ", column " + std::to_string(l_Column);
+}
+
+// The containers open at iOffset, strings skipped: tells a text nested too deep from a malformed one.
+size_t DepthAt(std::string_view iText, size_t iOffset) {
+  size_t l_Depth = 0;
+  bool l_String = false;
+  for (size_t l_At = 0; l_At < std::min(iOffset, iText.size()); ++l_At) {
+    char l_Byte = iText[l_At];
+    if (l_String) {
+      if (l_Byte == '\\') ++l_At;
+      else if (l_Byte == '"') l_String = false;
+    } else if (l_Byte == '"') {
+      l_String = true;
+    } else if (l_Byte == '[' || l_Byte == '{') {
+      ++l_Depth;
+    } else if ((l_Byte == ']' || l_Byte == '}') && l_Depth > 0) {
+      --l_Depth;
+    }
+  }
+  return l_Depth;
+}
+
+// Why iText, which the reader refused as not JSON, is refused: read again with a trace that keeps
+// the position the parser reports.
+std::string ParseProblem(std::string_view iText) {
+  auto l_Lines = std::make_shared<KELSysTraceMemoryObj>();
+  KELSysTrace l_Errors("KELSysRegKey", l_Lines);
+  KELSysJSON l_Document;
+  KELSysJSONValue l_Root;
+  l_Document.Read(iText.data(), iText.size(), l_Root, &l_Errors);
+  const std::string& l_Text = l_Lines->GetText();
+  size_t l_At = l_Text.find("at position ");
+  unsigned l_Position = 0;
+  if (l_At == std::string::npos || std::sscanf(l_Text.c_str() + l_At, "at position %u", &l_Position) != 1)
+    return "not valid JSON";
+  if (DepthAt(iText, l_Position) >= KELSysJSONMaxDepth)
+    return "nested deeper than " + std::to_string(KELSysJSONMaxDepth) + " levels at " +
+           LineAndColumn(iText, l_Position);
+  return "not valid JSON at " + LineAndColumn(iText, l_Position);
+}
 
 }  // namespace
 
@@ -236,7 +288,19 @@ KELSysResult KELSysRegKey::Lock(const std::string& iFile, int iFd, bool iExclusi
   return l_Rc;
 }
 
+bool KELSysRegKey::Damaged(std::string iWhy) {
+  m_Damage = std::move(iWhy);
+  return true;
+}
+
 bool KELSysRegKey::NotRead(KELSysResult iRc) {
+  uint32_t l_Bits = static_cast<uint32_t>(iRc);
+  if (iRc == KEL_E_OUTOFMEMORY)
+    m_Damage = "memory ran out while reading it";
+  else if ((l_Bits & 0xFFFF0000u) == 0x80070000u)
+    m_Damage = std::strerror(int(l_Bits & 0xFFFFu));  // the errno of the read, as it failed
+  else
+    m_Damage = "cut short while it was read";
   if (m_Trace)
     m_Trace->Print(KELSysTraceWarning, "  ReadValues %s: not read whole (%s); the key opens without values\n",
                    m_FilePath.c_str(), KELSysResultName(iRc).c_str());
@@ -250,6 +314,7 @@ bool KELSysRegKey::ReadValues() {
   if (m_Trace) m_Trace->Print(KELSysTraceDebug, "    l_Stat.grfMode: %d\n", int(l_Stat.grfMode));
   if (l_Stat.cbSize == 0) return true;
   if (l_Stat.cbSize > MORFileLockBytesMaxSize) {
+    m_Damage = std::to_string(l_Stat.cbSize) + " bytes, over the limit of " + std::to_string(MORFileLockBytesMaxSize);
     if (m_Trace)
       m_Trace->Print(KELSysTraceWarning,
                      "  ReadValues %s: %llu bytes, over the limit of %llu; the key opens without values\n",
@@ -283,6 +348,8 @@ bool KELSysRegKey::ReadValues() {
   const uint64_t l_Budget = MORFileLockBytesReadBudget(l_Stat.cbSize);
   l_Rc = l_Document.Read(l_Text.data(), l_Text.size(), l_Root, nullptr, size_t(l_Budget));
   if (l_Rc == KEL_E_OUTOFMEMORY) {
+    m_Damage = std::to_string(l_Stat.cbSize) + " bytes that would take more than " + std::to_string(l_Budget) +
+               " bytes to read";
     if (m_Trace)
       m_Trace->Print(KELSysTraceWarning,
                      "  ReadValues %s: %llu bytes that would take more than %llu to read (or memory ran "
@@ -291,11 +358,12 @@ bool KELSysRegKey::ReadValues() {
                      static_cast<unsigned long long>(l_Budget));
     return false;
   }
-  if (l_Rc != KEL_S_OK) return true;
-  if (l_Root.GetType() != KELSysJSONTypeObject) return true;
-  KELSysJSONValue* l_Member = l_Root.GetObject().Find(KeyName());
-  if (l_Member != nullptr && l_Member->GetType() == KELSysJSONTypeObject)
-    *m_Values = std::move(l_Member->GetObject());
+  if (l_Rc != KEL_S_OK) return Damaged(ParseProblem(l_Text));
+  KELSysJSONValue* l_Member =
+      l_Root.GetType() == KELSysJSONTypeObject ? l_Root.GetObject().Find(KeyName()) : nullptr;
+  if (l_Member == nullptr || l_Member->GetType() != KELSysJSONTypeObject)
+    return Damaged("holds no values of key " + std::string(KeyName()));
+  *m_Values = std::move(l_Member->GetObject());
   return true;
 }
 
@@ -311,29 +379,18 @@ KELSysResult KELSysRegKey::CloseKey() {
   return l_Rc;
 }
 
-KELSysResult KELSysRegKey::WriteBack() {
-  if (!m_Values || !m_File) return KEL_S_OK;
-  bool l_Writable = m_File->GetMode() == MORLockBytesReadWrite;
-  // A read-only key cannot write its file: unless the text is wanted for the trace, there is
-  // nothing to do.
-  if (!l_Writable && !m_Trace) return KEL_S_OK;
-
+KELSysResult KELSysRegKey::MakeText(std::string& oText) {
   KELSysJSONObject l_Root;
   KELSysJSONValue l_Version, l_Values;
   l_Version.SetString("1.0");
   l_Values.SetObject(std::move(*m_Values));
-  std::string l_Text;
+  oText.clear();
   if (l_Root.AddPair("Version", std::move(l_Version)) != KEL_S_OK ||
       l_Root.AddPair(KeyName(), std::move(l_Values)) != KEL_S_OK)
     return KEL_E_OUTOFMEMORY;
-  KELSysResult l_Rc = l_Root.Write(l_Text, true, std::string());
+  KELSysResult l_Rc = l_Root.Write(oText, true, std::string());
   if (l_Rc != KEL_S_OK) return l_Rc;  // never write a document that is not whole
-  size_t l_Length = l_Text.size();
-  if (!l_Writable || !m_Hold) {
-    if (m_Trace) m_Trace->Print(KELSysTraceDebug, "  CloseKey l_JSON: %s\n", l_Text.c_str());
-    return KEL_S_OK;
-  }
-
+  const size_t l_Length = oText.size();
   // A text over the size limit would be refused by every later reader, which would then see the key
   // without values: it is not written, and the key file keeps its old text.
   if (l_Length > MORFileLockBytesMaxSize) {
@@ -348,7 +405,7 @@ KELSysResult KELSysRegKey::WriteBack() {
   if (l_Length > KELSysJSONTokenReadLimit) {
     const uint64_t l_Budget = MORFileLockBytesReadBudget(l_Length);
     KELSysJSON l_Scale;
-    if (l_Scale.Weigh(l_Text.data(), l_Length, size_t(l_Budget)) != KEL_S_OK) {
+    if (l_Scale.Weigh(oText.data(), l_Length, size_t(l_Budget)) != KEL_S_OK) {
       if (m_Trace)
         m_Trace->Print(
             KELSysTraceError,
@@ -357,6 +414,25 @@ KELSysResult KELSysRegKey::WriteBack() {
       return KELSysResultFromErrno(EFBIG);
     }
   }
+  return KEL_S_OK;
+}
+
+KELSysResult KELSysRegKey::WriteBack() {
+  if (!m_Values || !m_File) return KEL_S_OK;
+  bool l_Writable = m_File->GetMode() == MORLockBytesReadWrite;
+  // A read-only key cannot write its file: unless the text is wanted for the trace, there is
+  // nothing to do. Nor is a file that was not read whole rewritten unless its values were changed.
+  if ((!l_Writable && !m_Trace) || (!m_Damage.empty() && !m_Changed)) return KEL_S_OK;
+  if (!l_Writable || !m_Hold) {
+    std::string l_Shown;
+    MakeText(l_Shown);  // for the trace: what would be written
+    if (m_Trace) m_Trace->Print(KELSysTraceDebug, "  CloseKey l_JSON: %s\n", l_Shown.c_str());
+    return KEL_S_OK;
+  }
+  std::string l_Text;
+  KELSysResult l_Rc = MakeText(l_Text);
+  if (l_Rc != KEL_S_OK) return l_Rc;
+  size_t l_Length = l_Text.size();
   // Under the hold the file holds m_Bytes, unless a failed write-back could not put them back.
   uint64_t l_OldSize = m_Hold->m_Bytes.size();
   if (!m_Hold->m_Exact) {
@@ -399,6 +475,9 @@ KELSysResult KELSysRegKey::Restore(size_t iWritten, KELSysResult iRc) {
 void KELSysRegKey::Release() {
   KELSysRegLock::Release(m_Hold);
   m_OwnHold = false;
+  m_Changed = false;
+  m_Staged = false;
+  m_Damage.clear();
   m_File.reset();
   m_Values.reset();
   m_Path.Clear();
@@ -408,6 +487,7 @@ void KELSysRegKey::Release() {
 }
 
 KELSysResult KELSysRegKey::CheckWriteAccess() {
+  if (m_Staged) return KEL_S_OK;
   // The open mode, as Stat would report it: a reader's descriptor is already closed.
   if (!m_File) return KEL_E_ACCESSDENIED;
   uint32_t l_Mode = m_File->GetMode();

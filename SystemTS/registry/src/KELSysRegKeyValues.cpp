@@ -130,6 +130,7 @@ KELSysResult KELSysRegKey::SetValue(const MORUnicodeString& iValueName, uint32_t
   // the name twice.
   while (m_Values->Remove(l_Name)) {
   }
+  m_Changed = true;
   return m_Values->AddPair(l_Name, std::move(l_Value));
 }
 
@@ -165,8 +166,7 @@ KELSysResult KELSysRegKey::DeleteValue(const MORUnicodeString& iValueName) {
   if (CheckWriteAccess() != KEL_S_OK) return KEL_E_ACCESSDENIED;
   if (!m_Values) return KEL_S_OK;
   std::string_view l_Name = Utf8(iValueName);
-  while (m_Values->Remove(l_Name)) {
-  }
+  while (m_Values->Remove(l_Name)) m_Changed = true;
   return KEL_S_OK;
 }
 

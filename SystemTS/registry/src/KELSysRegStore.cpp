@@ -118,13 +118,15 @@ KELSysResult KELSysRegListSubKeys(const char* iFolder, std::vector<MORUnicodeStr
   return KEL_S_OK;
 }
 
-KELSysResult KELSysRegRemoveTree(const char* iPath) {
+KELSysResult KELSysRegRemoveTree(const char* iPath) { return KELSysRegRemoveTreeAt(AT_FDCWD, iPath); }
+
+KELSysResult KELSysRegRemoveTreeAt(int iDirFd, const char* iName) {
   struct Level {
     Listing m_Dir;
     std::string m_Name;  // in the level above
   };
   std::vector<Level> l_Stack;
-  l_Stack.push_back({Listing(open(iPath, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)), ""});
+  l_Stack.push_back({Listing(openat(iDirFd, iName, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)), ""});
   if (!l_Stack.back().m_Dir.IsOpen()) return LastError();
   while (!l_Stack.empty()) {
     Level& l_Top = l_Stack.back();
@@ -134,7 +136,7 @@ KELSysResult KELSysRegRemoveTree(const char* iPath) {
       std::string l_Name = std::move(l_Top.m_Name);
       l_Stack.pop_back();
       int l_Rc =
-          l_Stack.empty() ? rmdir(iPath) : unlinkat(l_Stack.back().m_Dir.Fd(), l_Name.c_str(), AT_REMOVEDIR);
+          l_Stack.empty() ? unlinkat(iDirFd, iName, AT_REMOVEDIR) : unlinkat(l_Stack.back().m_Dir.Fd(), l_Name.c_str(), AT_REMOVEDIR);
       if (l_Rc != 0) return LastError();
       continue;
     }

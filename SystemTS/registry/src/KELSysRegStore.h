@@ -26,5 +26,8 @@ KELSysResult KELSysRegListSubKeys(const char* iFolder, std::vector<MORUnicodeStr
 // Removes the folder iPath with everything below it, without following links and without
 // recursion. The first failure stops the removal and is returned.
 KELSysResult KELSysRegRemoveTree(const char* iPath);
+// The same for the folder iName in the folder iDirFd (AT_FDCWD: iName is a path); iName itself is
+// not followed either.
+KELSysResult KELSysRegRemoveTreeAt(int iDirFd, const char* iName);
 
 #endif
