@@ -93,6 +93,8 @@ class KELSysRegChange {
   KELSysResult RemoveLeftover(const std::string& iName);
   // Whether a name in a key folder is one of the hidden names of a change.
   static bool IsChangeName(const std::string& iName);
+  // The registry root of hive iHive (the folder holding its hive folder) and the hive folder's name.
+  static bool HiveFolder(int iHive, std::string& oRoot, std::string& oName);
 
   int GetError() const { return m_Error; }
   const std::string& GetWhy() const { return m_Why; }

@@ -29,16 +29,17 @@ class KELSysRegKey;
 
 class KELInsRegKeyError : public std::runtime_error {
  public:
-  KELInsRegKeyError(const std::string& iMessage, int32_t iResult)
-      : std::runtime_error(iMessage), m_Result(iResult) {}
+  KELInsRegKeyError(const std::string& iMessage, int32_t iResult, std::string iReason = "")
+      : std::runtime_error(iMessage), m_Result(iResult), m_Reason(std::move(iReason)) {}
   // The registry's result code (negative).
   int32_t Result() const noexcept { return m_Result; }
   // The system's reason when the registry failed on a system call ("Permission denied"), or waited in
-  // vain for a key's lock; else "".
+  // vain for a key's lock; the line of a change that failed ("<file>: No space left on device"); else "".
   std::string Reason() const;
 
  private:
   int32_t m_Result;
+  std::string m_Reason;
 };
 
 class KELInsRegKey {
@@ -60,6 +61,12 @@ class KELInsRegKey {
   KELInsRegKey& operator=(const KELInsRegKey&) = delete;
 
   bool IsOpen() const noexcept { return m_Key != nullptr; }
+
+  // Why the key's file was not read whole, or does not hold the key's values ("not valid JSON at
+  // line 1, column 58", "Input/output error", ...); "" for a sound key. Such a key opens without
+  // values. And the key file's path.
+  std::string Damage() const;
+  std::string FilePath() const;
 
   // Moves all three hives below the folder iRoot (iRoot/HKLM, iRoot/HKCR, iRoot/HKCU) for every
   // key opened afterwards in this process; an empty iRoot restores the machine's own registry.
@@ -142,10 +149,14 @@ class KELInsRegKey {
 
  private:
   explicit KELInsRegKey(std::unique_ptr<KELSysRegKey> iKey) noexcept;
+  // A handle on a key that a change owns (KELInsRegChange): it never closes it.
+  static KELInsRegKey Borrow(KELSysRegKey& iKey) noexcept;
+  friend class KELInsRegChange;
   // The owned key; throws "Null pointer" when there is none.
   KELSysRegKey& Key() const;
 
   std::unique_ptr<KELSysRegKey> m_Key;
+  bool m_Borrowed = false;
 };
 
 #endif

@@ -113,6 +113,7 @@ std::unique_ptr<KELSysRegKey> Make(F&& iOpen, const char* iOperation, const std:
 }  // namespace
 
 std::string KELInsRegKeyError::Reason() const {
+  if (!m_Reason.empty()) return m_Reason;
   uint32_t l_Bits = static_cast<uint32_t>(m_Result);
   // Failed system calls come as 0x8007 and their errno; the registry's own refusals have no reason.
   if ((l_Bits & 0xFFFF0000u) != 0x80070000u || m_Result == KEL_E_INVALIDARG) return "";
@@ -122,10 +123,28 @@ std::string KELInsRegKeyError::Reason() const {
 }
 
 KELInsRegKey::KELInsRegKey() noexcept = default;
-KELInsRegKey::~KELInsRegKey() = default;
-KELInsRegKey::KELInsRegKey(KELInsRegKey&& ioOther) noexcept = default;
-KELInsRegKey& KELInsRegKey::operator=(KELInsRegKey&& ioOther) noexcept = default;
+KELInsRegKey::~KELInsRegKey() {
+  if (m_Borrowed) (void)m_Key.release();
+}
+KELInsRegKey::KELInsRegKey(KELInsRegKey&& ioOther) noexcept
+    : m_Key(std::move(ioOther.m_Key)), m_Borrowed(std::exchange(ioOther.m_Borrowed, false)) {}
+KELInsRegKey& KELInsRegKey::operator=(KELInsRegKey&& ioOther) noexcept {
+  if (this != &ioOther) {
+    if (m_Borrowed) (void)m_Key.release();
+    m_Key = std::move(ioOther.m_Key);
+    m_Borrowed = std::exchange(ioOther.m_Borrowed, false);
+  }
+  return *this;
+}
 KELInsRegKey::KELInsRegKey(std::unique_ptr<KELSysRegKey> iKey) noexcept : m_Key(std::move(iKey)) {}
+KELInsRegKey KELInsRegKey::Borrow(KELSysRegKey& iKey) noexcept {
+  KELInsRegKey l_Handle{std::unique_ptr<KELSysRegKey>(&iKey)};
+  l_Handle.m_Borrowed = true;
+  return l_Handle;
+}
+
+std::string KELInsRegKey::Damage() const { return Key().GetDamage(); }
+std::string KELInsRegKey::FilePath() const { return Key().GetFilePath(); }
 
 KELSysRegKey& KELInsRegKey::Key() const {
   if (!m_Key) throw std::runtime_error("Null pointer");
@@ -136,6 +155,11 @@ void KELInsRegKey::SetRegistryRoot(const std::string& iRoot) { KELSysRegSetRegis
 
 void KELInsRegKey::Close() {
   if (!m_Key) return;
+  if (m_Borrowed) {
+    (void)m_Key.release();
+    m_Borrowed = false;
+    return;
+  }
   std::unique_ptr<KELSysRegKey> l_Key = std::move(m_Key);
   // The path is named only when the close fails, after which the key no longer has it.
   std::string l_File = l_Key->GetFilePath();

@@ -6,11 +6,17 @@
 #include <string>
 #include <vector>
 
+// One "-v NAME [-t TYPE] -d DATA [-S SEP]" group of add.
+struct KELInsRegValueArguments {
+  std::string m_Value;
+  std::optional<std::string> m_Type, m_Data, m_Separator;
+};
+
 struct KELInsRegArguments {
   bool m_Help = false;
   bool m_Version = false;
   std::optional<std::string> m_Root;
-  std::string m_Command;  // query, add, delete, copy, export or import
+  std::string m_Command;  // query, add, delete, copy, export, import, check or recover
   std::vector<std::string> m_Operands;
   std::optional<std::string> m_Value;      // -v
   std::optional<std::string> m_Type;       // -t
@@ -19,6 +25,9 @@ struct KELInsRegArguments {
   bool m_Subkeys = false;                  // -s
   bool m_Recurse = false;                  // -r
   bool m_AllValues = false;                // --all-values
+  bool m_Repair = false;                   // --repair
+  bool m_Json = false;                     // --json
+  std::vector<KELInsRegValueArguments> m_Groups;  // add: each -v with the -t, -d and -S after it
 };
 
 // Parses iArgv[1..]; on a usage error returns nothing with the message (without "KELReg: ") in

@@ -11,6 +11,7 @@
 #include "KELInsRegKeyName.h"
 
 class KELInsRegKey;
+class KELInsRegChange;
 
 // One value, its name and data as bytes (escapes decoded).
 struct KELInsRegValue {
@@ -54,9 +55,15 @@ KELInsRegValue KELInsRegReadValue(const KELInsRegKey& iKey, const std::string& i
 std::string KELInsRegFindValue(const KELInsRegKey& iKey, const std::string& iName, bool& oFound);
 
 // Merges iTree into the key iName: keys created, values set (replacing those of the same name),
-// nothing deleted. Each key is written whole when it is closed. Throws KELInsRegTreeError naming
-// the first key that could not be written; keys written before it stay written.
+// nothing deleted, as one change (KELInsRegChange): all of it is written, or nothing. Throws
+// KELInsRegTreeError naming the key and the file that could not be written, and why.
 void KELInsRegWriteTree(const KELInsRegKeyName& iName, const KELInsRegTree& iTree);
+// Begins a change of iName's hive, and commits one, throwing KELInsRegTreeError naming iName.
+KELInsRegChange KELInsRegBeginChange(const KELInsRegKeyName& iName);
+void KELInsRegCommitChange(KELInsRegChange& ioChange, const KELInsRegKeyName& iName);
+// Throws KELInsRegTreeError naming iName, its file and why, when the key's file was not read whole
+// or does not hold its values.
+void KELInsRegCheckSound(const KELInsRegKey& iKey, const KELInsRegKeyName& iName);
 // Sets the values into an open key (stored form); throws what the key wrapper throws.
 void KELInsRegSetValues(KELInsRegKey& ioKey, const std::vector<KELInsRegValue>& iValues);
 

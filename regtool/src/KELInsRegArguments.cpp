@@ -19,6 +19,8 @@ const Option k_Options[] = {{"--root", &KELInsRegArguments::m_Root, nullptr},
                             {"-s", nullptr, &KELInsRegArguments::m_Subkeys},
                             {"-r", nullptr, &KELInsRegArguments::m_Recurse},
                             {"--all-values", nullptr, &KELInsRegArguments::m_AllValues},
+                            {"--repair", nullptr, &KELInsRegArguments::m_Repair},
+                            {"--json", nullptr, &KELInsRegArguments::m_Json},
                             {"--help", nullptr, &KELInsRegArguments::m_Help},
                             {"-h", nullptr, &KELInsRegArguments::m_Help},
                             {"--version", nullptr, &KELInsRegArguments::m_Version}};
@@ -32,7 +34,8 @@ struct Command {
 
 const Command k_Commands[] = {
     {"query", " -v -s ", 1, 1}, {"add", " -v -t -d -S ", 1, 1}, {"delete", " -v --all-values -r ", 1, 1},
-    {"copy", " -s ", 2, 2},     {"export", " ", 1, 2},          {"import", " ", 0, 1}};
+    {"copy", " -s ", 2, 2},     {"export", " ", 1, 2},          {"import", " ", 0, 1},
+    {"check", " --repair --json ", 0, 1}, {"recover", " ", 0, 0}};
 
 bool Takes(const Command& iCommand, const char* iOption) {
   return std::strstr(iCommand.m_Options, (std::string(" ") + iOption + " ").c_str()) != nullptr;
@@ -42,13 +45,35 @@ bool Takes(const Command& iCommand, const char* iOption) {
 std::string Conflicts(const KELInsRegArguments& iArgs) {
   if (iArgs.m_Command == "query" && iArgs.m_Value && iArgs.m_Subkeys)
     return "-v and -s cannot be used together";
-  if (iArgs.m_Command == "add") {
-    if (!iArgs.m_Value && (iArgs.m_Type || iArgs.m_Data || iArgs.m_Separator)) return "-t, -d and -S need -v";
-    if (iArgs.m_Value && !iArgs.m_Data) return "-v needs -d DATA";
-  }
+  if (iArgs.m_Command == "add")
+    for (const KELInsRegValueArguments& l_Group : iArgs.m_Groups)
+      if (!l_Group.m_Data) return "-v needs -d DATA";
   if (iArgs.m_Command == "delete") {
     if (iArgs.m_Value && iArgs.m_AllValues) return "-v and --all-values cannot be used together";
     if (iArgs.m_Recurse && (iArgs.m_Value || iArgs.m_AllValues)) return "-r deletes keys, not values";
+  }
+  return "";
+}
+
+// An option given twice is an error, but add takes -v groups: each -v starts one, and the -t, -d and
+// -S after it belong to it.
+std::string Groups(KELInsRegArguments& ioArgs, const std::vector<std::pair<const char*, std::string>>& iTexts) {
+  const bool l_Add = ioArgs.m_Command == "add";
+  std::vector<std::string> l_Seen;
+  for (const auto& [l_Name, l_Value] : iTexts) {
+    std::string_view l_Option = l_Name;
+    if (l_Add && l_Option == "-v") {
+      ioArgs.m_Groups.push_back({l_Value, {}, {}, {}});
+      l_Seen.clear();
+      continue;
+    }
+    if (l_Add && l_Option != "--root" && ioArgs.m_Groups.empty()) return "-t, -d and -S need -v";
+    if (std::find(l_Seen.begin(), l_Seen.end(), l_Option) != l_Seen.end())
+      return "option " + std::string(l_Option) + " given twice";
+    l_Seen.emplace_back(l_Option);
+    if (!l_Add || l_Option == "--root") continue;
+    KELInsRegValueArguments& l_Group = ioArgs.m_Groups.back();
+    (l_Option == "-t" ? l_Group.m_Type : l_Option == "-d" ? l_Group.m_Data : l_Group.m_Separator) = l_Value;
   }
   return "";
 }
@@ -59,6 +84,7 @@ std::optional<KELInsRegArguments> KELInsRegParseArguments(int iArgc, const char*
                                                           std::string& oWhy) {
   KELInsRegArguments l_Args;
   std::vector<const char*> l_Given;  // options in the order given, checked once the command is known
+  std::vector<std::pair<const char*, std::string>> l_Texts;  // and the arguments of those that take one
   bool l_OptionsEnded = false;
   oWhy.clear();
   for (int l_At = 1; l_At < iArgc; ++l_At) {
@@ -90,15 +116,16 @@ std::optional<KELInsRegArguments> KELInsRegParseArguments(int iArgc, const char*
         continue;
       }
       std::optional<std::string>& l_Text = l_Args.*(l_Option->m_Text);
-      if (l_Text && oWhy.empty()) oWhy = "option " + l_Arg + " given twice";
-      l_Text = l_Inline ? *l_Inline : std::string(iArgv[++l_At]);
+      std::string l_Value = l_Inline ? *l_Inline : std::string(iArgv[++l_At]);
+      if (!l_Text) l_Text = l_Value;
+      l_Texts.emplace_back(l_Option->m_Name, std::move(l_Value));
     }
     if (l_Arg != "--root") l_Given.push_back(l_Option->m_Name);
   }
   if (l_Args.m_Help || l_Args.m_Version) return l_Args;
   if (!oWhy.empty()) return std::nullopt;
   if (l_Args.m_Command.empty()) {
-    oWhy = "no subcommand (query, add, delete, copy, export or import)";
+    oWhy = "no subcommand (query, add, delete, copy, export, import, check or recover)";
     return std::nullopt;
   }
   const Command* l_Command =
@@ -113,6 +140,8 @@ std::optional<KELInsRegArguments> KELInsRegParseArguments(int iArgc, const char*
       oWhy = l_Args.m_Command + " does not take " + l_Option;
       return std::nullopt;
     }
+  oWhy = Groups(l_Args, l_Texts);
+  if (!oWhy.empty()) return std::nullopt;
   size_t l_Count = l_Args.m_Operands.size();
   if (l_Count < l_Command->m_MinOperands || l_Count > l_Command->m_MaxOperands) {
     const char* l_Missing = l_Args.m_Command == "copy" ? (l_Count ? "DST" : "SRC") : "KEY";

@@ -12,6 +12,8 @@
 #include <sstream>
 
 #include "KELInsRegArguments.h"
+#include "KELInsRegChange.h"
+#include "KELInsRegCheck.h"
 #include "KELInsRegDocument.h"
 #include "KELInsRegKey.h"
 #include "KELInsRegText.h"
@@ -25,11 +27,13 @@ using H = KELInsRegKey;
 
 constexpr const char* k_Usage =
     "Usage: KELReg [--root DIR] query  KEY [-v NAME] [-s]\n"
-    "       KELReg [--root DIR] add    KEY [-v NAME [-t TYPE] -d DATA [-S SEP]]\n"
+    "       KELReg [--root DIR] add    KEY [-v NAME [-t TYPE] -d DATA [-S SEP]]...\n"
     "       KELReg [--root DIR] delete KEY [-v NAME | --all-values] [-r]\n"
     "       KELReg [--root DIR] copy   SRC DST [-s]\n"
     "       KELReg [--root DIR] export KEY [FILE]\n"
     "       KELReg [--root DIR] import [FILE]\n"
+    "       KELReg [--root DIR] check  [KEY] [--repair] [--json]\n"
+    "       KELReg [--root DIR] recover\n"
     "       KELReg --help | --version\n"
     "Queries and changes the emulated registry.\n"
     "\n"
@@ -38,12 +42,18 @@ constexpr const char* k_Usage =
     "\n"
     "  query KEY        print the key, its values and its subkeys; -s: and all keys below it\n"
     "  query KEY -v N   print only the data of value N\n"
-    "  add KEY          create the key and its missing parents; with -v, set the value\n"
+    "  add KEY          create the key and its missing parents; with -v, set the value (several -v\n"
+    "                   groups set several values at once)\n"
     "  delete KEY       delete a key without subkeys; -r: with its subkeys;\n"
     "                   -v N: the value N only; --all-values: every value\n"
     "  copy SRC DST     copy the values of SRC into DST; -s: and the subkeys\n"
     "  export KEY [F]   write the key and all below it as a JSON document to F (default: standard output)\n"
     "  import [F]       merge a JSON document of export into the registry (default: standard input)\n"
+    "  check [KEY]      report damaged and half-made keys, interrupted changes, installations\n"
+    "                   without a path or whose path is missing; --repair: repair what it can\n"
+    "  recover          finish or roll back changes that were interrupted\n"
+    "\n"
+    "Every change is made all at once: after a crash it is there whole or not at all.\n"
     "\n"
     "Options:\n"
     "  --root DIR      work on the registry whose hives are DIR/HKLM, DIR/HKCR and DIR/HKCU\n"
@@ -54,7 +64,12 @@ constexpr const char* k_Usage =
     "  -h, --help      show this help\n"
     "  --version       show the version\n"
     "\n"
-    "Exit status: 0 done, 1 the operation failed, 2 usage error.\n";
+    "  --repair        check: finish interrupted changes, complete half-made keys, move damaged key\n"
+    "                  files into the quarantine\n"
+    "  --json          check: one JSON document\n"
+    "\n"
+    "Exit status: 0 done (check: no problem), 1 the operation failed (check: problems found), 2 usage\n"
+    "error.\n";
 
 // A failure to report: its line (without "KELReg: ") and the exit status.
 struct Failure {
@@ -128,9 +143,9 @@ std::vector<std::string> Split(const std::string& iText, const std::string& iSep
   }
 }
 
-KELInsRegValue ValueOf(const KELInsRegArguments& iArgs) {
+KELInsRegValue ValueOf(const KELInsRegValueArguments& iArgs) {
   KELInsRegValue l_Value;
-  l_Value.m_Name = *iArgs.m_Value;
+  l_Value.m_Name = iArgs.m_Value;
   if (l_Value.m_Name.size() > KELInsRegMaxValueName)
     Usage("value name longer than " + std::to_string(KELInsRegMaxValueName) + " bytes");
   l_Value.m_Type = iArgs.m_Type ? ParseType(*iArgs.m_Type) : H::TypeString;
@@ -250,6 +265,7 @@ int Query(const KELInsRegArguments& iArgs, std::ostream& oOut) {
     if (l_Name.IsHiveRoot()) Fail(l_Name.Full() + ": no value '" + *iArgs.m_Value + "'");
     OnKey(l_Name.Full(), "no such key", [&] {
       H l_Key = H::OpenKey(l_Name.m_Hive, l_Name.Path(), H::ReadOnly);
+      KELInsRegCheckSound(l_Key, l_Name);
       bool l_Found = false;
       std::string l_Stored = KELInsRegFindValue(l_Key, *iArgs.m_Value, l_Found);
       if (!l_Found) Fail(l_Name.Full() + ": no value '" + *iArgs.m_Value + "'");
@@ -281,7 +297,7 @@ int Add(const KELInsRegArguments& iArgs) {
   KELInsRegKeyName l_Name = Name(iArgs.m_Operands[0]);
   if (l_Name.IsHiveRoot()) Usage(l_Name.Full() + ": add needs a key below the hive");
   KELInsRegTree l_Tree;
-  if (iArgs.m_Value) l_Tree.m_Values.push_back(ValueOf(iArgs));
+  for (const KELInsRegValueArguments& l_Group : iArgs.m_Groups) l_Tree.m_Values.push_back(ValueOf(l_Group));
   OnKey(l_Name.Full(), "cannot write the key", [&] { KELInsRegWriteTree(l_Name, l_Tree); });
   return KELInsRegDone;
 }
@@ -294,7 +310,10 @@ int Delete(const KELInsRegArguments& iArgs) {
   const std::string l_Full = l_Name.Full();
   if (l_Values) {
     OnKey(l_Full, "no such key", [&] {
-      H l_Key = H::OpenKey(l_Name.m_Hive, l_Name.Path(), H::ReadWrite);
+      KELInsRegChange l_Change = KELInsRegBeginChange(l_Name);
+      H* l_Opened = l_Change.OpenKey(l_Name.Path(), false);
+      if (!l_Opened) Fail(l_Full + ": no such key");
+      H& l_Key = *l_Opened;
       std::vector<std::string> l_Stored;
       if (iArgs.m_AllValues) {
         l_Key.GetValues(l_Stored);
@@ -304,7 +323,7 @@ int Delete(const KELInsRegArguments& iArgs) {
         if (!l_Found) Fail(l_Full + ": no value '" + *iArgs.m_Value + "'");
       }
       for (const std::string& l_Value : l_Stored) l_Key.DeleteValue(l_Value);
-      l_Key.Close();
+      KELInsRegCommitChange(l_Change, l_Name);
     });
     return KELInsRegDone;
   }
@@ -314,10 +333,9 @@ int Delete(const KELInsRegArguments& iArgs) {
     if (!l_Subkeys.empty() && !iArgs.m_Recurse) Fail(l_Full + ": the key has subkeys (-r deletes them too)");
   });
   OnKey(l_Full, "cannot delete the key", [&] {
-    if (iArgs.m_Recurse)
-      H::DeleteKeyTree(l_Name.m_Hive, l_Name.Path());
-    else
-      H::DeleteKey(l_Name.m_Hive, l_Name.Path());
+    KELInsRegChange l_Change = KELInsRegBeginChange(l_Name);
+    if (!l_Change.RemoveKey(l_Name.Path(), iArgs.m_Recurse)) Fail(l_Full + ": no such key");
+    KELInsRegCommitChange(l_Change, l_Name);
   });
   return KELInsRegDone;
 }
@@ -363,7 +381,23 @@ int Import(const KELInsRegArguments& iArgs, std::istream& iIn) {
   return KELInsRegDone;
 }
 
-int Run(const KELInsRegArguments& iArgs, std::istream& iIn, std::ostream& oOut) {
+int Check(const KELInsRegArguments& iArgs, std::ostream& oOut, std::ostream& oErr) {
+  std::optional<KELInsRegKeyName> l_Key;
+  if (!iArgs.m_Operands.empty()) l_Key = Name(iArgs.m_Operands[0]);
+  std::ostringstream l_Text;
+  int l_Status = KELInsRegCheck(l_Key, iArgs.m_Repair, iArgs.m_Json, l_Text, oErr);
+  Write(oOut, l_Text.str());
+  return l_Status;
+}
+
+int Recover(std::ostream& oOut) {
+  std::ostringstream l_Text;
+  int l_Status = KELInsRegRecover(l_Text);
+  Write(oOut, l_Text.str());
+  return l_Status;
+}
+
+int Run(const KELInsRegArguments& iArgs, std::istream& iIn, std::ostream& oOut, std::ostream& oErr) {
   if (iArgs.m_Root) {
     struct stat l_Stat;
     if (stat(iArgs.m_Root->c_str(), &l_Stat) != 0) Fail(*iArgs.m_Root + ": " + std::strerror(errno));
@@ -376,6 +410,8 @@ int Run(const KELInsRegArguments& iArgs, std::istream& iIn, std::ostream& oOut) 
   if (l_Command == "delete") return Delete(iArgs);
   if (l_Command == "copy") return Copy(iArgs);
   if (l_Command == "export") return Export(iArgs, oOut);
+  if (l_Command == "check") return Check(iArgs, oOut, oErr);
+  if (l_Command == "recover") return Recover(oOut);
   return Import(iArgs, iIn);
 }
 
@@ -418,7 +454,7 @@ int KELInsRegCommand(int iArgc, const char* const* iArgv, std::istream& iIn, std
   }
   KELInsRegKey::SetRegistryRoot(std::string());
   try {
-    int l_Status = Run(*l_Args, iIn, oOut);
+    int l_Status = Run(*l_Args, iIn, oOut, oErr);
     KELInsRegKey::SetRegistryRoot(std::string());
     return l_Status;
   } catch (const Failure& l_Failure) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "KELInsRegChange.h"
 #include "KELInsRegKey.h"
 #include "KELInsRegText.h"
 
@@ -67,23 +68,9 @@ void ReadBelow(const KELInsRegKey* iKey, const KELInsRegKeyName& iName, bool iRe
       throw KELInsRegTreeError{KELInsRegDescribe(l_Child.Full(), l_Error, "cannot open the key")};
     }
     KELInsRegTree& l_Tree = oTree.m_Subkeys.back().m_Tree;
+    KELInsRegCheckSound(l_Key, l_Child);
     l_Tree.m_Values = KELInsRegReadValues(l_Key, l_Child);
     ReadBelow(&l_Key, l_Child, true, l_Tree);
-  }
-}
-
-// The key iName opened for writing, created first (with its parents) when it does not exist yet.
-KELInsRegKey Create(const KELInsRegKeyName& iName) {
-  const std::string l_Path = iName.Path();
-  try {
-    // Most writes go to keys that exist: one open, where creating walks and checks every parent.
-    return H::OpenKey(iName.m_Hive, l_Path, H::ReadWrite);
-  } catch (const KELInsRegKeyError&) {
-  }
-  try {
-    return H::CreateKey(iName.m_Hive, l_Path);
-  } catch (const std::exception& l_Error) {
-    throw KELInsRegTreeError{KELInsRegDescribe(iName.Full(), l_Error, "cannot create the key")};
   }
 }
 
@@ -141,6 +128,7 @@ KELInsRegTree KELInsRegReadTree(const KELInsRegKeyName& iName, bool iRecurse) {
   } catch (const std::exception& l_Error) {
     throw KELInsRegTreeError{KELInsRegDescribe(iName.Full(), l_Error, "no such key")};
   }
+  KELInsRegCheckSound(l_Key, iName);
   l_Tree.m_Values = KELInsRegReadValues(l_Key, iName);
   ReadBelow(&l_Key, iName, iRecurse, l_Tree);
   return l_Tree;
@@ -170,17 +158,46 @@ void KELInsRegSetValues(KELInsRegKey& ioKey, const std::vector<KELInsRegValue>& 
   }
 }
 
-void KELInsRegWriteTree(const KELInsRegKeyName& iName, const KELInsRegTree& iTree) {
+void KELInsRegCheckSound(const KELInsRegKey& iKey, const KELInsRegKeyName& iName) {
+  std::string l_Damage = iKey.Damage();
+  if (!l_Damage.empty()) throw KELInsRegTreeError{iName.Full() + ": " + iKey.FilePath() + ": " + l_Damage};
+}
+
+namespace {
+
+void WriteInto(KELInsRegChange& ioChange, const KELInsRegKeyName& iName, const KELInsRegTree& iTree) {
   if (!iName.IsHiveRoot()) {
-    KELInsRegKey l_Key = Create(iName);
     try {
-      KELInsRegSetValues(l_Key, iTree.m_Values);
-      l_Key.Close();
+      KELInsRegSetValues(*ioChange.OpenKey(iName.Path(), true), iTree.m_Values);
     } catch (const std::exception& l_Error) {
       throw KELInsRegTreeError{KELInsRegDescribe(iName.Full(), l_Error, "cannot write the key")};
     }
   } else if (!iTree.m_Values.empty()) {
     throw KELInsRegTreeError{iName.Full() + ": a hive root holds no values"};
   }
-  for (const auto& [l_Name, l_Tree] : iTree.m_Subkeys) KELInsRegWriteTree(iName.Child(l_Name), l_Tree);
+  for (const auto& [l_Name, l_Tree] : iTree.m_Subkeys) WriteInto(ioChange, iName.Child(l_Name), l_Tree);
+}
+
+}  // namespace
+
+void KELInsRegWriteTree(const KELInsRegKeyName& iName, const KELInsRegTree& iTree) {
+  KELInsRegChange l_Change = KELInsRegBeginChange(iName);
+  WriteInto(l_Change, iName, iTree);
+  KELInsRegCommitChange(l_Change, iName);
+}
+
+KELInsRegChange KELInsRegBeginChange(const KELInsRegKeyName& iName) {
+  try {
+    return KELInsRegChange(iName.m_Hive);
+  } catch (const std::exception& l_Error) {
+    throw KELInsRegTreeError{KELInsRegDescribe(iName.Full(), l_Error, "cannot begin the change")};
+  }
+}
+
+void KELInsRegCommitChange(KELInsRegChange& ioChange, const KELInsRegKeyName& iName) {
+  try {
+    ioChange.Commit();
+  } catch (const std::exception& l_Error) {
+    throw KELInsRegTreeError{KELInsRegDescribe(iName.Full(), l_Error, "cannot write the key")};
+  }
 }

@@ -358,6 +358,14 @@ bool KELSysRegChange::IsChangeName(const std::string& iName) {
          (iName.ends_with(".json.kelreg") || iName.ends_with(".kelreg-new") || iName.ends_with(".kelreg-removed"));
 }
 
+bool KELSysRegChange::HiveFolder(int iHive, std::string& oRoot, std::string& oName) {
+  Registry l_Registry;
+  if (!FindRegistry(iHive, l_Registry)) return false;
+  oRoot = l_Registry.m_Root;
+  oName = l_Registry.m_HiveName;
+  return true;
+}
+
 void KELSysRegChange::Drop() {
   // The keys were read for this change only: closed without a write-back (their lock goes with them).
   for (auto& l_Node : m_Nodes) l_Node->m_Key.Release();
