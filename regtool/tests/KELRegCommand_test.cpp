@@ -174,13 +174,14 @@ TEST_P(KELRegUsage, ReportsOneLineWithStatusTwoAndChangesNothing) {
 INSTANTIATE_TEST_SUITE_P(
     Cases, KELRegUsage,
     ::testing::Values(
-        UsageCase{{}, "no subcommand (query, add, delete, copy, export or import)"},
+        UsageCase{{}, "no subcommand (query, add, delete, copy, export, import, check or recover)"},
         UsageCase{{"list", "HKLM"}, "unknown subcommand 'list'"},
         UsageCase{{"query", "HKLM/K", "-x"}, "unknown option '-x'"},
         UsageCase{{"query"}, "query: missing KEY"}, UsageCase{{"copy", "HKLM/K"}, "copy: missing DST"},
         UsageCase{{"query", "HKLM/K", "extra"}, "query: unexpected argument 'extra'"},
         UsageCase{{"add", "HKLM/K", "-v"}, "option -v needs an argument"},
-        UsageCase{{"add", "HKLM/K", "-v", "a", "-v", "b", "-d", "x"}, "option -v given twice"},
+        UsageCase{{"add", "HKLM/K", "-v", "a", "-v", "b", "-d", "x"}, "-v needs -d DATA"},
+        UsageCase{{"add", "HKLM/K", "-v", "a", "-d", "x", "-d", "y"}, "option -d given twice"},
         UsageCase{{"export", "HKLM/K", "-s"}, "export does not take -s"},
         UsageCase{{"query", "HKXX/K"}, "bad key 'HKXX/K': unknown hive 'HKXX' (HKLM, HKCU or HKCR)"},
         UsageCase{{"query", "HKLM/K//Sub"}, "bad key 'HKLM/K//Sub': empty key name"},
@@ -257,18 +258,19 @@ TEST_F(KELRegTest, UnreadableAndReadOnlyKeysFailWithTheSystemsReason) {
   fs::permissions(m_Root + "/HKLM/Secret.json", fs::perms::owner_read | fs::perms::owner_write);
   fs::permissions(m_Root + "/HKLM/ReadOnly.json",
                   fs::perms::owner_read | fs::perms::others_read | fs::perms::group_read);
+  // The change journal open to all, so that the keys' own permissions are what refuses.
+  fs::permissions(m_Root + "/.KELReg/journal", fs::perms::all);
   std::vector<std::string> l_Before = Snapshot();
   const std::string l_Denied = std::strerror(EACCES);
   EXPECT_RUN(Reg({"query", "HKLM/Open", "-v", "V"}, "", true, l_User), 0, "v\n", "");
   EXPECT_RUN(Reg({"query", "HKLM/Secret"}, "", true, l_User), 1, "",
              "KELReg: HKLM\\Secret: " + l_Denied + "\n");
   EXPECT_RUN(Reg({"export", "HKLM"}, "", true, l_User), 1, "", "KELReg: HKLM\\Secret: " + l_Denied + "\n");
-  EXPECT_RUN(Reg({"add", "HKLM/ReadOnly", "-v", "W", "-d", "w"}, "", true, l_User), 1, "",
-             "KELReg: HKLM\\ReadOnly: " + l_Denied + "\n");
-  EXPECT_RUN(Reg({"delete", "HKLM/ReadOnly", "-v", "V"}, "", true, l_User), 1, "",
-             "KELReg: HKLM\\ReadOnly: " + l_Denied + "\n");
+  const std::string l_ReadOnly = "KELReg: HKLM\\ReadOnly: " + m_Root + "/HKLM/ReadOnly.json: " + l_Denied + "\n";
+  EXPECT_RUN(Reg({"add", "HKLM/ReadOnly", "-v", "W", "-d", "w"}, "", true, l_User), 1, "", l_ReadOnly);
+  EXPECT_RUN(Reg({"delete", "HKLM/ReadOnly", "-v", "V"}, "", true, l_User), 1, "", l_ReadOnly);
   EXPECT_RUN(Reg({"import"}, "{\"Key\": \"HKLM\\\\Open\\\\New\"}", true, l_User), 1, "",
-             "KELReg: HKLM\\Open\\New: " + l_Denied + "\n");
+             "KELReg: HKLM\\Open\\New: " + m_Root + "/HKLM/Open/.New.json.kelreg: " + l_Denied + "\n");
   EXPECT_EQ(Snapshot(), l_Before);
 }
 

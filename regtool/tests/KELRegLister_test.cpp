@@ -119,7 +119,7 @@ TEST_F(KELRegLister, AKeyLockedElsewhereFailsWithItsName) {
   int l_Fd = open(l_File.c_str(), O_RDONLY | O_CLOEXEC);
   ASSERT_EQ(flock(l_Fd, LOCK_EX), 0);
   EXPECT_RUN(Reg({"add", "HKLM\\Held", "-v", "V", "-d", "new"}), 1, "",
-             "KELReg: HKLM\\Held: the key stayed locked by another process\n");
+             "KELReg: HKLM\\Held: " + l_File + ": the key stayed locked by another process\n");
   close(l_Fd);
   EXPECT_EQ(KELRegReadFile(l_File), l_Before);
 }

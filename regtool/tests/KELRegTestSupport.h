@@ -88,9 +88,15 @@ class KELRegTest : public ::testing::Test {
   std::vector<std::string> Snapshot(const std::string& iRoot = "") const {
     std::vector<std::string> l_Files;
     const std::string l_Root = iRoot.empty() ? m_Root : iRoot;
-    for (const auto& l_Entry : fs::recursive_directory_iterator(l_Root))
-      l_Files.push_back(l_Entry.path().string().substr(l_Root.size()) + " " +
-                        (l_Entry.is_regular_file() ? KELRegReadFile(l_Entry.path()) : "<dir>"));
+    // The change journal and the quarantine are KELReg's own, beside the hives.
+    for (auto l_It = fs::recursive_directory_iterator(l_Root); l_It != fs::recursive_directory_iterator(); ++l_It) {
+      if (l_It->path().filename() == ".KELReg" && l_It.depth() == 0) {
+        l_It.disable_recursion_pending();
+        continue;
+      }
+      l_Files.push_back(l_It->path().string().substr(l_Root.size()) + " " +
+                        (l_It->is_regular_file() ? KELRegReadFile(l_It->path()) : "<dir>"));
+    }
     std::sort(l_Files.begin(), l_Files.end());
     return l_Files;
   }

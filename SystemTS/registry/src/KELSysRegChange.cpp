@@ -181,6 +181,10 @@ bool GetPath(std::string_view& ioText, std::string& oPath) {
   return !oPath.empty() && oPath[0] != '/' && ("/" + oPath + "/").find("/../") == std::string::npos;
 }
 
+std::string PathText(const std::string& iRoot, const std::string& iBelow) {
+  return iBelow.empty() ? iRoot : iRoot == "/" ? "/" + iBelow : iRoot + "/" + iBelow;
+}
+
 // Reads a journal's text: its state ('P', 'C', or 0 for an empty or unfinished one) and steps.
 char ParseJournal(std::string_view iText, std::vector<Step>& oSteps) {
   if (!iText.starts_with(k_Header) || !iText.ends_with("\nend\n")) return 0;
@@ -334,15 +338,14 @@ int RecoverLocked(Registry& ioRegistry, std::string& oWhat, std::string& oFailed
   int l_Rc = l_State == 'C' ? Finish(ioRegistry.m_RootFd, l_Steps, oFailed)
              : l_State == 'P' ? RollBack(ioRegistry.m_RootFd, l_Steps, oFailed)
                               : 0;
-  if (l_Rc != 0) return l_Rc;
+  if (l_Rc != 0) {
+    oFailed = PathText(ioRegistry.m_Root, oFailed);
+    return l_Rc;
+  }
   oFailed = ioRegistry.m_Root + "/" + k_Tool + "/" + k_Journal;
   if (Clear(ioRegistry.m_Journal) != 0) return -1;
   oWhat = l_State == 'C' ? "finished an interrupted change" : "rolled back an interrupted change";
   return 0;
-}
-
-std::string PathText(const std::string& iRoot, const std::string& iBelow) {
-  return iBelow.empty() ? iRoot : iRoot == "/" ? "/" + iBelow : iRoot + "/" + iBelow;
 }
 
 }  // namespace
@@ -399,12 +402,11 @@ KELSysResult KELSysRegChange::Begin(int iHive, std::string* oRecovered) {
   std::string l_Failed, l_What;
   if (OpenRegistry(l_Registry, true, l_Failed) != 0 || LockJournal(l_Registry.m_Journal) != 0 ||
       RecoverLocked(l_Registry, l_What, l_Failed) != 0) {
-    int l_Error = errno;
-    std::string l_Root = m_Root;
+    const int l_Error = errno;
     m_Root.clear();
-    m_Why.clear();
-    KELSysResult l_Rc = Fail(l_Error, l_Failed.starts_with(l_Root) ? l_Failed : PathText(l_Root, l_Failed));
-    return l_Rc;
+    m_Error = l_Error;
+    m_Why = l_Failed + ": " + std::strerror(l_Error);
+    return KELSysResultFromErrno(l_Error);
   }
   if (oRecovered) *oRecovered = l_What;
   std::swap(m_RootFd, l_Registry.m_RootFd.m_Fd);
@@ -569,7 +571,10 @@ KELSysResult KELSysRegChange::Plan(std::vector<Step>& oSteps) {
     Node& l_Node = *l_Owned;
     const bool l_ParentThere = !l_Node.m_Parent || l_Node.m_Parent->m_HasFolder;
     l_Node.m_WriteFile = !l_Node.m_HasFile || (l_Node.m_Ready && l_Node.m_Key.m_Changed);
-    if (l_Node.m_WriteFile) {
+    if (l_Node.m_WriteFile && !l_Node.m_Ready) {
+      // A parent made on the way holds no values: an empty key file, as the registry makes them.
+      l_Node.m_Text.clear();
+    } else if (l_Node.m_WriteFile) {
       KELSysResult l_Rc = Ready(l_Node);
       if (l_Rc == KEL_S_OK) l_Rc = l_Node.m_Key.MakeText(l_Node.m_Text);
       if (l_Rc == KELSysResultFromErrno(EFBIG))
