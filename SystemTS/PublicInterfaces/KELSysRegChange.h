@@ -8,9 +8,9 @@
 // ".NAME.json.kelreg", and every new key folder is made under a hidden name ".NAME.kelreg-new" (the
 // keys below a new key are made inside it, under their own names), each file and each folder that
 // received one synced. The commit point is the journal's mark turned from pending to committed
-// (one byte rewritten in place) and synced. Then the steps are done in order: each hidden file renamed over its key file, each hidden
-// folder renamed to its key's name (a key shows when its folder does, its values already there, and
-// a whole new subtree shows at once), each key removed by renaming its folder to
+// (one byte rewritten in place) and synced. Then the steps are done in order: each hidden file renamed over
+// its key file, each hidden folder renamed to its key's name (a key shows when its folder does, its values
+// already there, and a whole new subtree shows at once), each key removed by renaming its folder to
 // ".NAME.kelreg-removed", unlinking its key file and removing that folder; every folder that changed is
 // synced, then the journal is emptied and synced.
 //
@@ -117,10 +117,10 @@ class KELSysRegChange {
   void Drop();
 
   int m_Hive = 0;
-  int m_RootFd = -1;    // the registry root
-  int m_Journal = -1;   // its journal, locked while the change goes on
-  std::string m_Root;   // its path
-  std::string m_HiveName;  // "HKLM", ...
+  int m_RootFd = -1;                           // the registry root
+  int m_Journal = -1;                          // its journal, locked while the change goes on
+  std::string m_Root;                          // its path
+  std::string m_HiveName;                      // "HKLM", ...
   std::vector<std::unique_ptr<Node>> m_Nodes;  // in the order they were first asked for
   std::map<std::string, Node*> m_ByPath;       // by path below the root ("HKLM/A/B")
   std::vector<std::string> m_Removed;          // keys to remove, by path below the root

@@ -28,7 +28,8 @@ KELInsRegChange::KELInsRegChange(int32_t iHive) : m_Change(std::make_unique<KELS
 KELInsRegChange::~KELInsRegChange() = default;
 
 void KELInsRegChange::Throw(const char* iOperation) {
-  throw KELInsRegKeyError(std::string(iOperation) + " - " + m_Change->GetWhy(), KEL_E_FAIL, m_Change->GetWhy());
+  throw KELInsRegKeyError(std::string(iOperation) + " - " + m_Change->GetWhy(), KEL_E_FAIL,
+                          m_Change->GetWhy());
 }
 
 KELInsRegKey* KELInsRegChange::OpenKey(const std::string& iPath, bool iCreate) {

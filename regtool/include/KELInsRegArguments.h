@@ -18,15 +18,15 @@ struct KELInsRegArguments {
   std::optional<std::string> m_Root;
   std::string m_Command;  // query, add, delete, copy, export, import, check or recover
   std::vector<std::string> m_Operands;
-  std::optional<std::string> m_Value;      // -v
-  std::optional<std::string> m_Type;       // -t
-  std::optional<std::string> m_Data;       // -d
-  std::optional<std::string> m_Separator;  // -S
-  bool m_Subkeys = false;                  // -s
-  bool m_Recurse = false;                  // -r
-  bool m_AllValues = false;                // --all-values
-  bool m_Repair = false;                   // --repair
-  bool m_Json = false;                     // --json
+  std::optional<std::string> m_Value;             // -v
+  std::optional<std::string> m_Type;              // -t
+  std::optional<std::string> m_Data;              // -d
+  std::optional<std::string> m_Separator;         // -S
+  bool m_Subkeys = false;                         // -s
+  bool m_Recurse = false;                         // -r
+  bool m_AllValues = false;                       // --all-values
+  bool m_Repair = false;                          // --repair
+  bool m_Json = false;                            // --json
   std::vector<KELInsRegValueArguments> m_Groups;  // add: each -v with the -t, -d and -S after it
 };
 

@@ -32,10 +32,14 @@ struct Command {
   size_t m_MinOperands, m_MaxOperands;
 };
 
-const Command k_Commands[] = {
-    {"query", " -v -s ", 1, 1}, {"add", " -v -t -d -S ", 1, 1}, {"delete", " -v --all-values -r ", 1, 1},
-    {"copy", " -s ", 2, 2},     {"export", " ", 1, 2},          {"import", " ", 0, 1},
-    {"check", " --repair --json ", 0, 1}, {"recover", " ", 0, 0}};
+const Command k_Commands[] = {{"query", " -v -s ", 1, 1},
+                              {"add", " -v -t -d -S ", 1, 1},
+                              {"delete", " -v --all-values -r ", 1, 1},
+                              {"copy", " -s ", 2, 2},
+                              {"export", " ", 1, 2},
+                              {"import", " ", 0, 1},
+                              {"check", " --repair --json ", 0, 1},
+                              {"recover", " ", 0, 0}};
 
 bool Takes(const Command& iCommand, const char* iOption) {
   return std::strstr(iCommand.m_Options, (std::string(" ") + iOption + " ").c_str()) != nullptr;
@@ -57,7 +61,8 @@ std::string Conflicts(const KELInsRegArguments& iArgs) {
 
 // An option given twice is an error, but add takes -v groups: each -v starts one, and the -t, -d and
 // -S after it belong to it.
-std::string Groups(KELInsRegArguments& ioArgs, const std::vector<std::pair<const char*, std::string>>& iTexts) {
+std::string Groups(KELInsRegArguments& ioArgs,
+                   const std::vector<std::pair<const char*, std::string>>& iTexts) {
   const bool l_Add = ioArgs.m_Command == "add";
   std::vector<std::string> l_Seen;
   for (const auto& [l_Name, l_Value] : iTexts) {

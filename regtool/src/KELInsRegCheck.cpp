@@ -94,13 +94,15 @@ class Walk {
       H l_Key;
       if (l_Files.count(l_Name)) {
         try {
-          l_Key = iKey ? H::OpenKey(*iKey, l_Name, H::ReadOnly) : H::OpenKey(iName.m_Hive, l_Name, H::ReadOnly);
+          l_Key =
+              iKey ? H::OpenKey(*iKey, l_Name, H::ReadOnly) : H::OpenKey(iName.m_Hive, l_Name, H::ReadOnly);
         } catch (const std::exception&) {
         }
       }
       int l_Sub = openat(dirfd(l_Dir), l_Name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
       if (l_Sub < 0) continue;
-      Key(l_Child, l_Key.IsOpen() ? &l_Key : nullptr, l_Sub, iFolderPath + "/" + l_Name, iBelow + "/" + l_Name);
+      Key(l_Child, l_Key.IsOpen() ? &l_Key : nullptr, l_Sub, iFolderPath + "/" + l_Name,
+          iBelow + "/" + l_Name);
     }
     closedir(l_Dir);
   }
@@ -122,15 +124,15 @@ class Walk {
     if (!IsInstallation(iName)) return;
     std::string l_Path;
     if (!iKey.TryGetValue("Path", l_Path) || l_Path.empty()) {
-      Add({"null-path", iName.Full(), iKey.FilePath(), "installation without a Path (listed with a null path)", "",
-           iName.m_Hive, iBelow});
+      Add({"null-path", iName.Full(), iKey.FilePath(),
+           "installation without a Path (listed with a null path)", "", iName.m_Hive, iBelow});
       return;
     }
     std::string l_Shown = KELInsRegShow(l_Path);
     struct stat l_Stat;
     if (stat(l_Shown.c_str(), &l_Stat) != 0 || !S_ISDIR(l_Stat.st_mode))
-      Add({"orphan", iName.Full(), iKey.FilePath(), "installation whose Path " + l_Shown + " is not a folder here", "",
-           iName.m_Hive, iBelow});
+      Add({"orphan", iName.Full(), iKey.FilePath(),
+           "installation whose Path " + l_Shown + " is not a folder here", "", iName.m_Hive, iBelow});
   }
 
   void Tick() {

@@ -89,7 +89,8 @@ class KELRegTest : public ::testing::Test {
     std::vector<std::string> l_Files;
     const std::string l_Root = iRoot.empty() ? m_Root : iRoot;
     // The change journal and the quarantine are KELReg's own, beside the hives.
-    for (auto l_It = fs::recursive_directory_iterator(l_Root); l_It != fs::recursive_directory_iterator(); ++l_It) {
+    for (auto l_It = fs::recursive_directory_iterator(l_Root); l_It != fs::recursive_directory_iterator();
+         ++l_It) {
       if (l_It->path().filename() == ".KELReg" && l_It.depth() == 0) {
         l_It.disable_recursion_pending();
         continue;

@@ -137,10 +137,10 @@ struct KELSysRegChange::Node {
 
 // One step after the commit point, as the journal lists it.
 struct KELSysRegChange::Step {
-  char m_Kind;          // 'F' rename a hidden file over its key file, 'D' a hidden folder to its key's
-                        // name, 'R' remove a key
-  std::string m_From;   // F, D: the hidden name, below the root
-  std::string m_To;     // the key file, key folder, or (R) the key's folder
+  char m_Kind;         // 'F' rename a hidden file over its key file, 'D' a hidden folder to its key's
+                       // name, 'R' remove a key
+  std::string m_From;  // F, D: the hidden name, below the root
+  std::string m_To;    // the key file, key folder, or (R) the key's folder
 };
 
 namespace {
@@ -293,11 +293,13 @@ int OpenRegistry(Registry& ioRegistry, bool iMake, std::string& oFailed) {
   ioRegistry.m_RootFd = Fd(open(ioRegistry.m_Root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (ioRegistry.m_RootFd < 0) return -1;
   oFailed = ioRegistry.m_Root + "/" + k_Tool;
-  ioRegistry.m_ToolFd = Fd(openat(ioRegistry.m_RootFd, k_Tool, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  ioRegistry.m_ToolFd =
+      Fd(openat(ioRegistry.m_RootFd, k_Tool, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   if (ioRegistry.m_ToolFd < 0 && errno == ENOENT && iMake) {
     if (mkdirat(ioRegistry.m_RootFd, k_Tool, 0755) != 0 && errno != EEXIST) return -1;
     if (Sync(ioRegistry.m_RootFd) != 0) return -1;
-    ioRegistry.m_ToolFd = Fd(openat(ioRegistry.m_RootFd, k_Tool, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    ioRegistry.m_ToolFd =
+        Fd(openat(ioRegistry.m_RootFd, k_Tool, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   }
   if (ioRegistry.m_ToolFd < 0) return -1;
   oFailed += std::string("/") + k_Journal;
@@ -335,7 +337,7 @@ int RecoverLocked(Registry& ioRegistry, std::string& oWhat, std::string& oFailed
   std::vector<Step> l_Steps;
   char l_State = ParseJournal(l_Text, l_Steps);
   // A journal cut short was being written: nothing had been staged yet.
-  int l_Rc = l_State == 'C' ? Finish(ioRegistry.m_RootFd, l_Steps, oFailed)
+  int l_Rc = l_State == 'C'   ? Finish(ioRegistry.m_RootFd, l_Steps, oFailed)
              : l_State == 'P' ? RollBack(ioRegistry.m_RootFd, l_Steps, oFailed)
                               : 0;
   if (l_Rc != 0) {
@@ -358,7 +360,8 @@ void KELSysRegChange::SetSyncForBench(bool iSync) { s_Sync = iSync; }
 
 bool KELSysRegChange::IsChangeName(const std::string& iName) {
   return iName.size() > 1 && iName[0] == '.' &&
-         (iName.ends_with(".json.kelreg") || iName.ends_with(".kelreg-new") || iName.ends_with(".kelreg-removed"));
+         (iName.ends_with(".json.kelreg") || iName.ends_with(".kelreg-new") ||
+          iName.ends_with(".kelreg-removed"));
 }
 
 bool KELSysRegChange::HiveFolder(int iHive, std::string& oRoot, std::string& oName) {
@@ -453,14 +456,16 @@ KELSysResult KELSysRegChange::OpenKey(const MORUnicodeString& iKeyPath, bool iCr
         Fd l_Dir(OpenFolder(m_RootFd, l_Folder));
         if (l_Dir < 0) {
           m_ByPath.erase(l_Path);
-          return errno == ELOOP ? Refuse(PathText(m_Root, l_Folder) + ": a link, refused") : Fail(errno, l_Folder);
+          return errno == ELOOP ? Refuse(PathText(m_Root, l_Folder) + ": a link, refused")
+                                : Fail(errno, l_Folder);
         }
         int l_FolderType = TypeAt(l_Dir, l_Name), l_FileType = TypeAt(l_Dir, l_Name + ".json");
         KELSysResult l_Rc = KEL_S_OK;
         if (l_FolderType < 0 || l_FileType < 0)
           l_Rc = Fail(errno, l_Path);
         else if (l_FolderType == S_IFLNK || (l_FolderType != 0 && l_FolderType != S_IFDIR))
-          l_Rc = Refuse(PathText(m_Root, l_Path) + (l_FolderType == S_IFLNK ? ": a link, refused" : ": not a folder"));
+          l_Rc = Refuse(PathText(m_Root, l_Path) +
+                        (l_FolderType == S_IFLNK ? ": a link, refused" : ": not a folder"));
         else if (l_FileType == S_IFLNK || (l_FileType != 0 && l_FileType != S_IFREG))
           l_Rc = Refuse(PathText(m_Root, l_Path) +
                         (l_FileType == S_IFLNK ? ".json: a link, refused" : ".json: not a regular file"));
@@ -501,8 +506,10 @@ KELSysResult KELSysRegChange::Ready(Node& ioNode) {
   int l_Fd = openat(l_Dir, l_Name.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
   if (l_Fd < 0)
     return errno == ELOOP ? Refuse(PathText(m_Root, l_File) + ": a link, refused") : Fail(errno, l_File);
-  KELSysResult l_Rc = l_Key.OpenKeyReal(PathText(m_Root, l_File), KELSysRegAccessReadWrite, l_Dir, false, l_Fd);
-  if (l_Rc == KEL_E_TIMEOUT) return Refuse(PathText(m_Root, l_File) + ": the key stayed locked by another process");
+  KELSysResult l_Rc =
+      l_Key.OpenKeyReal(PathText(m_Root, l_File), KELSysRegAccessReadWrite, l_Dir, false, l_Fd);
+  if (l_Rc == KEL_E_TIMEOUT)
+    return Refuse(PathText(m_Root, l_File) + ": the key stayed locked by another process");
   if (l_Rc == KEL_E_FAIL) return Refuse(PathText(m_Root, l_File) + ": not a regular file");
   if (l_Rc != KEL_S_OK) return Fail(int(static_cast<uint32_t>(l_Rc) & 0xFFFFu), l_File);
   if (!l_Key.m_Damage.empty()) {
@@ -533,7 +540,8 @@ KELSysResult KELSysRegChange::RemoveKey(const MORUnicodeString& iKeyPath, bool i
   Fd l_Dir(OpenFolder(m_RootFd, Parent(l_Path)));
   if (l_Dir < 0 && errno == ENOENT) return KEL_E_FAIL;
   if (l_Dir < 0)
-    return errno == ELOOP ? Refuse(PathText(m_Root, Parent(l_Path)) + ": a link, refused") : Fail(errno, Parent(l_Path));
+    return errno == ELOOP ? Refuse(PathText(m_Root, Parent(l_Path)) + ": a link, refused")
+                          : Fail(errno, Parent(l_Path));
   int l_Type = TypeAt(l_Dir, Base(l_Path));
   if (l_Type < 0) return Fail(errno, l_Path);
   if (l_Type == 0) return KEL_E_FAIL;
@@ -578,8 +586,9 @@ KELSysResult KELSysRegChange::Plan(std::vector<Step>& oSteps) {
       KELSysResult l_Rc = Ready(l_Node);
       if (l_Rc == KEL_S_OK) l_Rc = l_Node.m_Key.MakeText(l_Node.m_Text);
       if (l_Rc == KELSysResultFromErrno(EFBIG))
-        return Refuse(PathText(m_Root, l_Node.m_Path) + ".json: the key's values would make a key file that " +
-                      "readers refuse (over " + std::to_string(MORFileLockBytesMaxSize) + " bytes, or too costly)");
+        return Refuse(PathText(m_Root, l_Node.m_Path) +
+                      ".json: the key's values would make a key file that " + "readers refuse (over " +
+                      std::to_string(MORFileLockBytesMaxSize) + " bytes, or too costly)");
       if (l_Rc != KEL_S_OK) return Fail(ENOMEM, l_Node.m_Path + ".json");
       // Values set as they were change nothing.
       if (l_Node.m_HasFile && l_Node.m_Key.m_Hold && l_Node.m_Text == l_Node.m_Key.m_Hold->m_Bytes)
@@ -588,7 +597,8 @@ KELSysResult KELSysRegChange::Plan(std::vector<Step>& oSteps) {
     if (!l_ParentThere) continue;  // made inside its parent's hidden folder, which one step shows
     const std::string l_Folder = Parent(l_Node.m_Path), l_Name = Base(l_Node.m_Path);
     const std::string l_In = l_Folder.empty() ? "" : l_Folder + "/";
-    if (l_Node.m_WriteFile) oSteps.push_back({'F', l_In + Hidden(l_Name + ".json", ".kelreg"), l_Node.m_Path + ".json"});
+    if (l_Node.m_WriteFile)
+      oSteps.push_back({'F', l_In + Hidden(l_Name + ".json", ".kelreg"), l_Node.m_Path + ".json"});
     if (!l_Node.m_HasFolder) oSteps.push_back({'D', l_In + Hidden(l_Name, ".kelreg-new"), l_Node.m_Path});
   }
   return KEL_S_OK;
@@ -637,7 +647,8 @@ KELSysResult KELSysRegChange::Commit() {
   const std::string l_JournalPath = std::string(k_Tool) + "/" + k_Journal;
   // 1. The steps, pending, synced before anything they name is made.
   const std::string l_Text = Journal('P', l_Steps);
-  if (ftruncate(m_Journal, 0) != 0 || pwrite(m_Journal, l_Text.data(), l_Text.size(), 0) != ssize_t(l_Text.size()) ||
+  if (ftruncate(m_Journal, 0) != 0 ||
+      pwrite(m_Journal, l_Text.data(), l_Text.size(), 0) != ssize_t(l_Text.size()) ||
       (s_Sync && fdatasync(m_Journal) != 0)) {
     l_Rc = Fail(errno ? errno : EIO, l_JournalPath);
     Clear(m_Journal);
@@ -654,21 +665,29 @@ KELSysResult KELSysRegChange::Commit() {
   }
   // 3. The commit point.
   const char l_Committed = 'C';
-  if (pwrite(m_Journal, &l_Committed, 1, off_t(std::strlen(k_Header))) != 1 ||
-      (s_Sync && fdatasync(m_Journal) != 0)) {
-    // Whether the mark reached the disk is not known: the next change finishes or rolls back.
+  const off_t l_Mark = off_t(std::strlen(k_Header));
+  if (pwrite(m_Journal, &l_Committed, 1, l_Mark) != 1 || (s_Sync && fdatasync(m_Journal) != 0)) {
+    // The mark may not be on the disk: the change is taken back, and should that fail too, the
+    // next change settles it by what the journal says.
     l_Rc = Fail(errno ? errno : EIO, l_JournalPath);
+    const char l_Pending = 'P';
+    std::string l_Failed;
+    if (pwrite(m_Journal, &l_Pending, 1, l_Mark) == 1 && (!s_Sync || fdatasync(m_Journal) == 0) &&
+        RollBack(m_RootFd, l_Steps, l_Failed) == 0)
+      Clear(m_Journal);
+    else
+      m_Why += " (the change may be committed: the next change finishes it or takes it back)";
     Drop();
     return l_Rc;
   }
-  // 4. The steps, then the journal emptied.
+  // 4. The steps, then the journal emptied. A failure from here on leaves a committed change that
+  // the next one finishes.
   std::string l_Failed;
-  if (Finish(m_RootFd, l_Steps, l_Failed) != 0) {
+  if (Finish(m_RootFd, l_Steps, l_Failed) != 0)
     l_Rc = Fail(errno, l_Failed);
-    Drop();
-    return l_Rc;
-  }
-  if (Clear(m_Journal) != 0) l_Rc = Fail(errno, l_JournalPath);
+  else if (Clear(m_Journal) != 0)
+    l_Rc = Fail(errno, l_JournalPath);
+  if (l_Rc != KEL_S_OK) m_Why += " (the change is committed: the next change finishes it)";
   Drop();
   return l_Rc;
 }
@@ -692,7 +711,8 @@ KELSysResult KELSysRegChange::Quarantine(const std::string& iKey, std::string& o
   const std::string l_File = iKey + ".json";
   Fd l_Dir(OpenFolder(m_RootFd, Parent(l_File)));
   if (l_Dir < 0) return Fail(errno, Parent(l_File));
-  if (TypeAt(l_Dir, Base(l_File)) != S_IFREG) return Refuse(PathText(m_Root, l_File) + ": not a regular file");
+  if (TypeAt(l_Dir, Base(l_File)) != S_IFREG)
+    return Refuse(PathText(m_Root, l_File) + ": not a regular file");
   // The quarantine keeps the key's path below a folder named for the time.
   char l_Stamp[32];
   std::time_t l_Now = std::time(nullptr);
@@ -713,10 +733,12 @@ KELSysResult KELSysRegChange::Quarantine(const std::string& iKey, std::string& o
   if (l_Target < 0) return Fail(errno, l_Parents);
   // Linked where the file system allows it, else copied: the bytes are kept either way.
   if (linkat(l_Dir, Base(l_File).c_str(), l_Target, Base(l_File).c_str(), 0) != 0) {
-    if (errno != EXDEV && errno != EPERM && errno != EMLINK) return Fail(errno, l_Parents + "/" + Base(l_File));
+    if (errno != EXDEV && errno != EPERM && errno != EMLINK)
+      return Fail(errno, l_Parents + "/" + Base(l_File));
     Fd l_In(openat(l_Dir, Base(l_File).c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     if (l_In < 0) return Fail(errno, l_File);
-    if (WriteNew(l_Target, Base(l_File), ReadAll(l_In), nullptr) != 0) return Fail(errno, l_Parents + "/" + Base(l_File));
+    if (WriteNew(l_Target, Base(l_File), ReadAll(l_In), nullptr) != 0)
+      return Fail(errno, l_Parents + "/" + Base(l_File));
   }
   if (Sync(l_Target) != 0) return Fail(errno, l_Parents);
   oWhere = PathText(m_Root, l_Parents + "/" + Base(l_File));
@@ -732,7 +754,8 @@ KELSysResult KELSysRegChange::Quarantine(const std::string& iKey, std::string& o
 
 KELSysResult KELSysRegChange::RemoveLeftover(const std::string& iName) {
   if (m_RootFd < 0) return Refuse("no change begun");
-  if (!IsChangeName(Base(iName))) return Refuse(PathText(m_Root, iName) + ": not a name that a change leaves");
+  if (!IsChangeName(Base(iName)))
+    return Refuse(PathText(m_Root, iName) + ": not a name that a change leaves");
   Fd l_Dir(OpenFolder(m_RootFd, Parent(iName)));
   if (l_Dir < 0 || RemoveAt(l_Dir, Base(iName)) != 0 || Sync(l_Dir) != 0) return Fail(errno, iName);
   return KEL_S_OK;

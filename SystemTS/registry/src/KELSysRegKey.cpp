@@ -96,8 +96,10 @@ size_t DepthAt(std::string_view iText, size_t iOffset) {
   for (size_t l_At = 0; l_At < std::min(iOffset, iText.size()); ++l_At) {
     char l_Byte = iText[l_At];
     if (l_String) {
-      if (l_Byte == '\\') ++l_At;
-      else if (l_Byte == '"') l_String = false;
+      if (l_Byte == '\\')
+        ++l_At;
+      else if (l_Byte == '"')
+        l_String = false;
     } else if (l_Byte == '"') {
       l_String = true;
     } else if (l_Byte == '[' || l_Byte == '{') {
@@ -314,7 +316,8 @@ bool KELSysRegKey::ReadValues() {
   if (m_Trace) m_Trace->Print(KELSysTraceDebug, "    l_Stat.grfMode: %d\n", int(l_Stat.grfMode));
   if (l_Stat.cbSize == 0) return true;
   if (l_Stat.cbSize > MORFileLockBytesMaxSize) {
-    m_Damage = std::to_string(l_Stat.cbSize) + " bytes, over the limit of " + std::to_string(MORFileLockBytesMaxSize);
+    m_Damage = std::to_string(l_Stat.cbSize) + " bytes, over the limit of " +
+               std::to_string(MORFileLockBytesMaxSize);
     if (m_Trace)
       m_Trace->Print(KELSysTraceWarning,
                      "  ReadValues %s: %llu bytes, over the limit of %llu; the key opens without values\n",
@@ -348,8 +351,8 @@ bool KELSysRegKey::ReadValues() {
   const uint64_t l_Budget = MORFileLockBytesReadBudget(l_Stat.cbSize);
   l_Rc = l_Document.Read(l_Text.data(), l_Text.size(), l_Root, nullptr, size_t(l_Budget));
   if (l_Rc == KEL_E_OUTOFMEMORY) {
-    m_Damage = std::to_string(l_Stat.cbSize) + " bytes that would take more than " + std::to_string(l_Budget) +
-               " bytes to read";
+    m_Damage = std::to_string(l_Stat.cbSize) + " bytes that would take more than " +
+               std::to_string(l_Budget) + " bytes to read";
     if (m_Trace)
       m_Trace->Print(KELSysTraceWarning,
                      "  ReadValues %s: %llu bytes that would take more than %llu to read (or memory ran "

@@ -135,8 +135,8 @@ KELSysResult KELSysRegRemoveTreeAt(int iDirFd, const char* iName) {
       if (errno != 0) return LastError();
       std::string l_Name = std::move(l_Top.m_Name);
       l_Stack.pop_back();
-      int l_Rc =
-          l_Stack.empty() ? unlinkat(iDirFd, iName, AT_REMOVEDIR) : unlinkat(l_Stack.back().m_Dir.Fd(), l_Name.c_str(), AT_REMOVEDIR);
+      int l_Rc = l_Stack.empty() ? unlinkat(iDirFd, iName, AT_REMOVEDIR)
+                                 : unlinkat(l_Stack.back().m_Dir.Fd(), l_Name.c_str(), AT_REMOVEDIR);
       if (l_Rc != 0) return LastError();
       continue;
     }

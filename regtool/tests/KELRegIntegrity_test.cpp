@@ -1,0 +1,274 @@
+// Integrity: every writing command killed before each system call that changes the disk, and failed
+// at each write and sync, leaves the old registry or the new one once recovered; damage is found,
+// reported and repaired by check.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <map>
+#include <regex>
+#include <sstream>
+
+#include "KELRegTestSupport.h"
+
+namespace {
+
+// The system calls after which the disk may hold something new. An open that creates a file is left
+// out: killing before the call that follows it (a write, a chmod, a sync) sees the same disk.
+constexpr const char* k_Mutating =
+    "write,pwrite64,ftruncate,fchmod,fchown,fsync,fdatasync,rename,renameat,renameat2,mkdir,mkdirat,"
+    "unlink,unlinkat,rmdir,link,linkat";
+
+struct CrashCase {
+  std::string m_Name;
+  std::vector<std::string> m_Args;
+  std::string m_Input = "";
+};
+void PrintTo(const CrashCase& iCase, std::ostream* oOut) { *oOut << iCase.m_Name; }
+
+class KELRegCrash : public KELRegTest, public ::testing::WithParamInterface<CrashCase> {
+ protected:
+  static bool HaveStrace() { return system("strace -V >/dev/null 2>&1") == 0; }
+
+  // The registry every case starts from: the sample, and three more levels of installations.
+  void MakeTemplate(const std::string& iWhere) {
+    fs::copy(KEL_SOURCE_DIR "/examples/registry", m_Root, fs::copy_options::recursive);
+    std::string l_Doc = "{\"Key\": \"HKLM\\\\SOFTWARE\\\\Quorvane\\\\Q4\", \"Subkeys\": {";
+    for (int l_Level = 0; l_Level < 3; ++l_Level) {
+      l_Doc += std::string(l_Level ? ", " : "") + "\"B60" + std::to_string(l_Level) +
+               "\": {\"Subkeys\": {\"Desktop\": {\"Subkeys\": {";
+      for (int l_Id = 0; l_Id < 3; ++l_Id)
+        l_Doc += std::string(l_Id ? ", " : "") + "\"I" + std::to_string(l_Id) +
+                 "\": {\"Values\": {\"Path\": [3, \"/opt/q4/I\"], \"SPlevel\": [3, \"600.1\"]}}";
+      l_Doc += "}}}}";
+    }
+    l_Doc += "}}";
+    ASSERT_EQ(Reg({"import"}, l_Doc).m_Err, "");
+    fs::remove_all(m_Root + "/.KELReg");
+    fs::rename(m_Root, iWhere);
+  }
+  void Fresh(const std::string& iTemplate) {
+    fs::remove_all(m_Root);
+    fs::copy(iTemplate, m_Root, fs::copy_options::recursive);
+  }
+  KELRegOutcome Traced(const std::vector<std::string>& iStrace) {
+    std::vector<std::string> l_Args = {"/usr/bin/env", "strace", "-f", "-qq"};
+    l_Args.insert(l_Args.end(), iStrace.begin(), iStrace.end());
+    l_Args.insert(l_Args.end(), {KEL_BINARY_DIR "/KELReg", "--root", m_Root});
+    l_Args.insert(l_Args.end(), GetParam().m_Args.begin(), GetParam().m_Args.end());
+    return Exec(l_Args, GetParam().m_Input);
+  }
+};
+
+TEST_P(KELRegCrash, EveryKillAndFaultLeavesTheOldOrTheNewRegistryOnceRecovered) {
+  if (!HaveStrace()) GTEST_SKIP() << "strace is not installed (apt-get install strace)";
+  const std::string l_Template = m_Dir + "/template", l_Log = m_Dir + "/calls";
+  MakeTemplate(l_Template);
+  Fresh(l_Template);
+  const std::vector<std::string> l_Old = Snapshot();
+  ASSERT_EQ(Traced({"-o", l_Log, "-e", std::string("trace=") + k_Mutating}).m_Status, 0);
+  const std::vector<std::string> l_New = Snapshot();
+  ASSERT_NE(l_New, l_Old);
+  std::map<std::string, int> l_Calls;
+  std::istringstream l_Lines(KELRegReadFile(l_Log));
+  static const std::regex k_Call(R"(^(?:\d+ +)?(\w+)\()");
+  std::smatch l_Match;
+  for (std::string l_Line; std::getline(l_Lines, l_Line);)
+    if (std::regex_search(l_Line, l_Match, k_Call)) ++l_Calls[l_Match[1]];
+#if defined(__SANITIZE_ADDRESS__)
+  const int l_Every = 4;  // the sanitizers' build takes every fourth point: the states are the release's
+#else
+  const int l_Every = 1;
+#endif
+  int l_Points = 0;
+  for (const auto& [l_Call, l_Count] : l_Calls)
+    for (int l_At = 1; l_At <= l_Count; ++l_At) {
+      SCOPED_TRACE(l_Call + " #" + std::to_string(l_At));
+      if (l_Points++ % l_Every != 0) continue;
+      Fresh(l_Template);
+      // Killed before the call: readers still find whole keys, then the next command recovers.
+      EXPECT_EQ(Traced({"-o", "/dev/null", "-e", "trace=" + l_Call, "-e",
+                        "inject=" + l_Call + ":signal=KILL:when=" + std::to_string(l_At)})
+                    .m_Status,
+                -1);
+      EXPECT_RUN(Reg({"export", "HKLM", m_Dir + "/seen.json"}), 0, "", "");
+      EXPECT_EQ(Reg({"recover"}).m_Status, 0);
+      std::vector<std::string> l_After = Snapshot();
+      EXPECT_TRUE(l_After == l_Old || l_After == l_New);
+      if (l_Call != "write" && l_Call != "pwrite64" && l_Call != "fsync" && l_Call != "fdatasync") continue;
+      // Failed at the call: status 1 and one line with the system's reason; the old registry,
+      // unless the change had passed its commit point, and then the new one once recovered.
+      for (int l_Errno : {ENOSPC, EIO}) {
+        Fresh(l_Template);
+        KELRegOutcome l_Run = Traced({"-o", "/dev/null", "-e", "trace=" + l_Call, "-e",
+                                      "inject=" + l_Call + ":error=" + (l_Errno == EIO ? "EIO" : "ENOSPC") +
+                                          ":when=" + std::to_string(l_At)});
+        std::vector<std::string> l_Now = Snapshot();
+        EXPECT_EQ(l_Run.m_Status, 1);
+        EXPECT_NE(l_Run.m_Err.find(std::strerror(l_Errno)), std::string::npos) << l_Run.m_Err;
+        EXPECT_EQ(std::count(l_Run.m_Err.begin(), l_Run.m_Err.end(), '\n'), 1) << l_Run.m_Err;
+        const bool l_Committed = l_Run.m_Err.find("committed") != std::string::npos;
+        EXPECT_EQ(Reg({"recover"}).m_Status, 0);
+        EXPECT_EQ(Snapshot(), l_Committed ? l_New : l_Old) << l_Run.m_Err;
+        if (!l_Committed) {
+          EXPECT_EQ(l_Now, l_Old);
+        }
+      }
+    }
+  EXPECT_GT(l_Points, 5);
+}
+
+const std::string k_Q4 = "HKLM\\SOFTWARE\\Quorvane\\Q4";
+
+INSTANTIATE_TEST_SUITE_P(
+    Writes, KELRegCrash,
+    ::testing::Values(
+        CrashCase{"AddLongerValue",
+                  {"add", k_Q4 + "\\B419\\Desktop\\X1", "-v", "Path", "-d", std::string(300, 'p')}},
+        CrashCase{
+            "AddKeyWithParents",
+            {"add", k_Q4 + "\\B700\\Lab\\N1", "-v", "Path", "-d", "/n", "-v", "SPlevel", "-d", "700.1"}},
+        CrashCase{"DeleteValue", {"delete", k_Q4 + "\\B419\\Desktop\\X1", "-v", "SPlevel"}},
+        CrashCase{"DeleteTree", {"delete", k_Q4 + "\\B601", "-r"}},
+        CrashCase{"CopyTree", {"copy", k_Q4 + "\\B600", k_Q4 + "\\B419\\Copy", "-s"}},
+        CrashCase{
+            "ImportTree",
+            {"import"},
+            "{\"Key\": \"HKLM\\\\SOFTWARE\\\\Quorvane\\\\Q4\", \"Subkeys\": {\"B602\": {\"Subkeys\": "
+            "{\"Desktop\": "
+            "{\"Values\": {\"N\": [1, 5]}, \"Subkeys\": {\"I9\": {\"Values\": {\"Path\": [3, \"/i9\"]}}}}}}, "
+            "\"B800\": {\"Subkeys\": {\"Server\": {\"Subkeys\": {\"S\": {}}}}}}}"}),
+    [](const ::testing::TestParamInfo<CrashCase>& iInfo) { return iInfo.param.m_Name; });
+
+// Damaged and half-made registries: what check reports, what --repair does, and that nothing else
+// is touched.
+struct Damage {
+  std::string m_Name;
+  std::function<void(const std::string& iDesktop)> m_Make;
+  std::string m_Report;  // the line check writes for it (the root replaced by ROOT)
+  std::string m_After;   // what check still reports after --repair
+};
+void PrintTo(const Damage& iCase, std::ostream* oOut) { *oOut << iCase.m_Name; }
+
+class KELRegCheck : public KELRegTest, public ::testing::WithParamInterface<Damage> {
+ protected:
+  std::string Shown(std::string iText) const {
+    for (size_t l_At; (l_At = iText.find(m_Root)) != std::string::npos;)
+      iText.replace(l_At, m_Root.size(), "ROOT");
+    return iText;
+  }
+};
+
+const std::string k_X1 = k_Q4 + "\\B419\\Desktop\\X1";
+
+TEST_P(KELRegCheck, ReportsEachProblemAndRepairsWhatItCan) {
+  // Installations whose Path is a folder here, so that only the damage made below is reported.
+  ASSERT_EQ(Reg({"add", k_X1, "-v", "Path", "-d", m_Dir, "-v", "SPlevel", "-d", "419.1"}).m_Err, "");
+  ASSERT_EQ(Reg({"add", k_Q4 + "\\B419\\Desktop\\X2", "-v", "Path", "-d", m_Dir}).m_Err, "");
+  EXPECT_RUN(Reg({"check"}), 0, "", "");
+  const std::string l_Desktop = m_Root + "/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop";
+  GetParam().m_Make(l_Desktop);
+  const std::string l_X2 = KELRegReadFile(l_Desktop + "/X2.json");
+  KELRegOutcome l_Check = Reg({"check"});
+  EXPECT_EQ(l_Check.m_Status, 1);
+  EXPECT_EQ(Shown(l_Check.m_Out), GetParam().m_Report);
+  KELRegOutcome l_Repair = Reg({"check", k_Q4, "--repair", "--json"});
+  EXPECT_EQ(l_Repair.m_Status, 1);
+  // Every problem but an orphan is repaired.
+  EXPECT_EQ(l_Repair.m_Out.find("\"repair\": \"") != std::string::npos,
+            GetParam().m_After != GetParam().m_Report)
+      << l_Repair.m_Out;
+  EXPECT_EQ(Shown(Reg({"check"}).m_Out), GetParam().m_After);
+  EXPECT_EQ(KELRegReadFile(l_Desktop + "/X2.json"), l_X2);
+}
+
+const std::string k_Line = k_X1 + ": damaged: ";
+const std::string k_File = " (ROOT/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/X1.json)\n";
+const std::string k_NoPath =
+    k_X1 + ": null-path: installation without a Path (listed with a null path)" + k_File;
+
+INSTANTIATE_TEST_SUITE_P(
+    Registries, KELRegCheck,
+    ::testing::Values(
+        Damage{"CutShort",
+               [](const std::string& iDesktop) {
+                 KELRegWriteFile(iDesktop + "/X1.json",
+                                 "{\"Version\":\"1.0\",\"X1\":{\"Path\":[3,\"/opt/x\"],\"SP");
+               },
+               k_Line + "not valid JSON at line 1, column 44" + k_File, k_NoPath},
+        Damage{"OverTheCap",
+               [](const std::string& iDesktop) {
+                 KELRegWriteFile(iDesktop + "/X1.json", std::string((1 << 20) + 1, ' '));
+               },
+               k_Line + "1048577 bytes, over the limit of 1048576" + k_File, k_NoPath},
+        Damage{"TooDeep",
+               [](const std::string& iDesktop) {
+                 KELRegWriteFile(iDesktop + "/X1.json",
+                                 "{\"X1\":" + std::string(1200, '[') + std::string(1200, ']') + "}");
+               },
+               k_Line + "nested deeper than 1000 levels at line 1, column 1006" + k_File, k_NoPath},
+        Damage{"FileWithoutFolder", [](const std::string& iDesktop) { fs::remove(iDesktop + "/X1"); },
+               k_X1 + ": half-made: key file without its folder (the key is not listed)" + k_File, ""},
+        Damage{
+            "FolderWithoutFile",
+            [](const std::string& iDesktop) {
+              fs::remove(iDesktop + "/X1.json");
+              fs::create_directory(iDesktop + "/X1/Sub");
+            },
+            k_X1 +
+                ": half-made: key folder without its key file (the key and its subkeys are not listed) "
+                "(ROOT/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/X1)\n" +
+                k_X1 +
+                "\\Sub: half-made: key folder without its key file (the key and its subkeys are not listed) "
+                "(ROOT/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/X1/Sub)\n",
+            k_NoPath},
+        Damage{"Leftover",
+               [](const std::string& iDesktop) { KELRegWriteFile(iDesktop + "/.X1.json.kelreg", "{"); },
+               "ROOT/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/.X1.json.kelreg: leftover: left by an "
+               "interrupted change\n",
+               ""},
+        Damage{"Interrupted",
+               [](const std::string& iDesktop) {
+                 const std::string l_Below = "HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/";
+                 KELRegWriteFile(iDesktop + "/.X1.json.kelreg", "{\"Version\":\"1.0\",\"X1\":{}}");
+                 KELRegWriteFile(iDesktop + "/../../../../../../.KELReg/journal",
+                                 "KELSysRegChange C\nF " + std::to_string(l_Below.size() + 15) + ":" +
+                                     l_Below + ".X1.json.kelreg " + std::to_string(l_Below.size() + 7) + ":" +
+                                     l_Below + "X1.json\nend\n");
+               },
+               "ROOT/.KELReg/journal: interrupted: a change was cut off after its commit point (it will be "
+               "finished)\nROOT/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/.X1.json.kelreg: leftover: left by an "
+               "interrupted change\n",
+               k_NoPath},
+        Damage{"Orphan",
+               [](const std::string& iDesktop) {
+                 KELRegWriteFile(iDesktop + "/X1.json",
+                                 "{\"Version\":\"1.0\",\"X1\":{\"Path\":[3,\"/no/such\"]}}");
+               },
+               k_X1 + ": orphan: installation whose Path /no/such is not a folder here" + k_File,
+               k_X1 + ": orphan: installation whose Path /no/such is not a folder here" + k_File}),
+    [](const ::testing::TestParamInfo<Damage>& iInfo) { return iInfo.param.m_Name; });
+
+TEST_F(KELRegTest, ADamagedKeyIsRefusedByEveryCommandButDeleteAndItsBytesStay) {
+  ASSERT_EQ(Reg({"add", "HKLM\\A\\Bad\\Sub", "-v", "V", "-d", "v"}).m_Err, "");
+  const std::string l_File = m_Root + "/HKLM/A/Bad.json",
+                    l_Text = "{\"Version\":\"1.0\",\"Bad\":{\"V\":[3,\"v";
+  KELRegWriteFile(l_File, l_Text);
+  const std::string l_Why = "KELReg: HKLM\\A\\Bad: " + l_File + ": not valid JSON at line 1, column 32\n";
+  for (const std::vector<std::string>& l_Args :
+       std::vector<std::vector<std::string>>{{"query", "HKLM\\A\\Bad"},
+                                             {"query", "HKLM\\A\\Bad", "-v", "V"},
+                                             {"export", "HKLM\\A"},
+                                             {"add", "HKLM\\A\\Bad", "-v", "New", "-d", "v"},
+                                             {"delete", "HKLM\\A\\Bad", "-v", "V"},
+                                             {"copy", "HKLM\\A\\Bad\\Sub", "HKLM\\A\\Bad"}}) {
+    SCOPED_TRACE(l_Args[0]);
+    EXPECT_RUN(Reg(l_Args), 1, "", l_Why);
+    EXPECT_EQ(KELRegReadFile(l_File), l_Text);
+  }
+  EXPECT_RUN(Reg({"import"}, "{\"Key\": \"HKLM\\\\A\\\\Bad\", \"Values\": {\"W\": [3, \"w\"]}}"), 1, "",
+             l_Why);
+  EXPECT_RUN(Reg({"delete", "HKLM\\A\\Bad", "-r"}), 0, "", "");
+  EXPECT_FALSE(fs::exists(l_File));
+}
+
+}  // namespace
