@@ -284,3 +284,58 @@ TEST_F(KELRegTest, ADamagedKeyIsRefusedByEveryCommandButDeleteAndItsBytesStay) {
 }
 
 }  // namespace
+
+namespace {
+
+// Hostile trees: links planted in a hive lead no write outside the registry.
+struct Hostile {
+  std::string m_Name;
+  std::string m_Link;    // below the root: what is replaced by a link
+  std::string m_Target;  // where it points ("" for itself: a loop)
+};
+void PrintTo(const Hostile& iCase, std::ostream* oOut) { *oOut << iCase.m_Name; }
+
+class KELRegHostile : public KELRegTest, public ::testing::WithParamInterface<Hostile> {};
+
+TEST_P(KELRegHostile, NoCommandWritesThroughALink) {
+  const std::string l_Outside = m_Dir + "/outside";
+  fs::create_directories(l_Outside + "/dir/Victim");
+  KELRegWriteFile(l_Outside + "/file.json", "{\"Version\":\"1.0\",\"B\":{\"V\":[3,\"precious\"]}}");
+  KELRegWriteFile(l_Outside + "/dir/Victim.json", "");
+  KELRegWriteFile(l_Outside + "/dir/Victim/data.txt", "precious");
+  ASSERT_EQ(Reg({"add", "HKLM\\A\\B\\C", "-v", "V", "-d", "v"}).m_Err, "");
+  const std::string l_Link = m_Root + "/" + GetParam().m_Link;
+  fs::remove_all(l_Link);
+  fs::create_symlink(GetParam().m_Target.empty() ? l_Link : l_Outside + "/" + GetParam().m_Target, l_Link);
+  const std::vector<std::string> l_Before = Snapshot(l_Outside);
+  // Writes into the key behind the link, or below it, are refused, naming the link.
+  const std::string l_Refused = ": " + l_Link + ": a link, refused\n";
+  EXPECT_RUN(Reg({"add", "HKLM\\A\\B", "-v", "Evil", "-d", "pwned"}), 1, "",
+             "KELReg: HKLM\\A\\B" + l_Refused);
+  EXPECT_RUN(Reg({"import"}, "{\"Key\": \"HKLM\\\\A\\\\B\\\\Victim\", \"Values\": {\"E\": [3, \"x\"]}}"), 1,
+             "", "KELReg: HKLM\\A\\B\\Victim" + l_Refused);
+  // Whatever else is tried, nothing outside changes.
+  for (const std::vector<std::string>& l_Args :
+       std::vector<std::vector<std::string>>{{"add", "HKLM\\A\\B\\New\\Deeper"},
+                                             {"delete", "HKLM\\A\\B", "-v", "V"},
+                                             {"delete", "HKLM\\A\\B\\C", "-r"},
+                                             {"copy", "HKLM\\A", "HKLM\\A\\B\\Copy", "-s"},
+                                             {"check", "--repair"},
+                                             {"delete", "HKLM\\A", "-r"}}) {
+    SCOPED_TRACE(l_Args[0] + " " + l_Args[1]);
+    Reg(l_Args);
+    EXPECT_EQ(Snapshot(l_Outside), l_Before);
+  }
+  // A link below a key that is deleted went with it; one above it stays.
+  EXPECT_EQ(fs::is_symlink(l_Link), !GetParam().m_Link.starts_with("HKLM/A/"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Links, KELRegHostile,
+                         ::testing::Values(Hostile{"KeyFileToAFile", "HKLM/A/B.json", "file.json"},
+                                           Hostile{"KeyFolderToAFolder", "HKLM/A/B", "dir"},
+                                           Hostile{"ParentFolderToAFolder", "HKLM/A", "dir"},
+                                           Hostile{"HiveFolderToAFolder", "HKLM", "dir"},
+                                           Hostile{"KeyFolderLoop", "HKLM/A/B", ""}),
+                         [](const ::testing::TestParamInfo<Hostile>& iInfo) { return iInfo.param.m_Name; });
+
+}  // namespace
