@@ -10,6 +10,10 @@
 #include <sstream>
 #include <string>
 
+#if __has_include("KELInsRegChange.h")
+#include "KELInsRegChange.h"
+#define KEL_BENCH_CHANGES 1
+#endif
 #include "KELInsRegCommand.h"
 #include "KELInsRegKey.h"
 #include "KELInsRegTree.h"
@@ -95,6 +99,75 @@ void BM_AddCommand(benchmark::State& ioState) {
     benchmark::DoNotOptimize(KELInsRegCommand(int(std::size(l_Argv)), l_Argv, l_In, l_Out, l_Err));
 }
 BENCHMARK(BM_AddCommand);
+
+// 28 keys of installations under one new build level: the level, 3 types and 8 identifiers of each,
+// with a path and a hotfix level; written in one import, or by 28 adds, each a change of its own
+// (arg 1: with the syncs that make a change durable; 0: without, to see what they cost).
+KELInsRegTree Level28() {
+  KELInsRegTree l_Level;
+  for (const char* l_Type : {"Desktop", "Server", "Viewer"}) {
+    KELInsRegSubkey l_TypeKey{l_Type, {}};
+    for (int l_Id = 0; l_Id < 8; ++l_Id) {
+      KELInsRegTree l_Install;
+      l_Install.m_Values.push_back(
+          {"Path", KELInsRegKey::TypeString, 0, {"/opt/Quorvane/B900/" + std::to_string(l_Id)}});
+      l_Install.m_Values.push_back({"SPlevel", KELInsRegKey::TypeString, 0, {"900.1"}});
+      l_TypeKey.m_Tree.m_Subkeys.push_back({"X" + std::to_string(l_Id), std::move(l_Install)});
+    }
+    l_Level.m_Subkeys.push_back(std::move(l_TypeKey));
+  }
+  return l_Level;
+}
+
+void Sync(benchmark::State& ioState) {
+#ifdef KEL_BENCH_CHANGES
+  KELInsRegChange::SetSyncForBench(ioState.range(0) != 0);
+#else
+  (void)ioState;  // the build before changes were made all at once synced nothing
+#endif
+}
+
+// Removes what an iteration wrote, outside the time measured; the syncs are back on after the last.
+void RemoveLevel(benchmark::State& ioState) {
+  ioState.PauseTiming();
+  std::filesystem::remove_all(TheRegistry().Root() + "/HKLM/SOFTWARE/Quorvane/Q4/B900");
+  std::filesystem::remove(TheRegistry().Root() + "/HKLM/SOFTWARE/Quorvane/Q4/B900.json");
+#ifdef KEL_BENCH_CHANGES
+  if (ioState.iterations() + 1 >= ioState.max_iterations) KELInsRegChange::SetSyncForBench(true);
+#endif
+  ioState.ResumeTiming();
+}
+
+void BM_Import28Keys(benchmark::State& ioState) {
+  TheRegistry();
+  Sync(ioState);
+  std::string l_Why;
+  KELInsRegKeyName l_Name = *KELInsRegKeyName::Parse("HKLM\\SOFTWARE\\Quorvane\\Q4\\B900", l_Why);
+  const KELInsRegTree l_Tree = Level28();
+  for (auto l_ : ioState) {
+    KELInsRegWriteTree(l_Name, l_Tree);
+    RemoveLevel(ioState);
+  }
+}
+BENCHMARK(BM_Import28Keys)->Arg(1)->Arg(0)->Unit(benchmark::kMicrosecond);
+
+void BM_Add28Keys(benchmark::State& ioState) {
+  TheRegistry();
+  Sync(ioState);
+  std::string l_Why;
+  const KELInsRegTree l_Tree = Level28();
+  KELInsRegKeyName l_Level = *KELInsRegKeyName::Parse("HKLM\\SOFTWARE\\Quorvane\\Q4\\B900", l_Why);
+  for (auto l_ : ioState) {
+    KELInsRegWriteTree(l_Level, KELInsRegTree());
+    for (const KELInsRegSubkey& l_Type : l_Tree.m_Subkeys) {
+      KELInsRegWriteTree(l_Level.Child(l_Type.m_Name), KELInsRegTree());
+      for (const KELInsRegSubkey& l_Install : l_Type.m_Tree.m_Subkeys)
+        KELInsRegWriteTree(l_Level.Child(l_Type.m_Name).Child(l_Install.m_Name), l_Install.m_Tree);
+    }
+    RemoveLevel(ioState);
+  }
+}
+BENCHMARK(BM_Add28Keys)->Arg(1)->Arg(0)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 

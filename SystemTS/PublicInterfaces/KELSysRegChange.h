@@ -105,6 +105,7 @@ class KELSysRegChange {
 
   struct Node;
   struct Step;
+  struct Folders;
 
  private:
   KELSysResult Fail(int iErrno, const std::string& iWhat);
@@ -123,6 +124,7 @@ class KELSysRegChange {
   std::string m_HiveName;                      // "HKLM", ...
   std::vector<std::unique_ptr<Node>> m_Nodes;  // in the order they were first asked for
   std::map<std::string, Node*> m_ByPath;       // by path below the root ("HKLM/A/B")
+  std::unique_ptr<Folders> m_Folders;          // the folders it opened
   std::vector<std::string> m_Removed;          // keys to remove, by path below the root
   int m_Error = 0;
   std::string m_Why;

@@ -61,23 +61,54 @@ std::string Parent(const std::string& iPath) {
 std::string Base(const std::string& iPath) { return std::string(KELSysRegBaseName(iPath)); }
 std::string Hidden(const std::string& iName, const char* iSuffix) { return "." + iName + iSuffix; }
 
-// The folder iPath below iRootFd ("" for the root itself), every component looked up without
-// following links: a link on the way fails with ELOOP, anything but a folder with ENOTDIR.
-int OpenFolder(int iRootFd, const std::string& iPath) {
-  int l_Fd = openat(iRootFd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  for (size_t l_Start = 0; l_Fd >= 0 && l_Start < iPath.size();) {
-    size_t l_End = iPath.find('/', l_Start);
-    if (l_End == std::string::npos) l_End = iPath.size();
-    std::string l_Name = iPath.substr(l_Start, l_End - l_Start);
-    int l_Next = openat(l_Fd, l_Name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    int l_Error = errno;
-    close(l_Fd);
-    errno = l_Error;
-    l_Fd = l_Next;
-    l_Start = l_End + 1;
+}  // namespace
+
+// The folders below the root that a change uses, each opened once, a component at a time and never
+// through a link (a link on the way fails with ELOOP, anything but a folder with ENOTDIR), and kept
+// until the change ends or the cache fills up.
+struct KELSysRegChange::Folders {
+  explicit Folders(int iRootFd) : m_Root(iRootFd) {}
+  ~Folders() { Clear(); }
+  Folders(const Folders&) = delete;
+  Folders& operator=(const Folders&) = delete;
+
+  // A descriptor of the folder iPath ("" for the root), owned by the cache; -1 with errno set.
+  int Get(const std::string& iPath) {
+    if (iPath.empty()) return m_Root;
+    auto l_Found = m_Fds.find(iPath);
+    if (l_Found != m_Fds.end()) return l_Found->second;
+    if (m_Fds.size() >= 256) Clear();
+    size_t l_Slash = iPath.rfind('/');
+    int l_Up = Get(l_Slash == std::string::npos ? std::string() : iPath.substr(0, l_Slash));
+    if (l_Up < 0) return -1;
+    const char* l_Name = iPath.c_str() + (l_Slash == std::string::npos ? 0 : l_Slash + 1);
+    int l_Fd = openat(l_Up, l_Name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (l_Fd >= 0) m_Fds.emplace(iPath, l_Fd);
+    return l_Fd;
   }
-  return l_Fd;
-}
+  // Forgets iPath and the folders below it: renamed or removed.
+  void Forget(const std::string& iPath) {
+    for (auto l_It = m_Fds.lower_bound(iPath); l_It != m_Fds.end() && l_It->first.starts_with(iPath);) {
+      if (l_It->first.size() != iPath.size() && l_It->first[iPath.size()] != '/') {
+        ++l_It;
+        continue;
+      }
+      close(l_It->second);
+      l_It = m_Fds.erase(l_It);
+    }
+  }
+  void Clear() {
+    for (auto& [l_Path, l_Fd] : m_Fds) close(l_Fd);
+    m_Fds.clear();
+  }
+
+  int m_Root;
+  std::map<std::string, int> m_Fds;
+};
+
+namespace {
+
+using Folders = KELSysRegChange::Folders;
 
 // The type of iName in iDirFd, not following a link: S_IFDIR, S_IFREG, S_IFLNK, another type, or 0
 // when there is none (-1 with errno for another failure).
@@ -87,9 +118,11 @@ int TypeAt(int iDirFd, const std::string& iName) {
   return errno == ENOENT ? 0 : -1;
 }
 
-// Writes iText as the new file iName in iDirFd (a leftover of that name goes first) and syncs it.
-int WriteNew(int iDirFd, const std::string& iName, const std::string& iText, const struct stat* iLike) {
-  if (unlinkat(iDirFd, iName.c_str(), 0) != 0 && errno != ENOENT) return -1;
+// Writes iText as the new file iName in iDirFd (a leftover of that name goes first, unless iFresh:
+// the folder was just made) and syncs it.
+int WriteNew(int iDirFd, const std::string& iName, const std::string& iText, const struct stat* iLike,
+             bool iFresh = false) {
+  if (!iFresh && unlinkat(iDirFd, iName.c_str(), 0) != 0 && errno != ENOENT) return -1;
   Fd l_Fd(openat(iDirFd, iName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
   if (l_Fd < 0) return -1;
   // A key file that is replaced keeps its mode, and its owner where the process may give it.
@@ -233,48 +266,52 @@ std::string ReadAll(int iFd) {
 
 // Does the steps of a committed journal, each one again where it was done already, and syncs every
 // folder they changed. 0, or -1 with errno and oFailed naming the path.
-int Finish(int iRootFd, const std::vector<Step>& iSteps, std::string& oFailed) {
+int Finish(Folders& ioFolders, const std::vector<Step>& iSteps, std::string& oFailed) {
   std::set<std::string> l_Changed;
   for (const Step& l_Step : iSteps) {
     oFailed = l_Step.m_To;
     const std::string l_Folder = Parent(l_Step.m_To), l_Name = Base(l_Step.m_To);
-    Fd l_Dir(OpenFolder(iRootFd, l_Folder));
+    int l_Dir = ioFolders.Get(l_Folder);
     if (l_Dir < 0) return -1;
     if (l_Step.m_Kind == 'R') {
       const std::string l_Removed = Hidden(l_Name, ".kelreg-removed");
       // The folder goes first, so that the key stops showing at once; a step done again finds it
       // gone already.
       if (RemoveAt(l_Dir, l_Removed) != 0) return -1;
+      ioFolders.Forget(l_Step.m_To);
       if (renameat(l_Dir, l_Name.c_str(), l_Dir, l_Removed.c_str()) != 0 && errno != ENOENT) return -1;
       if (unlinkat(l_Dir, (l_Name + ".json").c_str(), 0) != 0 && errno != ENOENT) return -1;
       if (RemoveAt(l_Dir, l_Removed) != 0) return -1;
-    } else if (renameat(l_Dir, Base(l_Step.m_From).c_str(), l_Dir, l_Name.c_str()) != 0 && errno != ENOENT) {
-      return -1;
+    } else {
+      ioFolders.Forget(l_Step.m_From);
+      if (renameat(l_Dir, Base(l_Step.m_From).c_str(), l_Dir, l_Name.c_str()) != 0 && errno != ENOENT)
+        return -1;
     }
     l_Changed.insert(l_Folder);
   }
   for (const std::string& l_Folder : l_Changed) {
     oFailed = l_Folder;
-    Fd l_Dir(OpenFolder(iRootFd, l_Folder));
+    int l_Dir = ioFolders.Get(l_Folder);
     if (l_Dir < 0 || Sync(l_Dir) != 0) return -1;
   }
   return 0;
 }
 
 // Removes the hidden names of a change that did not reach its commit point.
-int RollBack(int iRootFd, const std::vector<Step>& iSteps, std::string& oFailed) {
+int RollBack(Folders& ioFolders, const std::vector<Step>& iSteps, std::string& oFailed) {
   std::set<std::string> l_Changed;
   for (const Step& l_Step : iSteps) {
     if (l_Step.m_Kind == 'R') continue;
     oFailed = l_Step.m_From;
-    Fd l_Dir(OpenFolder(iRootFd, Parent(l_Step.m_From)));
+    int l_Dir = ioFolders.Get(Parent(l_Step.m_From));
     if (l_Dir < 0 && errno == ENOENT) continue;
+    ioFolders.Forget(l_Step.m_From);
     if (l_Dir < 0 || RemoveAt(l_Dir, Base(l_Step.m_From)) != 0) return -1;
     l_Changed.insert(Parent(l_Step.m_From));
   }
   for (const std::string& l_Folder : l_Changed) {
     oFailed = l_Folder;
-    Fd l_Dir(OpenFolder(iRootFd, l_Folder));
+    int l_Dir = ioFolders.Get(l_Folder);
     if (l_Dir < 0 || Sync(l_Dir) != 0) return -1;
   }
   return 0;
@@ -337,8 +374,9 @@ int RecoverLocked(Registry& ioRegistry, std::string& oWhat, std::string& oFailed
   std::vector<Step> l_Steps;
   char l_State = ParseJournal(l_Text, l_Steps);
   // A journal cut short was being written: nothing had been staged yet.
-  int l_Rc = l_State == 'C'   ? Finish(ioRegistry.m_RootFd, l_Steps, oFailed)
-             : l_State == 'P' ? RollBack(ioRegistry.m_RootFd, l_Steps, oFailed)
+  Folders l_Folders(ioRegistry.m_RootFd);
+  int l_Rc = l_State == 'C'   ? Finish(l_Folders, l_Steps, oFailed)
+             : l_State == 'P' ? RollBack(l_Folders, l_Steps, oFailed)
                               : 0;
   if (l_Rc != 0) {
     oFailed = PathText(ioRegistry.m_Root, oFailed);
@@ -378,6 +416,7 @@ void KELSysRegChange::Drop() {
   m_Nodes.clear();
   m_ByPath.clear();
   m_Removed.clear();
+  m_Folders.reset();
   if (m_Journal >= 0) close(m_Journal);  // and with it the change lock
   if (m_RootFd >= 0) close(m_RootFd);
   m_Journal = m_RootFd = -1;
@@ -414,6 +453,7 @@ KELSysResult KELSysRegChange::Begin(int iHive, std::string* oRecovered) {
   if (oRecovered) *oRecovered = l_What;
   std::swap(m_RootFd, l_Registry.m_RootFd.m_Fd);
   std::swap(m_Journal, l_Registry.m_Journal.m_Fd);
+  m_Folders = std::make_unique<Folders>(m_RootFd);
   return KEL_S_OK;
 }
 
@@ -453,7 +493,7 @@ KELSysResult KELSysRegChange::OpenKey(const MORUnicodeString& iKeyPath, bool iCr
       l_New->m_Parent = l_Parent;
       if (!l_Parent || l_Parent->m_HasFolder) {
         const std::string l_Folder = Parent(l_Path), l_Name = Base(l_Path);
-        Fd l_Dir(OpenFolder(m_RootFd, l_Folder));
+        int l_Dir = m_Folders->Get(l_Folder);
         if (l_Dir < 0) {
           m_ByPath.erase(l_Path);
           return errno == ELOOP ? Refuse(PathText(m_Root, l_Folder) + ": a link, refused")
@@ -500,7 +540,7 @@ KELSysResult KELSysRegChange::Ready(Node& ioNode) {
     ioNode.m_Ready = true;
     return KEL_S_OK;
   }
-  Fd l_Dir(OpenFolder(m_RootFd, Parent(l_File)));
+  int l_Dir = m_Folders->Get(Parent(l_File));
   if (l_Dir < 0) return Fail(errno, Parent(l_File));
   const std::string l_Name = Base(l_File);
   int l_Fd = openat(l_Dir, l_Name.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
@@ -537,7 +577,7 @@ KELSysResult KELSysRegChange::RemoveKey(const MORUnicodeString& iKeyPath, bool i
   if (l_Length == 0 || ("/" + l_Path + "/").find("/../") != std::string::npos ||
       ("/" + l_Path + "/").find("/./") != std::string::npos || l_Path.find("//") != std::string::npos)
     return Refuse("'" + std::string(l_Bytes, l_Length) + "' cannot name a key");
-  Fd l_Dir(OpenFolder(m_RootFd, Parent(l_Path)));
+  int l_Dir = m_Folders->Get(Parent(l_Path));
   if (l_Dir < 0 && errno == ENOENT) return KEL_E_FAIL;
   if (l_Dir < 0)
     return errno == ELOOP ? Refuse(PathText(m_Root, Parent(l_Path)) + ": a link, refused")
@@ -613,11 +653,12 @@ KELSysResult KELSysRegChange::Stage(const std::vector<Step>& iSteps) {
     const std::string l_Where = l_ParentThere ? Parent(l_Node.m_Path) : Physical(*l_Node.m_Parent);
     const std::string l_Name = Base(l_Node.m_Path);
     if (!l_Node.m_WriteFile && l_Node.m_HasFolder) continue;
-    Fd l_Dir(OpenFolder(m_RootFd, l_Where));
+    int l_Dir = m_Folders->Get(l_Where);
     if (l_Dir < 0) return Fail(errno, l_Where);
     if (l_Node.m_WriteFile) {
       const std::string l_File = l_ParentThere ? Hidden(l_Name + ".json", ".kelreg") : l_Name + ".json";
-      if (WriteNew(l_Dir, l_File, l_Node.m_Text, l_Node.m_HasFile ? &l_Node.m_FileStat : nullptr) != 0)
+      if (WriteNew(l_Dir, l_File, l_Node.m_Text, l_Node.m_HasFile ? &l_Node.m_FileStat : nullptr,
+                   !l_ParentThere) != 0)
         return Fail(errno, (l_Where.empty() ? "" : l_Where + "/") + l_File);
     }
     if (!l_Node.m_HasFolder) {
@@ -630,7 +671,7 @@ KELSysResult KELSysRegChange::Stage(const std::vector<Step>& iSteps) {
   }
   // The hidden names must outlast a power cut for the journal's steps to find them.
   for (const std::string& l_Folder : l_Synced) {
-    Fd l_Dir(OpenFolder(m_RootFd, l_Folder));
+    int l_Dir = m_Folders->Get(l_Folder);
     if (l_Dir < 0 || Sync(l_Dir) != 0) return Fail(errno, l_Folder);
   }
   return KEL_S_OK;
@@ -659,7 +700,7 @@ KELSysResult KELSysRegChange::Commit() {
   l_Rc = Stage(l_Steps);
   if (l_Rc != KEL_S_OK) {
     std::string l_Failed;
-    if (RollBack(m_RootFd, l_Steps, l_Failed) == 0) Clear(m_Journal);
+    if (RollBack(*m_Folders, l_Steps, l_Failed) == 0) Clear(m_Journal);
     Drop();
     return l_Rc;
   }
@@ -673,7 +714,7 @@ KELSysResult KELSysRegChange::Commit() {
     const char l_Pending = 'P';
     std::string l_Failed;
     if (pwrite(m_Journal, &l_Pending, 1, l_Mark) == 1 && (!s_Sync || fdatasync(m_Journal) == 0) &&
-        RollBack(m_RootFd, l_Steps, l_Failed) == 0)
+        RollBack(*m_Folders, l_Steps, l_Failed) == 0)
       Clear(m_Journal);
     else
       m_Why += " (the change may be committed: the next change finishes it or takes it back)";
@@ -683,7 +724,7 @@ KELSysResult KELSysRegChange::Commit() {
   // 4. The steps, then the journal emptied. A failure from here on leaves a committed change that
   // the next one finishes.
   std::string l_Failed;
-  if (Finish(m_RootFd, l_Steps, l_Failed) != 0)
+  if (Finish(*m_Folders, l_Steps, l_Failed) != 0)
     l_Rc = Fail(errno, l_Failed);
   else if (Clear(m_Journal) != 0)
     l_Rc = Fail(errno, l_JournalPath);
@@ -709,7 +750,7 @@ KELSysResult KELSysRegChange::Replace(int iDirFd, const std::string& iPath, cons
 KELSysResult KELSysRegChange::Quarantine(const std::string& iKey, std::string& oWhere) {
   if (m_RootFd < 0) return Refuse("no change begun");
   const std::string l_File = iKey + ".json";
-  Fd l_Dir(OpenFolder(m_RootFd, Parent(l_File)));
+  int l_Dir = m_Folders->Get(Parent(l_File));
   if (l_Dir < 0) return Fail(errno, Parent(l_File));
   if (TypeAt(l_Dir, Base(l_File)) != S_IFREG)
     return Refuse(PathText(m_Root, l_File) + ": not a regular file");
@@ -724,12 +765,12 @@ KELSysResult KELSysRegChange::Quarantine(const std::string& iKey, std::string& o
   for (size_t l_Start = 0; l_Start <= l_Parents.size();) {
     size_t l_End = std::min(l_Parents.find('/', l_Start), l_Parents.size());
     const std::string l_Step = l_Parents.substr(0, l_End);
-    Fd l_Up(OpenFolder(m_RootFd, Parent(l_Step)));
+    int l_Up = m_Folders->Get(Parent(l_Step));
     if (l_Up < 0 || (mkdirat(l_Up, Base(l_Step).c_str(), 0700) != 0 && errno != EEXIST) || Sync(l_Up) != 0)
       return Fail(errno, l_Step);
     l_Start = l_End + 1;
   }
-  Fd l_Target(OpenFolder(m_RootFd, l_Parents));
+  int l_Target = m_Folders->Get(l_Parents);
   if (l_Target < 0) return Fail(errno, l_Parents);
   // Linked where the file system allows it, else copied: the bytes are kept either way.
   if (linkat(l_Dir, Base(l_File).c_str(), l_Target, Base(l_File).c_str(), 0) != 0) {
@@ -756,7 +797,7 @@ KELSysResult KELSysRegChange::RemoveLeftover(const std::string& iName) {
   if (m_RootFd < 0) return Refuse("no change begun");
   if (!IsChangeName(Base(iName)))
     return Refuse(PathText(m_Root, iName) + ": not a name that a change leaves");
-  Fd l_Dir(OpenFolder(m_RootFd, Parent(iName)));
+  int l_Dir = m_Folders->Get(Parent(iName));
   if (l_Dir < 0 || RemoveAt(l_Dir, Base(iName)) != 0 || Sync(l_Dir) != 0) return Fail(errno, iName);
   return KEL_S_OK;
 }
