@@ -117,7 +117,14 @@ std::string KELInsRegKeyError::Reason() const {
   uint32_t l_Bits = static_cast<uint32_t>(m_Result);
   // Failed system calls come as 0x8007 and their errno; the registry's own refusals have no reason.
   if ((l_Bits & 0xFFFF0000u) != 0x80070000u || m_Result == KEL_E_INVALIDARG) return "";
-  if (m_Result == KEL_E_ACCESSDENIED) return std::strerror(EACCES);
+  // The registry refuses a change with the code that a failed system call gives for EIO (5): from an
+  // operation that only makes system calls, that code is the input/output error.
+  if (m_Result == KEL_E_ACCESSDENIED) {
+    const std::string_view l_What = what();
+    for (const char* l_Operation : {"OpenKey - ", "CreateKey - ", "GetSubkeys - ", "CloseKey - "})
+      if (l_What.starts_with(l_Operation)) return std::strerror(EIO);
+    return std::strerror(EACCES);
+  }
   if (m_Result == KEL_E_TIMEOUT) return "the key stayed locked by another process";
   return std::strerror(int(l_Bits & 0xFFFFu));
 }

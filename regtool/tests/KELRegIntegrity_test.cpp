@@ -260,6 +260,35 @@ INSTANTIATE_TEST_SUITE_P(
                k_X1 + ": orphan: installation whose Path /no/such is not a folder here" + k_File}),
     [](const ::testing::TestParamInfo<Damage>& iInfo) { return iInfo.param.m_Name; });
 
+// A key file whose read fails is a failure of the reading commands, with the system's reason.
+TEST_F(KELRegTest, AReadThatFailsIsAFailureWithItsReason) {
+  if (system("strace -V >/dev/null 2>&1") != 0)
+    GTEST_SKIP() << "strace is not installed (apt-get install strace)";
+  ASSERT_EQ(Reg({"add", "HKLM\\A\\B", "-v", "V", "-d", "v"}).m_Err, "");
+  const std::string l_Log = m_Dir + "/reads";
+  for (const std::vector<std::string>& l_Args : std::vector<std::vector<std::string>>{
+           {"query", "HKLM\\A\\B"}, {"query", "HKLM\\A\\B", "-v", "V"}, {"export", "HKLM\\A"}}) {
+    SCOPED_TRACE(l_Args[0]);
+    auto l_Traced = [&](const std::string& iOutput, const std::string& iInject) {
+      std::vector<std::string> l_Run = {"/usr/bin/env", "strace", "-qq",          "-o",
+                                        iOutput,        "-e",     "trace=pread64"};
+      if (!iInject.empty()) l_Run.insert(l_Run.end(), {"-e", iInject});
+      l_Run.insert(l_Run.end(), {KEL_BINARY_DIR "/KELReg", "--root", m_Root});
+      l_Run.insert(l_Run.end(), l_Args.begin(), l_Args.end());
+      return Exec(l_Run);
+    };
+    ASSERT_EQ(l_Traced(l_Log, "").m_Status, 0);
+    // The last read is that of the key file, after the loader's.
+    const std::string l_Reads = KELRegReadFile(l_Log);
+    KELRegOutcome l_Outcome =
+        l_Traced("/dev/null", "inject=pread64:error=EIO:when=" +
+                                  std::to_string(std::count(l_Reads.begin(), l_Reads.end(), '\n')));
+    EXPECT_EQ(l_Outcome.m_Status, 1);
+    EXPECT_EQ(l_Outcome.m_Err,
+              "KELReg: HKLM\\A\\B: " + m_Root + "/HKLM/A/B.json: " + std::strerror(EIO) + "\n");
+  }
+}
+
 TEST_F(KELRegTest, ADamagedKeyIsRefusedByEveryCommandButDeleteAndItsBytesStay) {
   ASSERT_EQ(Reg({"add", "HKLM\\A\\Bad\\Sub", "-v", "V", "-d", "v"}).m_Err, "");
   const std::string l_File = m_Root + "/HKLM/A/Bad.json",
