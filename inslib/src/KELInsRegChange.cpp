@@ -1,28 +1,19 @@
 #include "KELInsRegChange.h"
 
 #include "KELSysRegChange.h"
+#include "KELInsRegHive.h"
 #include "KELSysRegKey.h"
 #include "MORUnicodeString.h"
 
 namespace {
 
-int HiveId(int32_t iHive) {
-  switch (iHive) {
-    case KELInsRegKey::HiveClassesRoot:
-      return KELSysRegHiveClassesRoot;
-    case KELInsRegKey::HiveCurrentUser:
-      return KELSysRegHiveCurrentUser;
-    default:
-      return KELSysRegHiveLocalMachine;
-  }
-}
 
 MORUnicodeString ToUnicode(const std::string& iText) { return MORUnicodeString(iText.data(), iText.size()); }
 
 }  // namespace
 
 KELInsRegChange::KELInsRegChange(int32_t iHive) : m_Change(std::make_unique<KELSysRegChange>()) {
-  if (m_Change->Begin(HiveId(iHive), &m_Recovered) != KEL_S_OK) Throw("Change");
+  if (m_Change->Begin(KELInsRegHiveId(iHive), &m_Recovered) != KEL_S_OK) Throw("Change");
 }
 
 KELInsRegChange::~KELInsRegChange() = default;
@@ -66,13 +57,13 @@ void KELInsRegChange::RemoveLeftover(const std::string& iName) {
 }
 
 bool KELInsRegChange::FindInterrupted(int32_t iHive, std::string& oJournal, bool& oCommitted) {
-  return KELSysRegChange::FindInterrupted(HiveId(iHive), oJournal, oCommitted);
+  return KELSysRegChange::FindInterrupted(KELInsRegHiveId(iHive), oJournal, oCommitted);
 }
 
 bool KELInsRegChange::IsChangeName(const std::string& iName) { return KELSysRegChange::IsChangeName(iName); }
 
 bool KELInsRegChange::HiveFolder(int32_t iHive, std::string& oRoot, std::string& oName) {
-  return KELSysRegChange::HiveFolder(HiveId(iHive), oRoot, oName);
+  return KELSysRegChange::HiveFolder(KELInsRegHiveId(iHive), oRoot, oName);
 }
 
 void KELInsRegChange::SetSyncForBench(bool iSync) { KELSysRegChange::SetSyncForBench(iSync); }

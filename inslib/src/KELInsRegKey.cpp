@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "KELSysJSON.h"
+#include "KELInsRegHive.h"
 #include "KELSysRegKey.h"
 #include "KELSysRegRoot.h"
 #include "MORFileLockBytes.h"
@@ -15,16 +16,6 @@
 
 namespace {
 
-int HiveId(int32_t iHive) {
-  switch (iHive) {
-    case KELInsRegKey::HiveClassesRoot:
-      return KELSysRegHiveClassesRoot;
-    case KELInsRegKey::HiveCurrentUser:
-      return KELSysRegHiveCurrentUser;
-    default:
-      return KELSysRegHiveLocalMachine;
-  }
-}
 
 uint32_t Access(int32_t iWritable) {
   return iWritable == KELInsRegKey::ReadWrite ? KELSysRegAccessReadWrite : KELSysRegAccessRead;
@@ -180,7 +171,7 @@ void KELInsRegKey::Close() {
 KELInsRegKey KELInsRegKey::CreateKey(int32_t iHive, const std::string& iPath) {
   return KELInsRegKey(Make(
       [&](KELSysRegKey& ioKey, const MORUnicodeString& iName) {
-        return ioKey.CreateKey(HiveId(iHive), iName, KELSysRegAccessReadWrite);
+        return ioKey.CreateKey(KELInsRegHiveId(iHive), iName, KELSysRegAccessReadWrite);
       },
       "CreateKey", iPath));
 }
@@ -197,7 +188,7 @@ KELInsRegKey KELInsRegKey::CreateKey(const KELInsRegKey& iParent, const std::str
 KELInsRegKey KELInsRegKey::OpenKey(int32_t iHive, const std::string& iPath, int32_t iWritable) {
   return KELInsRegKey(Make(
       [&](KELSysRegKey& ioKey, const MORUnicodeString& iName) {
-        return ioKey.OpenKey(HiveId(iHive), iName, Access(iWritable));
+        return ioKey.OpenKey(KELInsRegHiveId(iHive), iName, Access(iWritable));
       },
       "OpenKey", iPath));
 }
@@ -332,7 +323,7 @@ void KELInsRegKey::GetSubkeys(std::vector<std::string>& oNames) const {
 void KELInsRegKey::GetSubkeys(int32_t iHive, std::vector<std::string>& oNames) {
   oNames.clear();
   std::vector<MORUnicodeString> l_Names;
-  Check(KELSysRegListHive(HiveId(iHive), l_Names), "GetSubkeys", std::to_string(iHive));
+  Check(KELSysRegListHive(KELInsRegHiveId(iHive), l_Names), "GetSubkeys", std::to_string(iHive));
   ToByteList(l_Names, oNames);
 }
 
