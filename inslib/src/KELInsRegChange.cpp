@@ -1,12 +1,11 @@
 #include "KELInsRegChange.h"
 
-#include "KELSysRegChange.h"
 #include "KELInsRegHive.h"
+#include "KELSysRegChange.h"
 #include "KELSysRegKey.h"
 #include "MORUnicodeString.h"
 
 namespace {
-
 
 MORUnicodeString ToUnicode(const std::string& iText) { return MORUnicodeString(iText.data(), iText.size()); }
 

@@ -7,15 +7,14 @@
 #include <stdexcept>
 #include <utility>
 
-#include "KELSysJSON.h"
 #include "KELInsRegHive.h"
+#include "KELSysJSON.h"
 #include "KELSysRegKey.h"
 #include "KELSysRegRoot.h"
 #include "MORFileLockBytes.h"
 #include "MORUnicodeString.h"
 
 namespace {
-
 
 uint32_t Access(int32_t iWritable) {
   return iWritable == KELInsRegKey::ReadWrite ? KELSysRegAccessReadWrite : KELSysRegAccessRead;
