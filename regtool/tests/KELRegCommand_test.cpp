@@ -295,7 +295,8 @@ TEST_F(KELRegTest, CompletionOffersSubcommandsOptionsHivesAndKeysOfTheRegistry) 
     return Exec({"/bin/bash", "--norc", "-c", l_Script}).m_Out;
   };
   const std::string l_Root = "--root '" + m_Root + "' ";
-  EXPECT_EQ(l_Complete("KELReg ''"), "query\nadd\ndelete\ncopy\nexport\nimport\ncheck\nrecover\n--root\n--help\n--version\n");
+  EXPECT_EQ(l_Complete("KELReg ''"),
+            "query\nadd\ndelete\ncopy\nexport\nimport\ncheck\nrecover\n--root\n--help\n--version\n");
   EXPECT_EQ(l_Complete("KELReg " + l_Root + "query HKEY_C"), "HKEY_CURRENT_USER\nHKEY_CLASSES_ROOT\n");
   EXPECT_EQ(l_Complete("KELReg " + l_Root + "query HKL"), "HKLM/\n");  // one hive: its keys come next
   EXPECT_EQ(l_Complete("KELReg " + l_Root + "query hklm/SOFTWARE/"),
