@@ -444,13 +444,14 @@ int KELInsRegCommand(int iArgc, const char* const* iArgv, std::istream& iIn, std
     Report(oErr, l_Why);
     return KELInsRegUsageError;
   }
-  if (l_Args->m_Help) {
-    KELInsRegWriteUsage(oOut);
-    return oOut.flush() ? KELInsRegDone : KELInsRegFailed;
-  }
-  if (l_Args->m_Version) {
-    oOut << "KELReg " KEL_VERSION "\n";
-    return oOut.flush() ? KELInsRegDone : KELInsRegFailed;
+  if (l_Args->m_Help || l_Args->m_Version) {
+    try {
+      Write(oOut, l_Args->m_Help ? std::string(k_Usage) : std::string("KELReg " KEL_VERSION "\n"));
+    } catch (const Failure& l_Failure) {
+      Report(oErr, l_Failure.m_Text);
+      return l_Failure.m_Status;
+    }
+    return KELInsRegDone;
   }
   KELInsRegKey::SetRegistryRoot(std::string());
   try {
