@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -33,78 +34,118 @@ struct Problem {
 };
 
 // Where the installations of the product sit (a key three levels below it) and of the common tree
-// (one level below), in the local-machine hive.
-const std::vector<std::string> k_Product = {"SOFTWARE", "Quorvane", "Q4"};
-const std::vector<std::string> k_Common = {"SOFTWARE", "Quorvane", "Q4_Common"};
-
-bool IsInstallation(const KELInsRegKeyName& iName) {
-  if (iName.m_Hive != H::HiveLocalMachine) return false;
-  const auto& l_Path = iName.m_Components;
-  auto l_Below = [&](const std::vector<std::string>& iTree, size_t iDepth) {
-    return l_Path.size() == iTree.size() + iDepth && std::equal(iTree.begin(), iTree.end(), l_Path.begin());
-  };
-  return l_Below(k_Product, 3) || l_Below(k_Common, 1);
+// (one level below), in the local-machine hive: their full names, and how many '\' they hold.
+bool IsInstallation(int32_t iHive, std::string_view iFull) {
+  if (iHive != H::HiveLocalMachine) return false;
+  const size_t l_Steps = size_t(std::count(iFull.begin(), iFull.end(), '\\'));
+  return (iFull.starts_with("HKLM\\SOFTWARE\\Quorvane\\Q4\\") && l_Steps == 6) ||
+         (iFull.starts_with("HKLM\\SOFTWARE\\Quorvane\\Q4_Common\\") && l_Steps == 4);
 }
+
+// The entries of the folder iFd: names in one buffer, each with its type, taken straight from
+// getdents64 into a buffer reused for every folder.
+struct Listing {
+  std::string m_Names;
+  std::vector<std::pair<uint32_t, unsigned char>> m_Entries;  // start in m_Names, type
+
+  bool Read(int iFd) {
+    m_Names.clear();
+    m_Entries.clear();
+    alignas(8) static char s_Buffer[65536];
+    for (;;) {
+      long l_Got = syscall(SYS_getdents64, iFd, s_Buffer, sizeof s_Buffer);
+      if (l_Got < 0) return false;
+      if (l_Got == 0) return true;
+      for (long l_At = 0; l_At < l_Got;) {
+        const auto* l_Entry = reinterpret_cast<const dirent64*>(s_Buffer + l_At);
+        l_At += l_Entry->d_reclen;
+        std::string_view l_Name = l_Entry->d_name;
+        if (l_Name == "." || l_Name == "..") continue;
+        unsigned char l_Type = l_Entry->d_type;
+        if (l_Type == DT_UNKNOWN) {
+          struct stat l_Stat;
+          if (fstatat(iFd, l_Entry->d_name, &l_Stat, AT_SYMLINK_NOFOLLOW) == 0)
+            l_Type = S_ISDIR(l_Stat.st_mode) ? DT_DIR : S_ISREG(l_Stat.st_mode) ? DT_REG : DT_LNK;
+        }
+        m_Entries.emplace_back(uint32_t(m_Names.size()), l_Type);
+        m_Names.append(l_Name).push_back('\0');
+      }
+    }
+  }
+  std::string_view Name(size_t iAt) const { return m_Names.c_str() + m_Entries[iAt].first; }
+};
 
 class Walk {
  public:
   Walk(std::ostream& oProgress, bool iShowProgress) : m_Progress(oProgress), m_Show(iShowProgress) {}
 
-  // Checks the key iName (its file already opened as iKey, or the hive root when iKey is null), whose
-  // folder is iFolder, and everything below it.
-  void Key(const KELInsRegKeyName& iName, const H* iKey, int iFolder, const std::string& iFolderPath,
-           const std::string& iBelow) {
+  // Checks the key named ioFull (its file already opened as iKey, or the hive root when iKey is
+  // null), whose folder is iFolder (closed here) at ioFolderPath and at ioBelow below the registry
+  // root, and everything below it. The three texts grow for each subkey and come back as they were.
+  void Key(int32_t iHive, std::string& ioFull, const H* iKey, int iFolder, std::string& ioFolderPath,
+           std::string& ioBelow) {
     Tick();
-    if (iKey) Values(iName, *iKey, iBelow);
-    DIR* l_Dir = fdopendir(iFolder);
-    if (!l_Dir) {
+    if (iKey) Values(iHive, ioFull, *iKey, ioBelow);
+    Listing l_List;
+    const bool l_Read = l_List.Read(iFolder);
+    const int l_Error = errno;
+    if (!l_Read) {
       close(iFolder);
-      throw std::runtime_error(iFolderPath + ": " + std::strerror(errno));
+      throw std::runtime_error(ioFolderPath + ": " + std::strerror(l_Error));
     }
-    std::set<std::string> l_Files, l_Folders;
-    while (dirent* l_Entry = readdir(l_Dir)) {
-      std::string l_Name = l_Entry->d_name;
-      if (l_Name == "." || l_Name == "..") continue;
-      unsigned char l_Type = l_Entry->d_type;
-      if (l_Type == DT_UNKNOWN) {
-        struct stat l_Stat;
-        if (fstatat(dirfd(l_Dir), l_Name.c_str(), &l_Stat, AT_SYMLINK_NOFOLLOW) == 0)
-          l_Type = S_ISDIR(l_Stat.st_mode) ? DT_DIR : S_ISREG(l_Stat.st_mode) ? DT_REG : DT_LNK;
-      }
-      if (KELInsRegChange::IsChangeName(l_Name))
-        Add({"leftover", "", iFolderPath + "/" + l_Name, "left by an interrupted change", "", iName.m_Hive,
-             iBelow + "/" + l_Name});
+    // Key files (without ".json") and folders, each sorted: keys are walked in byte order.
+    std::vector<std::string_view> l_Files, l_Folders;
+    for (size_t l_At = 0; l_At < l_List.m_Entries.size(); ++l_At) {
+      std::string_view l_Name = l_List.Name(l_At);
+      unsigned char l_Type = l_List.m_Entries[l_At].second;
+      if (KELInsRegChange::IsChangeName(std::string(l_Name)))
+        Add({"leftover", "", ioFolderPath + "/" + std::string(l_Name), "left by an interrupted change", "",
+             iHive, ioBelow + "/" + std::string(l_Name)});
       else if (l_Type == DT_DIR)
-        l_Folders.insert(l_Name);
+        l_Folders.push_back(l_Name);
       else if (l_Name.size() > 5 && l_Name.ends_with(".json") && (l_Type == DT_REG || l_Type == DT_LNK))
-        l_Files.insert(l_Name.substr(0, l_Name.size() - 5));
+        l_Files.push_back(l_Name.substr(0, l_Name.size() - 5));
     }
-    for (const std::string& l_Name : l_Files)
-      if (!l_Folders.count(l_Name))
-        Add({"half-made", iName.Child(l_Name).Full(), iFolderPath + "/" + l_Name + ".json",
-             "key file without its folder (the key is not listed)", "", iName.m_Hive, iBelow + "/" + l_Name});
-    for (const std::string& l_Name : l_Folders) {
-      KELInsRegKeyName l_Child = iName.Child(l_Name);
-      if (!l_Files.count(l_Name)) {
-        // Its subkeys hide below it: the walk goes on through it.
-        Add({"half-made", l_Child.Full(), iFolderPath + "/" + l_Name,
-             "key folder without its key file (the key and its subkeys are not listed)", "", iName.m_Hive,
-             iBelow + "/" + l_Name});
+    std::sort(l_Files.begin(), l_Files.end());
+    std::sort(l_Folders.begin(), l_Folders.end());
+    const size_t l_Full = ioFull.size(), l_Path = ioFolderPath.size(), l_Below = ioBelow.size();
+    auto l_Enter = [&](std::string_view iName) {
+      ioFull.append(1, '\\').append(iName);
+      ioFolderPath.append(1, '/').append(iName);
+      ioBelow.append(1, '/').append(iName);
+    };
+    auto l_Leave = [&] {
+      ioFull.resize(l_Full);
+      ioFolderPath.resize(l_Path);
+      ioBelow.resize(l_Below);
+    };
+    for (std::string_view l_Name : l_Files)
+      if (!std::binary_search(l_Folders.begin(), l_Folders.end(), l_Name)) {
+        l_Enter(l_Name);
+        Add({"half-made", ioFull, ioFolderPath + ".json",
+             "key file without its folder (the key is not listed)", "", iHive, ioBelow});
+        l_Leave();
       }
+    for (std::string_view l_Name : l_Folders) {
+      const bool l_HasFile = std::binary_search(l_Files.begin(), l_Files.end(), l_Name);
+      const std::string l_Own(l_Name);
+      l_Enter(l_Name);
+      // A folder without its file: its subkeys hide below it, and the walk goes on through it.
+      if (!l_HasFile)
+        Add({"half-made", ioFull, ioFolderPath,
+             "key folder without its key file (the key and its subkeys are not listed)", "", iHive, ioBelow});
       H l_Key;
-      if (l_Files.count(l_Name)) {
+      if (l_HasFile) {
         try {
-          l_Key =
-              iKey ? H::OpenKey(*iKey, l_Name, H::ReadOnly) : H::OpenKey(iName.m_Hive, l_Name, H::ReadOnly);
+          l_Key = iKey ? H::OpenKey(*iKey, l_Own, H::ReadOnly) : H::OpenKey(iHive, l_Own, H::ReadOnly);
         } catch (const std::exception&) {
         }
       }
-      int l_Sub = openat(dirfd(l_Dir), l_Name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-      if (l_Sub < 0) continue;
-      Key(l_Child, l_Key.IsOpen() ? &l_Key : nullptr, l_Sub, iFolderPath + "/" + l_Name,
-          iBelow + "/" + l_Name);
+      int l_Sub = openat(iFolder, l_Own.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+      if (l_Sub >= 0) Key(iHive, ioFull, l_Key.IsOpen() ? &l_Key : nullptr, l_Sub, ioFolderPath, ioBelow);
+      l_Leave();
     }
-    closedir(l_Dir);
+    close(iFolder);
   }
 
   std::vector<Problem> m_Problems;
@@ -115,26 +156,25 @@ class Walk {
   }
 
  private:
-  void Values(const KELInsRegKeyName& iName, const H& iKey, const std::string& iBelow) {
+  void Values(int32_t iHive, const std::string& iFull, const H& iKey, const std::string& iBelow) {
     std::string l_Damage = iKey.Damage();
     if (!l_Damage.empty()) {
-      Add({"damaged", iName.Full(), iKey.FilePath(), l_Damage, "", iName.m_Hive, iBelow});
+      Add({"damaged", iFull, iKey.FilePath(), l_Damage, "", iHive, iBelow});
       return;
     }
-    if (!IsInstallation(iName)) return;
+    if (!IsInstallation(iHive, iFull)) return;
     std::string l_Path;
     if (!iKey.TryGetValue("Path", l_Path) || l_Path.empty()) {
-      Add({"null-path", iName.Full(), iKey.FilePath(),
-           "installation without a Path (listed with a null path)", "", iName.m_Hive, iBelow});
+      Add({"null-path", iFull, iKey.FilePath(), "installation without a Path (listed with a null path)", "",
+           iHive, iBelow});
       return;
     }
     std::string l_Shown = KELInsRegShow(l_Path);
     struct stat l_Stat;
     if (stat(l_Shown.c_str(), &l_Stat) != 0 || !S_ISDIR(l_Stat.st_mode))
-      Add({"orphan", iName.Full(), iKey.FilePath(),
-           "installation whose Path " + l_Shown + " is not a folder here", "", iName.m_Hive, iBelow});
+      Add({"orphan", iFull, iKey.FilePath(), "installation whose Path " + l_Shown + " is not a folder here",
+           "", iHive, iBelow});
   }
-
   void Tick() {
     if (!m_Show || ++m_Keys % 1024 != 0) return;
     auto l_Now = std::chrono::steady_clock::now();
@@ -199,7 +239,8 @@ void WalkKey(const KELInsRegKeyName& iName, Walk& ioWalk) {
       throw std::runtime_error(iName.Full() + ": no such key");
     }
   }
-  ioWalk.Key(iName, l_Key.IsOpen() ? &l_Key : nullptr, l_Fd, l_Folder, l_Below);
+  std::string l_Full = iName.Full(), l_FolderPath = l_Folder;
+  ioWalk.Key(iName.m_Hive, l_Full, l_Key.IsOpen() ? &l_Key : nullptr, l_Fd, l_FolderPath, l_Below);
 }
 
 std::string Repair(Problem& ioProblem) {
