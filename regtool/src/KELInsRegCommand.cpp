@@ -87,6 +87,12 @@ KELInsRegKeyName Name(const std::string& iText) {
   return *l_Name;
 }
 
+// Refuses, before anything is written, a key (or a key below it) that the registry's files cannot hold.
+void CheckStorable(const KELInsRegKeyName& iName, const KELInsRegTree& iTree) {
+  std::string l_Why;
+  if (!iName.CanStore(iTree, l_Why)) Fail(l_Why);
+}
+
 // Runs iWork, turning a failure of the registry into a line that names iKey.
 template <class F>
 auto OnKey(const std::string& iKey, const char* iFallback, F&& iWork) {
@@ -298,6 +304,7 @@ int Add(const KELInsRegArguments& iArgs) {
   if (l_Name.IsHiveRoot()) Usage(l_Name.Full() + ": add needs a key below the hive");
   KELInsRegTree l_Tree;
   for (const KELInsRegValueArguments& l_Group : iArgs.m_Groups) l_Tree.m_Values.push_back(ValueOf(l_Group));
+  CheckStorable(l_Name, l_Tree);
   OnKey(l_Name.Full(), "cannot write the key", [&] { KELInsRegWriteTree(l_Name, l_Tree); });
   return KELInsRegDone;
 }
@@ -349,6 +356,7 @@ int Copy(const KELInsRegArguments& iArgs) {
   if (!iArgs.m_Subkeys) l_Tree.m_Subkeys.clear();
   if (l_Target.IsHiveRoot() && !l_Tree.m_Values.empty())
     Usage(l_Target.Full() + ": a hive root holds no values");
+  CheckStorable(l_Target, l_Tree);
   OnKey(l_Target.Full(), "cannot write the key", [&] { KELInsRegWriteTree(l_Target, l_Tree); });
   return KELInsRegDone;
 }
@@ -377,6 +385,7 @@ int Import(const KELInsRegArguments& iArgs, std::istream& iIn) {
     Fail((l_File == "-" ? std::string("standard input") : l_File) + ":" + l_Error.Where(l_Text) + ": " +
          l_Error.m_What);
   }
+  CheckStorable(l_Name, l_Tree);
   OnKey(l_Name.Full(), "cannot write the key", [&] { KELInsRegWriteTree(l_Name, l_Tree); });
   return KELInsRegDone;
 }
