@@ -322,8 +322,8 @@ std::string KELInsRegDocumentError::Where(std::string_view iText) const {
 
 void KELInsRegParseDocument(std::string_view iText, KELInsRegKeyName& oName, KELInsRegTree& oTree) {
   if (iText.size() > KELInsRegMaxDocument)
-    throw KELInsRegDocumentError{"document larger than " + std::to_string(KELInsRegMaxDocument) + " bytes",
-                                 0};
+    throw KELInsRegDocumentError{
+        "document larger than " + std::to_string(KELInsRegMaxDocument >> 20) + " MiB", 0};
   oTree = KELInsRegTree();
   Parser(iText).Document(oName, oTree);
 }

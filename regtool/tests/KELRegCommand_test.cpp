@@ -273,6 +273,29 @@ TEST_F(KELRegTest, KeysTheFilesCannotHoldAreRefusedBeforeAnyWrite) {
   }
 }
 
+// Documents of up to 64 MiB are read, from a file or a pipe; one byte more is refused, nothing written.
+TEST_F(KELRegTest, ImportReadsDocumentsOfUpTo64MiB) {
+  std::string l_Document = "{\"Key\": \"HKLM\\\\Big\"}";
+  const std::string l_File = m_Dir + "/big.json",
+                    l_Import = KEL_BINARY_DIR "/KELReg --root " + m_Root + " import";
+  const std::string l_Over = ": document larger than 64 MiB\n";
+  struct Case {
+    std::vector<std::string> m_Args;
+    size_t m_Size;
+    int m_Status;
+    std::string m_Err;
+  };
+  for (const Case& l_Case :
+       {Case{{"/bin/sh", "-c", "cat | " + l_Import}, (64 << 20) + 1, 1, "KELReg: standard input" + l_Over},
+        Case{{"/bin/sh", "-c", l_Import + " " + l_File}, (64 << 20) + 1, 1, "KELReg: " + l_File + l_Over},
+        Case{{"/bin/sh", "-c", "cat | " + l_Import}, 64 << 20, 0, ""}}) {
+    l_Document.resize(l_Case.m_Size, ' ');
+    KELRegWriteFile(l_File, l_Document);
+    EXPECT_RUN(Exec(l_Case.m_Args, l_Document), l_Case.m_Status, "", l_Case.m_Err);
+    EXPECT_EQ(Snapshot().size(), l_Case.m_Status == 0 ? 4u : 0u);  // HKLM/, HKLM.json, Big/, Big.json
+  }
+}
+
 // Permissions are those of the file system: checked as an unprivileged user.
 TEST_F(KELRegTest, UnreadableAndReadOnlyKeysFailWithTheSystemsReason) {
   if (geteuid() != 0) GTEST_SKIP() << "needs root to run KELReg as the user nobody";
