@@ -14,10 +14,10 @@
 #include "KELInsRegTree.h"
 
 // Limits of what an import accepts (and add stores): beyond them a document is refused.
-inline constexpr size_t KELInsRegMaxDepth = 512;                 // key levels below the document's key
-inline constexpr size_t KELInsRegMaxValueName = 16383;           // bytes of a value name
-inline constexpr size_t KELInsRegMaxData = size_t(1) << 20;      // bytes of a value's data (all items)
-inline constexpr size_t KELInsRegMaxDocument = size_t(1) << 30;  // bytes of a document
+inline constexpr size_t KELInsRegMaxDepth = 512;                  // key levels below the document's key
+inline constexpr size_t KELInsRegMaxValueName = 16383;            // bytes of a value name
+inline constexpr size_t KELInsRegMaxData = size_t(1) << 20;       // bytes of a value's data (all items)
+inline constexpr size_t KELInsRegMaxDocument = size_t(64) << 20;  // bytes of a document (64 MiB)
 
 // Writes the document of the key iName holding iTree, followed by a newline.
 void KELInsRegWriteDocument(std::string& oText, const KELInsRegKeyName& iName, const KELInsRegTree& iTree);

@@ -15,6 +15,7 @@
 #include "KELInsRegChange.h"
 #include "KELInsRegCheck.h"
 #include "KELInsRegDocument.h"
+#include "KELInsRegInput.h"
 #include "KELInsRegKey.h"
 #include "KELInsRegText.h"
 #include "KELInsRegTree.h"
@@ -48,7 +49,8 @@ constexpr const char* k_Usage =
     "                   -v N: the value N only; --all-values: every value\n"
     "  copy SRC DST     copy the values of SRC into DST; -s: and the subkeys\n"
     "  export KEY [F]   write the key and all below it as a JSON document to F (default: standard output)\n"
-    "  import [F]       merge a JSON document of export into the registry (default: standard input)\n"
+    "  import [F]       merge a JSON document of export, at most 64 MiB, into the registry\n"
+    "                   (default: standard input)\n"
     "  check [KEY]      report damaged and half-made keys, interrupted changes, installations\n"
     "                   without a path or whose path is missing; --repair: repair what it can\n"
     "  recover          finish or roll back changes that were interrupted\n"
@@ -85,6 +87,12 @@ KELInsRegKeyName Name(const std::string& iText) {
   std::optional<KELInsRegKeyName> l_Name = KELInsRegKeyName::Parse(iText, l_Why);
   if (!l_Name) Usage("bad key '" + iText + "': " + l_Why);
   return *l_Name;
+}
+
+// Refuses, before anything is written, a key (or a key below it) that the registry's files cannot hold.
+void CheckStorable(const KELInsRegKeyName& iName, const KELInsRegTree& iTree) {
+  std::string l_Why;
+  if (!iName.CanStore(iTree, l_Why)) Fail(l_Why);
 }
 
 // Runs iWork, turning a failure of the registry into a line that names iKey.
@@ -231,28 +239,8 @@ void WriteFileAtomically(const std::string& iPath, const std::string& iText) {
 }
 
 std::string ReadInput(const std::string& iFile, std::istream& iIn) {
-  std::string l_Text;
-  if (iFile.empty() || iFile == "-") {
-    std::ostringstream l_Buffer;
-    l_Buffer << iIn.rdbuf();
-    return std::move(l_Buffer).str();
-  }
-  int l_Fd = open(iFile.c_str(), O_RDONLY | O_CLOEXEC);
-  if (l_Fd < 0) Fail(iFile + ": " + std::strerror(errno));
-  char l_Block[65536];
-  for (;;) {
-    ssize_t l_Read = read(l_Fd, l_Block, sizeof l_Block);
-    if (l_Read < 0 && errno == EINTR) continue;
-    if (l_Read < 0) {
-      int l_Error = errno;
-      close(l_Fd);
-      Fail(iFile + ": " + std::strerror(l_Error));
-    }
-    if (l_Read == 0) break;
-    l_Text.append(l_Block, size_t(l_Read));
-    if (l_Text.size() > KELInsRegMaxDocument) break;  // refused by the parser, with its position
-  }
-  close(l_Fd);
+  std::string l_Text, l_Why;
+  if (!KELInsRegReadInput(iFile, iIn, KELInsRegMaxDocument, l_Text, l_Why)) Fail(l_Why);
   return l_Text;
 }
 
@@ -298,6 +286,7 @@ int Add(const KELInsRegArguments& iArgs) {
   if (l_Name.IsHiveRoot()) Usage(l_Name.Full() + ": add needs a key below the hive");
   KELInsRegTree l_Tree;
   for (const KELInsRegValueArguments& l_Group : iArgs.m_Groups) l_Tree.m_Values.push_back(ValueOf(l_Group));
+  CheckStorable(l_Name, l_Tree);
   OnKey(l_Name.Full(), "cannot write the key", [&] { KELInsRegWriteTree(l_Name, l_Tree); });
   return KELInsRegDone;
 }
@@ -349,6 +338,7 @@ int Copy(const KELInsRegArguments& iArgs) {
   if (!iArgs.m_Subkeys) l_Tree.m_Subkeys.clear();
   if (l_Target.IsHiveRoot() && !l_Tree.m_Values.empty())
     Usage(l_Target.Full() + ": a hive root holds no values");
+  CheckStorable(l_Target, l_Tree);
   OnKey(l_Target.Full(), "cannot write the key", [&] { KELInsRegWriteTree(l_Target, l_Tree); });
   return KELInsRegDone;
 }
@@ -377,6 +367,7 @@ int Import(const KELInsRegArguments& iArgs, std::istream& iIn) {
     Fail((l_File == "-" ? std::string("standard input") : l_File) + ":" + l_Error.Where(l_Text) + ": " +
          l_Error.m_What);
   }
+  CheckStorable(l_Name, l_Tree);
   OnKey(l_Name.Full(), "cannot write the key", [&] { KELInsRegWriteTree(l_Name, l_Tree); });
   return KELInsRegDone;
 }

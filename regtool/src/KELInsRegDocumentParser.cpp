@@ -15,6 +15,30 @@ using H = KELInsRegKey;
 
 constexpr size_t k_MaxKeyText = 65536;
 
+// The names of the values or subkeys read so far into iItems, kept as their indexes there: an object
+// of millions of members holds each name once, in the tree, and not a second time here.
+template <class T>
+class NameSet {
+ public:
+  explicit NameSet(const std::vector<T>& iItems) : m_Set(0, Hash{&iItems}, Same{&iItems}), m_Items(&iItems) {}
+  // Adds the name of the last item; false when an item before it has that name.
+  bool AddLast() { return m_Set.insert(m_Items->size() - 1).second; }
+
+ private:
+  struct Hash {
+    const std::vector<T>* m_Items;
+    size_t operator()(size_t iAt) const { return std::hash<std::string>()((*m_Items)[iAt].m_Name); }
+  };
+  struct Same {
+    const std::vector<T>* m_Items;
+    bool operator()(size_t iOne, size_t iOther) const {
+      return (*m_Items)[iOne].m_Name == (*m_Items)[iOther].m_Name;
+    }
+  };
+  std::unordered_set<size_t, Hash, Same> m_Set;
+  const std::vector<T>* m_Items;
+};
+
 class Parser {
  public:
   explicit Parser(std::string_view iText) : m_Text(iText) {}
@@ -122,26 +146,27 @@ class Parser {
   }
 
   void Subkeys(KELInsRegTree& oTree, size_t iDepth) {
-    std::unordered_set<std::string> l_Seen;
+    NameSet l_Seen(oTree.m_Subkeys);
     Object("\"Subkeys\"", [&](const std::string& iName, size_t iAt) {
       std::string l_Why;
       if (!KELInsRegKeyName::IsValidComponent(iName, l_Why)) Fail("bad subkey name: " + l_Why, iAt);
-      if (!l_Seen.insert(iName).second) Fail("duplicate subkey \"" + iName + "\"", iAt);
       oTree.m_Subkeys.push_back({iName, KELInsRegTree()});
+      if (!l_Seen.AddLast()) Fail("duplicate subkey \"" + iName + "\"", iAt);
       Key(oTree.m_Subkeys.back().m_Tree, iDepth + 1);
     });
   }
 
   void Values(KELInsRegTree& oTree) {
-    std::unordered_set<std::string> l_Seen;
+    NameSet l_Seen(oTree.m_Values);
     SkipBlanks();
     const size_t l_At = m_At;
     std::string l_Stored;  // the values as the key file will hold them
     Object("\"Values\"", [&](const std::string& iName, size_t iAt) {
       if (iName.size() > KELInsRegMaxValueName)
         Fail("value name longer than " + std::to_string(KELInsRegMaxValueName) + " bytes", iAt);
-      if (!l_Seen.insert(iName).second) Fail("duplicate value \"" + iName + "\"", iAt);
-      oTree.m_Values.push_back(Value(iName));
+      oTree.m_Values.emplace_back().m_Name = iName;
+      if (!l_Seen.AddLast()) Fail("duplicate value \"" + iName + "\"", iAt);
+      Value(oTree.m_Values.back());
       if (!l_Stored.empty()) l_Stored += ',';
       Store(oTree.m_Values.back(), l_Stored);
     });
@@ -179,10 +204,8 @@ class Parser {
     ioText += ']';
   }
 
-  // [type, data]
-  KELInsRegValue Value(const std::string& iName) {
-    KELInsRegValue l_Value;
-    l_Value.m_Name = iName;
+  // [type, data], read into ioValue, which has its name.
+  void Value(KELInsRegValue& ioValue) {
     if (Next() != '[') Unexpected("a [type, data] pair");
     ++m_At;
     SkipBlanks();
@@ -190,18 +213,18 @@ class Parser {
     uint64_t l_Type = Number("a value type", std::numeric_limits<uint64_t>::max());
     if (l_Type < H::TypeDWORD || l_Type > H::TypeMultiString)
       Fail("unknown value type " + std::to_string(l_Type) + " (1 to 4)", l_TypeAt);
-    l_Value.m_Type = uint32_t(l_Type);
+    ioValue.m_Type = uint32_t(l_Type);
     Expect(',', "after the value type");
     size_t l_Total = 0;
-    switch (l_Value.m_Type) {
+    switch (ioValue.m_Type) {
       case H::TypeDWORD:
-        l_Value.m_Number = Number("a REG_DWORD number", std::numeric_limits<uint32_t>::max());
+        ioValue.m_Number = Number("a REG_DWORD number", std::numeric_limits<uint32_t>::max());
         break;
       case H::TypeQWORD:
-        l_Value.m_Number = Number("a REG_QWORD number", std::numeric_limits<uint64_t>::max());
+        ioValue.m_Number = Number("a REG_QWORD number", std::numeric_limits<uint64_t>::max());
         break;
       case H::TypeString:
-        l_Value.m_Strings.push_back(String("a REG_SZ string", KELInsRegMaxData));
+        ioValue.m_Strings.push_back(String("a REG_SZ string", KELInsRegMaxData));
         break;
       default:
         if (Next() != '[') Unexpected("an array of strings for REG_MULTI_SZ");
@@ -211,8 +234,8 @@ class Parser {
           break;
         }
         for (;;) {
-          l_Value.m_Strings.push_back(String("a string in a REG_MULTI_SZ list", KELInsRegMaxData - l_Total));
-          l_Total += l_Value.m_Strings.back().size();
+          ioValue.m_Strings.push_back(String("a string in a REG_MULTI_SZ list", KELInsRegMaxData - l_Total));
+          l_Total += ioValue.m_Strings.back().size();
           char l_Next = Next();
           if (l_Next == ']') break;
           Expect(',', "or ']' in a REG_MULTI_SZ list");
@@ -220,7 +243,6 @@ class Parser {
         ++m_At;
     }
     Expect(']', "after the value's data");
-    return l_Value;
   }
 
   // A whole non-negative number not above iMax.
@@ -322,8 +344,8 @@ std::string KELInsRegDocumentError::Where(std::string_view iText) const {
 
 void KELInsRegParseDocument(std::string_view iText, KELInsRegKeyName& oName, KELInsRegTree& oTree) {
   if (iText.size() > KELInsRegMaxDocument)
-    throw KELInsRegDocumentError{"document larger than " + std::to_string(KELInsRegMaxDocument) + " bytes",
-                                 0};
+    throw KELInsRegDocumentError{
+        "document larger than " + std::to_string(KELInsRegMaxDocument >> 20) + " MiB", 0};
   oTree = KELInsRegTree();
   Parser(iText).Document(oName, oTree);
 }

@@ -2,7 +2,9 @@
 
 #include <strings.h>
 
+#include "KELInsRegChange.h"
 #include "KELInsRegKey.h"
+#include "KELInsRegTree.h"
 
 namespace {
 
@@ -21,15 +23,60 @@ bool SameLetters(std::string_view iText, const char* iName) {
          strncasecmp(iText.data(), iName, iText.size()) == 0;
 }
 
+constexpr std::string_view k_Extension = ".json";
+
+// Why the registry's files cannot hold a key named iName, "" when they can.
+std::string StorageProblem(std::string_view iName) {
+  if (iName.size() > KELInsRegKeyName::MaxComponent)
+    return "key name longer than " + std::to_string(KELInsRegKeyName::MaxComponent) + " bytes";
+  if (iName.ends_with(k_Extension)) return "a key name cannot end in \".json\"";
+  for (const Hive& l_Hive : k_Hives)
+    if (iName == l_Hive.m_Short) return "a key below a hive cannot be named HKLM, HKCU or HKCR";
+  return "";
+}
+
+// Steps from a key (its folder ioFolder, its full name ioName) to its subkey iComponent; false, with
+// oWhy set, when the registry's files cannot hold that subkey.
+bool Enter(std::string& ioFolder, std::string& ioName, std::string_view iComponent, std::string& oWhy) {
+  ioFolder.append(1, '/').append(iComponent);
+  ioName.append(1, '\\').append(iComponent);
+  std::string l_Problem = StorageProblem(iComponent);
+  if (l_Problem.empty() && ioFolder.size() + k_Extension.size() > KELInsRegKeyName::MaxFilePath)
+    l_Problem = "key file path longer than " + std::to_string(KELInsRegKeyName::MaxFilePath) + " bytes";
+  if (!l_Problem.empty()) oWhy = ioName + ": " + l_Problem;
+  return l_Problem.empty();
+}
+
+// Checks the subkeys of iTree, and theirs, below the key of ioFolder and ioName (given back as they
+// came). The walk stops at the first refusal, so it goes no deeper than a path can be long.
+bool CanStoreBelow(std::string& ioFolder, std::string& ioName, const KELInsRegTree& iTree,
+                   std::string& oWhy) {
+  const size_t l_Folder = ioFolder.size(), l_Name = ioName.size();
+  for (const KELInsRegSubkey& l_Subkey : iTree.m_Subkeys) {
+    bool l_Fits = Enter(ioFolder, ioName, l_Subkey.m_Name, oWhy) &&
+                  CanStoreBelow(ioFolder, ioName, l_Subkey.m_Tree, oWhy);
+    ioFolder.resize(l_Folder);
+    ioName.resize(l_Name);
+    if (!l_Fits) return false;
+  }
+  return true;
+}
+
 }  // namespace
+
+bool KELInsRegKeyName::CanStore(const KELInsRegTree& iBelow, std::string& oWhy) const {
+  std::string l_Folder, l_Hive, l_Name = m_HiveName;
+  if (KELInsRegChange::HiveFolder(m_Hive, l_Folder, l_Hive)) l_Folder += '/' + l_Hive;
+  for (const std::string& l_Component : m_Components)
+    if (!Enter(l_Folder, l_Name, l_Component, oWhy)) return false;
+  return CanStoreBelow(l_Folder, l_Name, iBelow, oWhy);
+}
 
 bool KELInsRegKeyName::IsValidComponent(std::string_view iName, std::string& oWhy) {
   if (iName.empty()) {
     oWhy = "empty key name";
   } else if (iName == "." || iName == "..") {
     oWhy = "key name '" + std::string(iName) + "' is not allowed";
-  } else if (iName.size() > KELInsRegKeyName::MaxComponent) {
-    oWhy = "key name longer than " + std::to_string(KELInsRegKeyName::MaxComponent) + " bytes";
   } else {
     for (char l_Byte : iName) {
       if (l_Byte == '"' || static_cast<unsigned char>(l_Byte) < 0x20 || l_Byte == '\\' || l_Byte == '/') {
