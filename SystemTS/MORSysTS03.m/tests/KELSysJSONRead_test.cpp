@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <random>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -130,62 +131,33 @@ void ExpectSameTree(const std::string& iText) {
 // below scalars, keys and closed containers; commas that climb; brackets that close nothing;
 // several top-level values; members counted after the walk has left their container.
 const char* const k_Texts[] = {
-    "",
-    " ",
-    "1",
-    "{\"a\":1}",
-    "{\"a\":[1,\"x\"], \"b\":{}}",
-    "[1.5, 2, true, null, word]",
-    "{\"a\":1 \"b\":2}",
-    "{\"a\" 1}",
-    "{1:2}",
-    "{\"a\":}",
-    "[1:2, 3]",
-    "[1:2]",
-    "[[]:1]",
-    "[[]:[] 5]",
-    "[[1]:2]",
-    "[[]:[]:[]:[]]",
-    "{\"a\":{\"b\":1}:2}",
-    "[1 2 3]",
-    "[1,,2]",
-    "[,]",
-    ":1",
-    ":",
-    ",",
-    "1:2:3:4",
-    "[] ]",
-    "[]]",
-    "{}}",
-    "[]}",
-    "1]",
-    "\"a\":1]",
-    "[] []",
-    "{\"a\":1} {\"b\":2}",
-    "[\"a\":\"b\",\"c\"]",
-    "{\"a\":\"b\",\"c\"}",
-    "{\"a\":\"b\":\"c\"}",
-    "{\"a\",\"b\":1}",
-    "[{\"a\":1,}]",
-    "[1,]",
-    "{\"\\q\":1}",
-    "[\"\\u12G4\"]",
-    "[\"\\u00e9\", \"\\\\\", \"\\\"\"]",
-    "[\"open",
-    "[1, 2",
-    "{\"a\":[}",
-    "[\x01]",
-    "[1\x7f]",
-    "[1, -5, 12ab, 1E5, 1e5, 0.1, 1,5, 99999999999999999999]",
-};
+    "{\"a\":[}", "",       " ",        "1",         "{\"a\":1}",       "{\"a\" 1}",     "{1:2}",   "{\"a\":}",
+    "[1:2, 3]",  "[1:2]",  "[[]:1]",   "[[]:[] 5]", "[[1]:2]",         "[[]:[]:[]:[]]", "[1 2 3]", "[1,,2]",
+    "[,]",       ":1",     ":",        ",",         "1:2:3:4",         "[] ]",          "[]]",     "{}}",
+    "[]}",       "1]",     "\"a\":1]", "[] []",     "{\"a\",\"b\":1}", "[{\"a\":1,}]",  "[1,]",    "[\"open",
+    "[1, 2",     "[\x01]", "[1\x7f]"};
+const char* const k_LongerTexts[] = {"{\"\\q\":1}",
+                                     "[\"\\u12G4\"]",
+                                     "{\"a\":1 \"b\":2}",
+                                     "{\"a\":[1,\"x\"], \"b\":{}}",
+                                     "[1.5, 2, true, null, word]",
+                                     "{\"a\":{\"b\":1}:2}",
+                                     "{\"a\":1} {\"b\":2}",
+                                     "[\"a\":\"b\",\"c\"]",
+                                     "{\"a\":\"b\",\"c\"}",
+                                     "{\"a\":\"b\":\"c\"}",
+                                     "[\"\\u00e9\", \"\\\\\", \"\\\"\"]",
+                                     "[1, -5, 12ab, 1E5, 1e5, 0.1, 1,5, 99999999999999999999]"};
 
 TEST(KELSysJSONRead, MatchesTheTokenWalkOnOddTexts) {
   KELSysJSONReadWork l_Work;
-  for (const char* l_Text : k_Texts) {
-    const std::string l_String(l_Text);
-    EXPECT_EQ(InOneGo(l_String, l_Work), ByTokens(l_String)) << l_String;
-    ExpectSameTree(l_String);
-  }
+  using Texts = std::span<const char* const>;
+  for (Texts l_Texts : {Texts(k_Texts), Texts(k_LongerTexts)})
+    for (const char* l_Text : l_Texts) {
+      const std::string l_String(l_Text);
+      EXPECT_EQ(InOneGo(l_String, l_Work), ByTokens(l_String)) << l_String;
+      ExpectSameTree(l_String);
+    }
   const std::string l_WithNul("[1]\0[2", 6);
   EXPECT_EQ(InOneGo(l_WithNul, l_Work), ByTokens(l_WithNul));
 }
