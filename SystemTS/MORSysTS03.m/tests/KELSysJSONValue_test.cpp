@@ -259,7 +259,8 @@ TEST_P(KELSysJSONValueSteps, KeepContainersAndBytes) {
 
 INSTANTIATE_TEST_SUITE_P(Storage, KELSysJSONValueSteps,
                          testing::Values("sAiOsnesA", "PnisenO", "PYAinAOs", "sSAXiOYeSn", "swAwOwiwnw",
-                                         "sAOcicnceAc", "pAPpOPnp", "eAOeSwc"));
+                                         "sAOcicnceAc", "pAPpOPnp", "eAOeSwc"),
+                         [](const testing::TestParamInfo<const char*>& iInfo) { return iInfo.param; });
 
 // Keys are byte runs that may hold NUL bytes: Lookup reads a stored key as strcmp does (up to its
 // first NUL), Find and Remove compare whole keys; both find the first member of a name. A missing
