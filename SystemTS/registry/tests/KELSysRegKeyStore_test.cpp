@@ -105,6 +105,8 @@ struct UnreadCase {
   uint64_t (*m_Limit)(uint64_t iSize) = [](uint64_t) { return MORFileLockBytesMaxSize; };
 };
 
+void PrintTo(const UnreadCase& iCase, std::ostream* oOut) { *oOut << iCase.m_Name; }
+
 class KELSysRegUnreadTest : public KELSysRegKeyTest, public testing::WithParamInterface<UnreadCase> {};
 
 TEST_P(KELSysRegUnreadTest, OpensWithoutValuesAndKeepsTheFile) {
@@ -354,6 +356,12 @@ int WriteBackCutShort(const std::string& iRoot, const ShortCase& iCase) {
   return l_Now == "{\"Version\":\"1.0\",\"K\":{\"J\":[3,\"" + std::string(1000, 'J') + "\"]}}" ? 0 : 6;
 }
 
+std::string NameOf(const ShortCase& iCase) {
+  return std::string(iCase.m_By == k_FileSizeLimit ? "FileSizeLimit" : "FullDisk") +
+         (iCase.m_Grow ? "Grow" : "Shrink");
+}
+void PrintTo(const ShortCase& iCase, std::ostream* oOut) { *oOut << NameOf(iCase); }
+
 class KELSysRegShortWriteTest : public KELSysRegKeyTest, public testing::WithParamInterface<ShortCase> {};
 
 TEST_P(KELSysRegShortWriteTest, LeavesTheOldBytesAndReportsTheFailure) {
@@ -373,7 +381,8 @@ INSTANTIATE_TEST_SUITE_P(Cuts, KELSysRegShortWriteTest,
                          testing::Values(ShortCase{k_FileSizeLimit, false, KELSysResultFromErrno(EFBIG)},
                                          ShortCase{k_FileSizeLimit, true, KELSysResultFromErrno(EFBIG)},
                                          ShortCase{k_FullDisk, false, KEL_S_OK},
-                                         ShortCase{k_FullDisk, true, KELSysResultFromErrno(ENOSPC)}));
+                                         ShortCase{k_FullDisk, true, KELSysResultFromErrno(ENOSPC)}),
+                         [](const testing::TestParamInfo<ShortCase>& iInfo) { return NameOf(iInfo.param); });
 
 // A key whose text would grow over the key-file size limit, or would cost a reader more than its size
 // allows, is not written back: every later reader would see the key without values. (A file that
