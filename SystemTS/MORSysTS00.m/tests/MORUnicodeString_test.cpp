@@ -15,22 +15,6 @@ using MORUnicodeStringTest = MORSysTS00Env;
 
 MORUnicodeString U(const char* iUTF8) { return MORUnicodeString::FromUTF8(iUTF8); }
 
-TEST_F(MORUnicodeStringTest, CopiesShareUntilOneChanges) {
-  MORUnicodeString l_Original = U("Quorvane");
-  MORUnicodeString l_Copy = l_Original;
-  EXPECT_EQ(l_Copy.ConvertToUTF16(), l_Original.ConvertToUTF16());
-  l_Copy.Append(u'!');
-  EXPECT_NE(l_Copy.ConvertToUTF16(), l_Original.ConvertToUTF16());
-  EXPECT_EQ(UTF8(l_Original), "Quorvane");
-  EXPECT_EQ(UTF8(l_Copy), "Quorvane!");
-
-  // Every empty string shares one block, also after a string has been emptied.
-  MORUnicodeString l_Empty, l_Emptied = U("x");
-  l_Emptied.Remove(0);
-  EXPECT_EQ(l_Empty.ConvertToUTF16(), MORUnicodeString().ConvertToUTF16());
-  EXPECT_EQ(l_Emptied.ConvertToUTF16(), l_Empty.ConvertToUTF16());
-}
-
 TEST_F(MORUnicodeStringTest, NarrowResultsLiveUntilTheStringChanges) {
   MORUnicodeString l_Text = U("key\\name");
   const char* l_UTF8 = l_Text.ConvertToUTF8();
@@ -43,6 +27,7 @@ TEST_F(MORUnicodeStringTest, NarrowResultsLiveUntilTheStringChanges) {
   EXPECT_EQ(UTF8(l_Text), "key\\name");
 }
 
+// Copies share their text until one changes, in any thread: the original never changes with them.
 TEST_F(MORUnicodeStringTest, CopiesMayLiveInSeveralThreads) {
   MORUnicodeString l_Shared = U("shared between threads");
   std::vector<std::thread> l_Threads;
