@@ -1,6 +1,5 @@
 // The whole command in-process, against a temporary registry seen through the test root.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstring>
 #include <sstream>
@@ -9,7 +8,6 @@
 #include "KELSysRegTestRoot.h"
 #include "ListInstalls.h"
 #include "ListerRegistry.h"
-#include "MORFileLockBytes.h"
 
 namespace {
 
@@ -128,25 +126,6 @@ TEST_F(ListInstallsTest, FiltersApplyToBothTreesAndBrokenKeysDropOnlyThemselves)
   EXPECT_EQ(Found("", "*top", "419.1"), (V{"B419/*top/X3/419.1"}));
   EXPECT_EQ(Found("b419", "D*k*", "419.1"), (V{"b419/D*kX/X4/419.1"}));
   EXPECT_EQ(Found("B41", "desktop", "419"), V{});
-}
-
-// A product key file over the size limit, or one that would cost more to read than its size allows,
-// is a key without values: the tree below it is still listed, and the file is left as it is.
-TEST_F(ListInstallsTest, OversizedProductKeyFileStillListsItsTree) {
-  m_Registry.AddInstall("B419/Desktop/X1", "/opt/X1", "419.1");
-  const std::string l_Q4 = m_Registry.At("HKLM/SOFTWARE/Quorvane/Q4.json");
-  std::string l_Costly = "{\"Version\":\"1.0\",\"Q4\":{\"V\":[[1]";
-  while (l_Costly.size() < (size_t(512) << 10)) l_Costly += ",[1]";
-  l_Costly += "]}}";
-  for (bool l_Sparse : {true, false}) {
-    if (l_Sparse)
-      ASSERT_EQ(truncate(l_Q4.c_str(), off_t(MORFileLockBytesMaxSize + 1)), 0);  // nothing of it is read
-    else
-      KELTestWriteFile(l_Q4, l_Costly);
-    const uintmax_t l_Size = std::filesystem::file_size(l_Q4);
-    EXPECT_EQ(Run({"-json"}, 1), "\n" + s_Json);
-    EXPECT_EQ(std::filesystem::file_size(l_Q4), l_Size);
-  }
 }
 
 }  // namespace
