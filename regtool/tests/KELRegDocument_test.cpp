@@ -19,6 +19,10 @@ TEST(KELInsRegText, StoredAndDocumentFormsGiveTheBytesBack) {
            Case{std::string("nul\0x", 5), "nul\\u0000x", "\"nul\\u0000x\""},
            Case{"caf\xC3\xA9 \xF0\x9F\x98\x80", "caf\xC3\xA9 \xF0\x9F\x98\x80",
                 "\"caf\xC3\xA9 \xF0\x9F\x98\x80\""},
+           // The smallest character of each length is UTF-8; a lead byte past F4 never is.
+           Case{"\xC2\x80\xE0\xA0\x80\xF0\x90\x80\x80", "\xC2\x80\xE0\xA0\x80\xF0\x90\x80\x80",
+                "\"\xC2\x80\xE0\xA0\x80\xF0\x90\x80\x80\""},
+           Case{"\xF8\x90\x80\x80", "\xF8\x90\x80\x80", "\"\\udcf8\\udc90\\udc80\\udc80\""},
            // Not UTF-8: a lone byte, a cut sequence, an overlong form, an encoded surrogate.
            Case{"\xFF\xC3 \xC0\xAF\xED\xA0\x80", "\xFF\xC3 \xC0\xAF\xED\xA0\x80",
                 "\"\\udcff\\udcc3 \\udcc0\\udcaf\\udced\\udca0\\udc80\""},
