@@ -1,6 +1,7 @@
 // The value tree as callers use it: setters, lookups, copies, removal, and trees nested deeper than
 // any stack would allow recursion for.
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <cstring>
 #include <string>
@@ -116,6 +117,11 @@ TEST(KELSysJSONValue, NestingStopsAtTheBound) {
   KELSysJSONValue l_Copy(l_Root);
   l_Root.SetNull();
   EXPECT_EQ(Compact(l_Copy), l_Text);
+  // Freeing a copy gives back every block it took, however deep it goes.
+  KELSysJSONValue(l_Copy).SetNull();
+  const size_t l_Held = mallinfo2().uordblks;
+  KELSysJSONValue(l_Copy).SetNull();
+  EXPECT_EQ(mallinfo2().uordblks, l_Held);
 
   const std::string l_Objects =
       "{\"a\":[" + std::string(l_Depth - 2, '[') + std::string(l_Depth - 2, ']') + "]}";
