@@ -70,6 +70,9 @@ TEST_F(MORUnicodeStringTest, FindAndReplace) {
   EXPECT_EQ(l_Path.FindLast(U("a")), 14);
   EXPECT_EQ(l_Path.Find(U("json"), 23), -1);
   EXPECT_EQ(MORUnicodeString(l_Path).ReplaceAll(u'\\', u'/'), 2);
+  MORUnicodeString l_Slashes = U("/a/");
+  EXPECT_EQ(l_Slashes.ReplaceAll(u'/', u'\\'), 2);
+  EXPECT_EQ(UTF8(l_Slashes), "\\a\\");
 
   MORUnicodeString l_Text = U("aaaaa");
   EXPECT_EQ(l_Text.ReplaceAll(U("aa"), U("b")), 2);
