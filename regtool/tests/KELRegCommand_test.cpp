@@ -221,6 +221,7 @@ TEST_F(KELRegTest, FailuresNameTheKeyOrFileWithStatusOne) {
         Case{{"delete", "HKLM/K", "-v", "None"}, "HKLM\\K: no value 'None'"},
         Case{{"copy", "HKLM/None", "HKLM/X"}, "HKLM\\None: no such key"},
         Case{{"import", l_Missing}, l_Missing + ": " + std::strerror(ENOENT)},
+        Case{{"import", m_Dir}, m_Dir + ": " + std::strerror(EISDIR)},
         Case{{"export", "HKLM/K", m_Dir + "/no/such/dir/f.json"},
              m_Dir + "/no/such/dir/f.json: " + std::strerror(ENOENT)},
         Case{{"--root", m_Dir + "/none", "query", "HKLM"}, m_Dir + "/none: " + std::strerror(ENOENT)},
