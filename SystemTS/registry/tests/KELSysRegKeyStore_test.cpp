@@ -2,9 +2,11 @@
 // should be, and a disk that fills up during a write-back.
 #include <dirent.h>
 #include <errno.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -149,6 +151,15 @@ TEST_P(KELSysRegUnreadTest, OpensWithoutValuesAndKeepsTheFile) {
   EXPECT_EQ(fs::file_size(l_File), l_Size);
   EXPECT_EQ(fs::last_write_time(l_File), l_Time);
   EXPECT_EQ(KELSysRegReadFile(l_File).substr(0, 64), l_Head);
+  // Nor does it keep a lock while open: made readable meanwhile, the file is locked by the next writer.
+  if (fs::is_symlink(l_File)) return;
+  KELSysRegKey l_Unread, l_Writer;
+  ASSERT_EQ(l_Unread.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite), KEL_S_OK);
+  KELTestWriteFile(l_File, "{\"K\":{}}");
+  ASSERT_EQ(l_Writer.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite), KEL_S_OK);
+  const int l_Fd = open(l_File.c_str(), O_RDONLY | O_CLOEXEC);
+  EXPECT_NE(flock(l_Fd, LOCK_EX | LOCK_NB), 0);
+  close(l_Fd);
 }
 
 INSTANTIATE_TEST_SUITE_P(
