@@ -13,6 +13,7 @@
 #include "KELSysJSONBlock.h"
 #include "KELSysJSONPrivate.h"
 #include "KELSysJSONReader.h"
+#include "KELSysJSONTestUtil.h"
 #include "KELSysJSONWalker.h"
 
 namespace {
@@ -115,12 +116,16 @@ void ExpectSameTree(const std::string& iText) {
   const std::string l_Warm(64, ' ');  // room for tokens: a short text must not fail for want of it
   ASSERT_EQ(l_Tokens.Parse(l_Warm.data(), l_Warm.size()), KEL_S_OK);
   KELSysJSONValue l_Built, l_Read;
-  KELSysResult l_Expected = l_Tokens.Parse(iText.data(), iText.size());
+  KELSysJSONTestSink l_ParseErrors, l_ReadErrors;
+  KELSysResult l_Expected = l_Tokens.Parse(iText.data(), iText.size(), &l_ParseErrors.m_Trace);
   if (l_Expected == KEL_S_OK) l_Expected = l_Tokens.Build(l_Built);
   // Blanks after the text change nothing it says, and take it past the size that Read passes to
-  // the tokens.
+  // the tokens. A parsing error is reported by both (where the text ends differs) or by neither.
   const std::string l_Long = iText + std::string(KELSysJSONTokenReadLimit + 1, ' ');
-  EXPECT_EQ(l_OneGo.Read(l_Long.data(), l_Long.size(), l_Read) == KEL_S_OK, l_Expected == KEL_S_OK) << iText;
+  EXPECT_EQ(l_OneGo.Read(l_Long.data(), l_Long.size(), l_Read, &l_ReadErrors.m_Trace) == KEL_S_OK,
+            l_Expected == KEL_S_OK)
+      << iText;
+  EXPECT_EQ(l_ReadErrors.m_Lines->GetText().empty(), l_ParseErrors.m_Lines->GetText().empty()) << iText;
   std::string l_BuiltText, l_ReadText;
   l_Built.Write(l_BuiltText, true, std::string());
   l_Read.Write(l_ReadText, true, std::string());
