@@ -62,10 +62,10 @@ TEST(KELSysTraceManagerBase, ParsesSpecifications) {
 }
 
 TEST(KELSysTraceManagerBase, IgnoresWhatNeitherSyntaxAccepts) {
-  for (const char* l_Spec :
-       {"-X A", "-F A", "-Iabc A", "-L A", "-I99999999999 A", "-Nx A", "- A", "--name A --std", "--name A B",
-        "--name", "--name A --rotate-file-count 0", "--name A --rotate-file-count 10001",
-        "--name A --rotate-file-size=x", "--name A --local-time=1", "--name= -o"}) {
+  for (const char* l_Spec : {"-X A", "-F A", "-Iabc A", "-L A", "-I99999999999 A", "-Nx A", "- A",
+                             "--name A --std", "--name A B", "--name", "--name A --rotate-file-count 0",
+                             "--name A --rotate-file-count 10001", "--name A --rotate-file-size 0",
+                             "--name A --rotate-file-size=x", "--name A --local-time=1", "--name= -o"}) {
     KELSysTraceManagerBase l_Manager;
     EXPECT_EQ(l_Manager.AddSpecifications(l_Spec), 0) << l_Spec;
     EXPECT_FALSE(l_Manager.HasChannels()) << l_Spec;
