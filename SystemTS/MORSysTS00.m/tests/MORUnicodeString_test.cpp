@@ -50,6 +50,8 @@ TEST_F(MORUnicodeStringTest, EditsClampTheirRanges) {
   EXPECT_EQ(UTF8(MORUnicodeString(l_Text).Replace(1, 0, U("XY"))), "aXYbcdef");
   EXPECT_EQ(UTF8(MORUnicodeString(l_Text).Replace(3, 10, U("é"))), "abcé");
   EXPECT_EQ(UTF8(MORUnicodeString(l_Text).Replace(99, 1, U("!"))), "abcdef!");
+  MORUnicodeString l_Own = U("abcdef");  // not shared: replaced in place
+  EXPECT_EQ(UTF8(l_Own.Replace(1, 2, U("X"))), "aXdef");
   EXPECT_EQ(UTF8(l_Text.SubString(2, 3)), "cde");
   EXPECT_EQ(UTF8(l_Text.SubString(4, 100)), "ef");
   EXPECT_EQ(UTF8(l_Text.SubString(9)), "");
