@@ -121,7 +121,7 @@ KELInsRegTree Level28() {
 
 void Sync(benchmark::State& ioState) {
 #ifdef KEL_BENCH_CHANGES
-  KELInsRegChange::SetSyncForBench(ioState.range(0) != 0);
+  KELInsRegChange::SetSyncing(ioState.range(0) != 0);
 #else
   (void)ioState;  // the build before changes were made all at once synced nothing
 #endif
@@ -133,7 +133,7 @@ void RemoveLevel(benchmark::State& ioState) {
   std::filesystem::remove_all(TheRegistry().Root() + "/HKLM/SOFTWARE/Quorvane/Q4/B900");
   std::filesystem::remove(TheRegistry().Root() + "/HKLM/SOFTWARE/Quorvane/Q4/B900.json");
 #ifdef KEL_BENCH_CHANGES
-  if (ioState.iterations() + 1 >= ioState.max_iterations) KELInsRegChange::SetSyncForBench(true);
+  if (ioState.iterations() + 1 >= ioState.max_iterations) KELInsRegChange::SetSyncing(true);
 #endif
   ioState.ResumeTiming();
 }

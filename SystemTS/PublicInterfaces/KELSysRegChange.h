@@ -100,8 +100,8 @@ class KELSysRegChange {
   const std::string& GetWhy() const { return m_Why; }
 
   // Whether changes sync what they write (on by default). Benchmarks turn it off to measure what
-  // the syncs cost.
-  static void SetSyncForBench(bool iSync);
+  // the syncs cost, and tests of locking, which are about order and not about the disk.
+  static void SetSyncing(bool iSync);
 
   struct Node;
   struct Step;

@@ -55,8 +55,8 @@ class KELInsRegChange {
   static bool IsChangeName(const std::string& iName);
   // The registry root of iHive (the folder that holds its hive folder), and the hive folder's name.
   static bool HiveFolder(int32_t iHive, std::string& oRoot, std::string& oName);
-  // Benchmarks only: changes without syncs.
-  static void SetSyncForBench(bool iSync);
+  // Benchmarks and tests only: changes without syncs (see KELSysRegChange::SetSyncing).
+  static void SetSyncing(bool iSync);
 
  private:
   [[noreturn]] void Throw(const char* iOperation);

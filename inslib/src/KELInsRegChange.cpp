@@ -65,4 +65,4 @@ bool KELInsRegChange::HiveFolder(int32_t iHive, std::string& oRoot, std::string&
   return KELSysRegChange::HiveFolder(KELInsRegHiveId(iHive), oRoot, oName);
 }
 
-void KELInsRegChange::SetSyncForBench(bool iSync) { KELSysRegChange::SetSyncForBench(iSync); }
+void KELInsRegChange::SetSyncing(bool iSync) { KELSysRegChange::SetSyncing(iSync); }

@@ -4,22 +4,23 @@
 
 using KELInsIOTest = KELInsTestDir;
 
-TEST_F(KELInsIOTest, RewritesLinesJoinedByBareLineFeeds) {
-  Write("lf", "a=1\nb=1\n");
-  EXPECT_EQ(KELInsIO::ReplaceInLines(At("lf"), "1", "2"), 2);
-  EXPECT_EQ(Read("lf"), "a=2\nb=2");
-  Write("crlf", "x=1\r\n\r\ny=0\r\r\n");
-  EXPECT_EQ(KELInsIO::ReplaceInLines(At("crlf"), "1", "2"), 1);
-  EXPECT_EQ(Read("crlf"), "x=2\n\ny=0\r");
-  EXPECT_FALSE(Exists("crlf_TmpRIL"));
-}
-
-TEST_F(KELInsIOTest, NoMatchLeavesTheFileByteForByte) {
-  Write("f", "x=1\r\ny=0\r\n\n");
-  EXPECT_EQ(KELInsIO::ReplaceInLines(At("f"), "zz", "2"), 0);
+// Lines are joined again by bare line feeds when something was replaced; a file with no match, or
+// none at all, is left byte for byte; the temporary file never stays.
+TEST_F(KELInsIOTest, RewritesLinesOnlyWhenSomethingMatches) {
+  struct Case {
+    const char *m_Before, *m_From;
+    int32_t m_Count;
+    const char* m_After;
+  };
+  for (const Case& l_Case :
+       {Case{"a=1\nb=1\n", "1", 2, "a=2\nb=2"}, Case{"x=1\r\n\r\ny=0\r\r\n", "1", 1, "x=2\n\ny=0\r"},
+        Case{"x=1\r\ny=0\r\n\n", "zz", 0, "x=1\r\ny=0\r\n\n"}}) {
+    Write("f", l_Case.m_Before);
+    EXPECT_EQ(KELInsIO::ReplaceInLines(At("f"), l_Case.m_From, "2"), l_Case.m_Count) << l_Case.m_Before;
+    EXPECT_EQ(Read("f"), l_Case.m_After);
+    EXPECT_FALSE(Exists("f_TmpRIL"));
+  }
   EXPECT_EQ(KELInsIO::ReplaceInLines(At("none"), "", "2"), 0);
-  EXPECT_EQ(Read("f"), "x=1\r\ny=0\r\n\n");
-  EXPECT_FALSE(Exists("f_TmpRIL"));
 }
 
 TEST_F(KELInsIOTest, ReadOnlyFileIsRewrittenInPlaceAndItsModeRestored) {
@@ -33,16 +34,15 @@ TEST_F(KELInsIOTest, ReadOnlyFileIsRewrittenInPlaceAndItsModeRestored) {
 
 TEST_F(KELInsIOTest, FailuresNameTheCauseAndBothTexts) {
   const std::string l_Texts = "\nReplaced: a\nReplacing: b";
-  ExpectFailure<std::runtime_error>([] { KELInsIO::ReplaceInLines("", "a", "b"); },
-                                    "KELInsIO::ReplaceInLines: Filename is empty" + l_Texts);
-  ExpectFailure<std::runtime_error>([&] { KELInsIO::ReplaceInLines(At("none"), "a", "b"); },
-                                    "KELInsIO::ReplaceInLines: Failed to open " + At("none") + l_Texts);
   Write("f", "a");
   ASSERT_EQ(::mkdir(At("f_TmpRIL").c_str(), 0755), 0);
-  ExpectFailure<std::runtime_error>([&] { KELInsIO::ReplaceInLines(At("f"), "a", "b"); },
-                                    "KELInsIO::ReplaceInLines: Failed to open " + At("f_TmpRIL") + l_Texts);
-  ExpectFailure<std::runtime_error>([&] { KELInsIO::ReplaceInLines(m_Dir, "a", "b"); },
-                                    "KELInsIO::ReplaceInLines: Failed to read " + m_Dir + l_Texts);
+  for (const auto& [l_File, l_Cause] :
+       std::vector<std::pair<std::string, std::string>>{{"", "Filename is empty"},
+                                                        {At("none"), "Failed to open " + At("none")},
+                                                        {At("f"), "Failed to open " + At("f_TmpRIL")},
+                                                        {m_Dir, "Failed to read " + m_Dir}})
+    ExpectFailure<std::runtime_error>([&] { KELInsIO::ReplaceInLines(l_File, "a", "b"); },
+                                      "KELInsIO::ReplaceInLines: " + l_Cause + l_Texts);
 }
 
 TEST(KELInsIO, ReplaceAllNeverRescansInsertedText) {

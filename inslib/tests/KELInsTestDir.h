@@ -8,29 +8,18 @@
 
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
+
+#include "../../tests/KELTestSupport.h"
 
 class KELInsTestDir : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char l_Template[] = "/tmp/KELInsLibTest.XXXXXX";
-    ASSERT_NE(::mkdtemp(l_Template), nullptr) << std::strerror(errno);
-    m_Dir = l_Template;
-  }
-  void TearDown() override { std::filesystem::remove_all(m_Dir); }
-
   // Absolute path of iName inside the test folder.
-  std::string At(const std::string& iName) const { return m_Dir + "/" + iName; }
+  std::string At(const std::string& iName) const { return m_Temp.At(iName); }
   bool Exists(const std::string& iName) const { return ::access(At(iName).c_str(), F_OK) == 0; }
   void Write(const std::string& iName, const std::string& iBytes) const {
-    std::ofstream(At(iName), std::ios::binary) << iBytes;
+    KELTestWriteFile(At(iName), iBytes);
   }
-  std::string Read(const std::string& iName) const {
-    std::ifstream l_In(At(iName), std::ios::binary);
-    return {std::istreambuf_iterator<char>(l_In), {}};
-  }
+  std::string Read(const std::string& iName) const { return KELTestReadFile(At(iName)); }
   mode_t ModeOf(const std::string& iName) const {
     struct stat l_Stat {};
     ::stat(At(iName).c_str(), &l_Stat);
@@ -41,10 +30,11 @@ class KELInsTestDir : public ::testing::Test {
     return iMessage + " - " + std::strerror(iErrno) + "\n";
   }
 
-  std::string m_Dir;
+  KELTestTempDir m_Temp{"KELInsLibTest"};
+  const std::string m_Dir = m_Temp.Path();
 };
 
-// iCall throws exactly class E (not merely a relative) with the whole message iMessage.
+// iCall throws E (or a class derived from it) with the whole message iMessage.
 template <class E, class F>
 void ExpectFailure(F iCall, const std::string& iMessage) {
   EXPECT_THAT(iCall, ::testing::ThrowsMessage<E>(::testing::StrEq(iMessage)));

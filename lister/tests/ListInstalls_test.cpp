@@ -1,28 +1,34 @@
 // The whole command in-process, against a temporary registry seen through the test root.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
+#include <cstring>
 #include <sstream>
 
 #include "DiscoverInstalls.h"
 #include "KELSysRegTestRoot.h"
 #include "ListInstalls.h"
 #include "ListerRegistry.h"
-#include "MORFileLockBytes.h"
 
 namespace {
+
+const std::string s_Xml =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<installs>\n  <install buildLevel=\"B419\" "
+    "hfxLevel=\"419.1\" ident=\"X1\" path=\"/opt/X1\" type=\"Desktop\"/>\n</installs>";
+const std::string s_Json =
+    "{\"installs\": [{\"buildLevel\": \"B419\", \"type\": \"Desktop\", \"ident\": \"X1\", "
+    "\"hfxLevel\": \"419.1\", \"path\": \"/opt/X1\"}]}\n";
 
 class ListInstallsTest : public ::testing::Test {
  protected:
   void SetUp() override { KELSysRegSetRootForTest(m_Registry.Root().c_str()); }
   void TearDown() override { KELSysRegSetRootForTest(nullptr); }
 
-  // Standard output of the command, whose status must be iStatus.
-  static std::string Run(std::vector<const char*> iArgs, int64_t iStatus) {
+  // Standard output of the command, whose status must be iStatus and standard error iErr.
+  static std::string Run(std::vector<const char*> iArgs, int64_t iStatus, const std::string& iErr = "") {
     iArgs.insert(iArgs.begin(), "KELListInstalls");
     std::ostringstream l_Out, l_Err;
     EXPECT_EQ(ListInstalls(static_cast<int>(iArgs.size()), iArgs.data(), l_Out, l_Err), iStatus);
-    EXPECT_EQ(l_Err.str(), "");
+    EXPECT_EQ(l_Err.str(), iErr);
     return l_Out.str();
   }
   // "level/type/ident/hfx" of what the filters find, sorted: keys come in the file system's order.
@@ -37,6 +43,57 @@ class ListInstallsTest : public ::testing::Test {
 
   ListerRegistry m_Registry;
 };
+
+// A bad argument: one line on standard error (the -xml/-json conflict after any other), then the
+// usage, and the status 0; the arguments after -h are not looked at.
+TEST_F(ListInstallsTest, BadArgumentsReportThenShowTheUsage) {
+  m_Registry.AddInstall("B419/Desktop/X1", "/opt/X1", "419.1");
+  std::ostringstream l_Usage;
+  WriteInstallsUsage(l_Usage);
+  const std::string l_Both = "Options -xml and -json cannot be used together.\n";
+  for (const auto& [l_Args, l_Err] : std::vector<std::pair<std::vector<const char*>, std::string>>{
+           {{"-xml", "-level"}, "Missing value behind -level option\n"},
+           {{"-o"}, "Missing value behind -o option\n"},
+           {{"-level", ""},
+            "Option -level must be followed by the level you want to filter. For instance -level B419\n"},
+           {{"-type", "-h"},
+            "Option -type must be followed by the installation type you want to filter. For instance -type "
+            "Desktop\n"},
+           {{"-hfxlevel", "-o"},
+            "Option -hfxlevel must be followed by the Hotfix level you want to filter. For instance "
+            "-hfxlevel "
+            "419.2\n"},
+           {{"-o", "-json"},
+            "Option -o must be followed by the path of the file that will contain the result of the "
+            "search.\n"},
+           {{"--level=B419"}, "Option --level=B419 is not a valid option.\n"},
+           {{"-xml", "-json", "-bogus", "-bogus2"}, "Option -bogus is not a valid option.\n" + l_Both},
+           {{"-xml", "-json", "-h"}, l_Both},
+           {{"-level", "B", "-json", "-h", "-bogus", "-o"}, ""}}) {
+    SCOPED_TRACE(l_Err);
+    EXPECT_EQ(Run(l_Args, 0, l_Err), l_Usage.str());
+  }
+}
+
+TEST_F(ListInstallsTest, WritesEitherDocumentToStandardOutputOrToAFile) {
+  m_Registry.AddInstall("B419/Desktop/X1", "/opt/X1", "419.1");
+  m_Registry.AddInstall("B419/Server/S1", "/opt/S1");
+  EXPECT_EQ(Run({"-level", "A", "-level", "B419", "-type", "Desk*", "-xml", "-xml"}, 1), s_Xml);  // last wins
+  EXPECT_EQ(Run({"-hfxlevel", "419.1", "-json"}, 1), "\n" + s_Json);
+  EXPECT_EQ(Run({"-type", "-Desk"}, 0), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<installs/>");
+  const std::string l_List = m_Registry.At("list");
+  KELTestWriteFile(l_List, std::string(4096, 'x'));
+  EXPECT_EQ(Run({"-json", "-type", "Desktop", "-o", l_List.c_str()}, 1), "");
+  EXPECT_EQ(KELTestReadFile(l_List), s_Json);
+  EXPECT_EQ(Run({"-o", l_List.c_str(), "-type", "Desktop"}, 1), "");
+  EXPECT_EQ(KELTestReadFile(l_List), s_Xml);
+  for (const auto& [l_Bad, l_Errno] :
+       {std::pair(m_Registry.Root(), EISDIR), std::pair(m_Registry.At("no/list"), ENOENT)})
+    for (const char* l_Form : {"-json", "-xml"})
+      EXPECT_EQ(Run({l_Form, "-o", l_Bad.c_str()}, 0,
+                    "Opening file " + l_Bad + " failed: " + std::strerror(l_Errno) + "\n"),
+                "");
+}
 
 TEST_F(ListInstallsTest, ProductTreeFirstThenCommonTreeWithMissingValuesFilledIn) {
   m_Registry.AddCommon("Viewer", "", "");  // neither GAlevel nor Path
@@ -59,8 +116,8 @@ TEST_F(ListInstallsTest, FiltersApplyToBothTreesAndBrokenKeysDropOnlyThemselves)
     m_Registry.AddInstall(l_Install, "/p", "419.1");
   m_Registry.AddCommon("Desktop", "B420", "/p");
   // A folder without key file is no key; a key file that is not JSON is a key without values.
-  std::filesystem::create_directories(m_Registry.Root() + "/HKLM/SOFTWARE/Quorvane/Q4/B500");
-  WriteFile(m_Registry.Root() + "/HKLM/SOFTWARE/Quorvane/Q4/B419/Desk/X2.json", "{\"Version\"");
+  std::filesystem::create_directories(m_Registry.At("HKLM/SOFTWARE/Quorvane/Q4/B500"));
+  KELTestWriteFile(m_Registry.At("HKLM/SOFTWARE/Quorvane/Q4/B419/Desk/X2.json"), "{\"Version\"");
   using V = std::vector<std::string>;
   EXPECT_EQ(Found("", "Desk*", ""),
             (V{"B419/Desk/X2/UNKNOWN", "B419/Desktop/X1/419.1", "B420/Desktop/NONE/4.1"}));
@@ -69,27 +126,6 @@ TEST_F(ListInstallsTest, FiltersApplyToBothTreesAndBrokenKeysDropOnlyThemselves)
   EXPECT_EQ(Found("", "*top", "419.1"), (V{"B419/*top/X3/419.1"}));
   EXPECT_EQ(Found("b419", "D*k*", "419.1"), (V{"b419/D*kX/X4/419.1"}));
   EXPECT_EQ(Found("B41", "desktop", "419"), V{});
-}
-
-// A product key file over the size limit, or one that would cost more to read than its size allows,
-// is a key without values: the tree below it is still listed, and the file is left as it is.
-TEST_F(ListInstallsTest, OversizedProductKeyFileStillListsItsTree) {
-  m_Registry.AddInstall("B419/Desktop/X1", "/opt/X1", "419.1");
-  const std::string l_Q4 = m_Registry.Root() + "/HKLM/SOFTWARE/Quorvane/Q4.json";
-  std::string l_Costly = "{\"Version\":\"1.0\",\"Q4\":{\"V\":[[1]";
-  while (l_Costly.size() < (size_t(512) << 10)) l_Costly += ",[1]";
-  l_Costly += "]}}";
-  for (bool l_Sparse : {true, false}) {
-    if (l_Sparse)
-      ASSERT_EQ(truncate(l_Q4.c_str(), off_t(MORFileLockBytesMaxSize + 1)), 0);  // nothing of it is read
-    else
-      WriteFile(l_Q4, l_Costly);
-    const uintmax_t l_Size = std::filesystem::file_size(l_Q4);
-    EXPECT_EQ(Run({"-json"}, 1),
-              "\n{\"installs\": [{\"buildLevel\": \"B419\", \"type\": \"Desktop\", \"ident\": \"X1\", "
-              "\"hfxLevel\": \"419.1\", \"path\": \"/opt/X1\"}]}\n");
-    EXPECT_EQ(std::filesystem::file_size(l_Q4), l_Size);
-  }
 }
 
 }  // namespace

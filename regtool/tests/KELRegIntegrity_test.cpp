@@ -31,11 +31,15 @@ class KELRegCrash : public KELRegTest, public ::testing::WithParamInterface<Cras
   // In memory where the machine has it: the states are the same, and a thousand runs sync nothing to a disk.
   void SetUp() override {
     char l_Template[] = "/dev/shm/KELRegCrash.XXXXXX";
-    if (::mkdtemp(l_Template) == nullptr) return KELRegTest::SetUp();
-    m_Dir = l_Template;
+    if (::mkdtemp(l_Template) == nullptr) return;
+    m_Dir = m_Memory = l_Template;
     m_Root = m_Dir + "/reg";
     fs::create_directories(m_Root);
   }
+  void TearDown() override {
+    if (!m_Memory.empty()) fs::remove_all(m_Memory);
+  }
+  std::string m_Memory;
 
   static bool HaveStrace() { return system("strace -V >/dev/null 2>&1") == 0; }
 

@@ -4,27 +4,19 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pwd.h>
-#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <string>
-#include <vector>
+
+#include "../../tests/KELTestSupport.h"
 
 namespace fs = std::filesystem;
 
-inline std::string KELRegReadFile(const std::string& iPath) {
-  std::ifstream l_In(iPath, std::ios::binary);
-  return {std::istreambuf_iterator<char>(l_In), {}};
-}
+inline std::string KELRegReadFile(const std::string& iPath) { return KELTestReadFile(iPath); }
 inline void KELRegWriteFile(const std::string& iPath, const std::string& iBytes) {
-  std::ofstream(iPath, std::ios::binary | std::ios::trunc) << iBytes;
+  KELTestWriteFile(iPath, iBytes);
 }
 
 struct KELRegOutcome {
@@ -34,15 +26,10 @@ struct KELRegOutcome {
 
 class KELRegTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char l_Template[] = "/tmp/KELRegTest.XXXXXX";
-    ASSERT_NE(::mkdtemp(l_Template), nullptr) << std::strerror(errno);
-    m_Dir = l_Template;
+  KELRegTest() {
     ::chmod(m_Dir.c_str(), 0755);  // reachable by the unprivileged user of the permission tests
-    m_Root = m_Dir + "/reg";
     fs::create_directories(m_Root);
   }
-  void TearDown() override { fs::remove_all(m_Dir); }
 
   // Runs KELReg with "--root <root>" (unless iWithRoot is false) and iArgs, iInput on standard
   // input. iUser, when given, is the user id the process runs as; iEnvironment adds variables.
@@ -59,7 +46,7 @@ class KELRegTest : public ::testing::Test {
                      const std::vector<std::string>& iEnvironment = {}) const {
     static int s_Run = 0;
     std::string l_Base = m_Dir + "/run" + std::to_string(s_Run++);
-    KELRegWriteFile(l_Base + ".in", iInput);
+    KELTestWriteFile(l_Base + ".in", iInput);
     pid_t l_Child = fork();
     if (l_Child == 0) {
       int l_In = open((l_Base + ".in").c_str(), O_RDONLY);
@@ -78,32 +65,33 @@ class KELRegTest : public ::testing::Test {
     int l_Wait = 0;
     waitpid(l_Child, &l_Wait, 0);
     if (WIFEXITED(l_Wait)) l_Outcome.m_Status = WEXITSTATUS(l_Wait);
-    l_Outcome.m_Out = KELRegReadFile(l_Base + ".out");
-    l_Outcome.m_Err = KELRegReadFile(l_Base + ".err");
+    l_Outcome.m_Out = KELTestReadFile(l_Base + ".out");
+    l_Outcome.m_Err = KELTestReadFile(l_Base + ".err");
     for (const char* l_Suffix : {".in", ".out", ".err"}) fs::remove(l_Base + l_Suffix);
     return l_Outcome;
+  }
+  // Runs KELReg once for each argument list; each must succeed silently.
+  void Regs(const std::vector<std::vector<std::string>>& iRuns) const {
+    for (const std::vector<std::string>& l_Args : iRuns) {
+      KELRegOutcome l_Run = Reg(l_Args);
+      EXPECT_TRUE(l_Run.m_Status == 0 && l_Run.m_Out.empty() && l_Run.m_Err.empty())
+          << l_Args[0] << " " << l_Args[1] << ": " << l_Run.m_Status << " " << l_Run.m_Err;
+    }
   }
 
   // Every path below the registry root with its bytes, sorted: compares whole registries.
   std::vector<std::string> Snapshot(const std::string& iRoot = "") const {
-    std::vector<std::string> l_Files;
-    const std::string l_Root = iRoot.empty() ? m_Root : iRoot;
     // The change journal and the quarantine are KELReg's own, beside the hives.
-    for (auto l_It = fs::recursive_directory_iterator(l_Root); l_It != fs::recursive_directory_iterator();
-         ++l_It) {
-      if (l_It->path().filename() == ".KELReg" && l_It.depth() == 0) {
-        l_It.disable_recursion_pending();
-        continue;
-      }
-      l_Files.push_back(l_It->path().string().substr(l_Root.size()) + " " +
-                        (l_It->is_regular_file() ? KELRegReadFile(l_It->path()) : "<dir>"));
-    }
-    std::sort(l_Files.begin(), l_Files.end());
+    std::vector<std::string> l_Files = KELTestSnapshot(iRoot.empty() ? m_Root : iRoot);
+    std::erase_if(l_Files, [](const std::string& iFile) {
+      return iFile.starts_with("/.KELReg ") || iFile.starts_with("/.KELReg/");
+    });
     return l_Files;
   }
-  std::string Key(const std::string& iRelative) const { return KELRegReadFile(m_Root + "/" + iRelative); }
+  std::string Key(const std::string& iRelative) const { return KELTestReadFile(m_Root + "/" + iRelative); }
 
-  std::string m_Dir, m_Root;
+  KELTestTempDir m_Temp{"KELRegTest"};
+  std::string m_Dir = m_Temp.Path(), m_Root = m_Dir + "/reg";
 };
 
 // Expects a run to have ended with iStatus, iOut and iErr exactly.

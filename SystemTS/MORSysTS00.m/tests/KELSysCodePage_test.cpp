@@ -59,6 +59,10 @@ TEST_F(KELSysCodePageTest, ProblemsAreReportedAndConversionGoesOn) {
   l_Bytes.clear();
   EXPECT_EQ(KELSysCodePage("Identity").FromUTF16(u"a\u00E9\u20AC", 3, l_Bytes), KEL_E_FAIL);
   EXPECT_EQ(l_Bytes, "a\xE9?");
+  // A text that ends between the two units of a pair ends with a lone one, whatever follows it.
+  l_Bytes.clear();
+  KELSysCodePage("UTF-8").FromUTF16(u"a\xD83D\xDE00", 2, l_Bytes);
+  EXPECT_EQ(l_Bytes, "a\xEF\xBF\xBD");
 }
 
 TEST_F(KELSysCodePageTest, NextMultiByteCharIsOneUnit) {

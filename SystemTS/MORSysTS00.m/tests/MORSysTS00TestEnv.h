@@ -9,12 +9,10 @@
 
 #include <clocale>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <map>
 #include <optional>
-#include <string>
 
+#include "../../../tests/KELTestSupport.h"
 #include "MORStringWarning.h"
 #include "MORSysTS00Testing.h"
 #include "MORUnicodeString.h"
@@ -53,7 +51,6 @@ class MORSysTS00Env : public testing::Test {
     MORSysTS00ResetForTests();
     MORStringWarning::SetProcessActive(true);
     std::setlocale(LC_ALL, "C");
-    if (!m_Temp.empty()) std::filesystem::remove_all(m_Temp);
   }
 
   // Sets LANG (unset when null) and forgets the settled code set.
@@ -62,27 +59,20 @@ class MORSysTS00Env : public testing::Test {
     MORSysTS00ResetForTests();
   }
 
-  const std::string& Temp() {
-    if (m_Temp.empty()) {
-      char l_Template[] = "/tmp/MORSysTS00_XXXXXX";
-      m_Temp = mkdtemp(l_Template);
-    }
-    return m_Temp;
-  }
+  const std::string& Temp() const { return m_Temp.Path(); }
 
   // Writes iText to the file iRelative under the temporary folder, with its folders.
   std::string WriteFile(const std::string& iRelative, const std::string& iText) {
-    std::filesystem::path l_Path = std::filesystem::path(Temp()) / iRelative;
-    std::filesystem::create_directories(l_Path.parent_path());
-    std::ofstream(l_Path, std::ios::binary) << iText;
-    return l_Path.string();
+    std::filesystem::create_directories(std::filesystem::path(m_Temp.At(iRelative)).parent_path());
+    KELTestWriteFile(m_Temp.At(iRelative), iText);
+    return m_Temp.At(iRelative);
   }
 
   static std::string PID() { return "[PID:" + std::to_string(getpid()) + "] "; }
 
  private:
   std::map<std::string, std::optional<std::string>> m_Saved;
-  std::string m_Temp;
+  KELTestTempDir m_Temp{"MORSysTS00"};
 };
 
 #endif

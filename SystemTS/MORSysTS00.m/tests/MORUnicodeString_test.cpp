@@ -15,22 +15,6 @@ using MORUnicodeStringTest = MORSysTS00Env;
 
 MORUnicodeString U(const char* iUTF8) { return MORUnicodeString::FromUTF8(iUTF8); }
 
-TEST_F(MORUnicodeStringTest, CopiesShareUntilOneChanges) {
-  MORUnicodeString l_Original = U("Quorvane");
-  MORUnicodeString l_Copy = l_Original;
-  EXPECT_EQ(l_Copy.ConvertToUTF16(), l_Original.ConvertToUTF16());
-  l_Copy.Append(u'!');
-  EXPECT_NE(l_Copy.ConvertToUTF16(), l_Original.ConvertToUTF16());
-  EXPECT_EQ(UTF8(l_Original), "Quorvane");
-  EXPECT_EQ(UTF8(l_Copy), "Quorvane!");
-
-  // Every empty string shares one block, also after a string has been emptied.
-  MORUnicodeString l_Empty, l_Emptied = U("x");
-  l_Emptied.Remove(0);
-  EXPECT_EQ(l_Empty.ConvertToUTF16(), MORUnicodeString().ConvertToUTF16());
-  EXPECT_EQ(l_Emptied.ConvertToUTF16(), l_Empty.ConvertToUTF16());
-}
-
 TEST_F(MORUnicodeStringTest, NarrowResultsLiveUntilTheStringChanges) {
   MORUnicodeString l_Text = U("key\\name");
   const char* l_UTF8 = l_Text.ConvertToUTF8();
@@ -43,6 +27,7 @@ TEST_F(MORUnicodeStringTest, NarrowResultsLiveUntilTheStringChanges) {
   EXPECT_EQ(UTF8(l_Text), "key\\name");
 }
 
+// Copies share their text until one changes, in any thread: the original never changes with them.
 TEST_F(MORUnicodeStringTest, CopiesMayLiveInSeveralThreads) {
   MORUnicodeString l_Shared = U("shared between threads");
   std::vector<std::thread> l_Threads;
@@ -65,6 +50,8 @@ TEST_F(MORUnicodeStringTest, EditsClampTheirRanges) {
   EXPECT_EQ(UTF8(MORUnicodeString(l_Text).Replace(1, 0, U("XY"))), "aXYbcdef");
   EXPECT_EQ(UTF8(MORUnicodeString(l_Text).Replace(3, 10, U("é"))), "abcé");
   EXPECT_EQ(UTF8(MORUnicodeString(l_Text).Replace(99, 1, U("!"))), "abcdef!");
+  MORUnicodeString l_Own = U("abcdef");  // not shared: replaced in place
+  EXPECT_EQ(UTF8(l_Own.Replace(1, 2, U("X"))), "aXdef");
   EXPECT_EQ(UTF8(l_Text.SubString(2, 3)), "cde");
   EXPECT_EQ(UTF8(l_Text.SubString(4, 100)), "ef");
   EXPECT_EQ(UTF8(l_Text.SubString(9)), "");
@@ -85,6 +72,9 @@ TEST_F(MORUnicodeStringTest, FindAndReplace) {
   EXPECT_EQ(l_Path.FindLast(U("a")), 14);
   EXPECT_EQ(l_Path.Find(U("json"), 23), -1);
   EXPECT_EQ(MORUnicodeString(l_Path).ReplaceAll(u'\\', u'/'), 2);
+  MORUnicodeString l_Slashes = U("/a/");
+  EXPECT_EQ(l_Slashes.ReplaceAll(u'/', u'\\'), 2);
+  EXPECT_EQ(UTF8(l_Slashes), "\\a\\");
 
   MORUnicodeString l_Text = U("aaaaa");
   EXPECT_EQ(l_Text.ReplaceAll(U("aa"), U("b")), 2);

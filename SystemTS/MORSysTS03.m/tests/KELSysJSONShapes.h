@@ -6,6 +6,7 @@
 #define KELSysJSONShapes_H
 
 #include <cstddef>
+#include <ostream>
 #include <string>
 
 enum class KELSysJSONShape {
@@ -50,6 +51,8 @@ inline const char* KELSysJSONShapeName(KELSysJSONShape iShape) {
                                         "ColonChain",   "MixedArrays", "MixedChains"};
   return s_Names[static_cast<int>(iShape)];
 }
+
+inline void PrintTo(KELSysJSONShape iShape, std::ostream* oOut) { *oOut << KELSysJSONShapeName(iShape); }
 
 // A key file of the shape for key "K", at most iSize bytes (iSize 64 or more) and within a
 // repeated unit of it.

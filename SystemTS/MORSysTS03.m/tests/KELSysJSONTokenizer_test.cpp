@@ -54,37 +54,39 @@ TEST(KELSysJSONTokenizer, FindsQuotesAndEscapesAtEveryOffset) {
   }
 }
 
-struct Malformed {
-  std::string m_Text;
-  unsigned m_Position;
-};
-
-class KELSysJSONMalformed : public ::testing::TestWithParam<Malformed> {};
-
-TEST_P(KELSysJSONMalformed, FailsAndReportsThePosition) {
+// A malformed text fails with one line naming where it went wrong, and frees the token array: an
+// unclosed container at the end; an unknown escape, a bad hexadecimal digit, an unterminated string,
+// a text ending inside \u or a NUL inside a string at the opening quote; a closing bracket of the
+// wrong kind or of nothing; a control byte in a primitive; a byte-order mark; UTF-8 outside a string.
+TEST(KELSysJSONTokenizer, MalformedTextsFailAndReportThePosition) {
+  struct Malformed {
+    std::string m_Text;
+    unsigned m_Position;
+  };
+  for (const Malformed& l_Case :
+       {Malformed{"{\"a\":1", 6}, Malformed{"[\"a\\q\"]", 1}, Malformed{"[\"\\u12G4\"]", 1},
+        Malformed{"[\"abc", 1}, Malformed{"[\"\\u12", 1}, Malformed{std::string("[\"ab\0c\"]", 8), 1},
+        Malformed{"[1}", 2}, Malformed{"]", 0}, Malformed{"[]]", 2}, Malformed{"[tr\x01ue]", 3},
+        Malformed{"\xEF\xBB\xBF{}", 0}, Malformed{"[caf\xC3\xA9]", 4}}) {
+    KELSysJSONTestSink l_Sink;
+    KELSysJSON l_JSON;
+    EXPECT_EQ(l_JSON.Parse(l_Case.m_Text.data(), l_Case.m_Text.size(), &l_Sink.m_Trace), KEL_E_FAIL)
+        << l_Case.m_Text;
+    EXPECT_THAT(l_Sink.m_Lines->GetText(),
+                MatchesRegex("\\(SystemTS/MORSysTS03\\.m/src/KELSysJSON : [0-9]+\\) \\[E\\] JSONTest: "
+                             "JSON parsing error at position " +
+                             std::to_string(l_Case.m_Position) + "\n"));
+    EXPECT_EQ(l_JSON.GetTokenCount() + l_JSON.GetTokenCapacity(), 0u);
+  }
+  // No text is no fault of the text; the inline tokenizer reports against its own file.
   KELSysJSONTestSink l_Sink;
-  KELSysJSON l_JSON;
-  EXPECT_EQ(l_JSON.Parse(GetParam().m_Text.data(), GetParam().m_Text.size(), &l_Sink.m_Trace), KEL_E_FAIL);
+  EXPECT_EQ(KELSysJSON().Parse(nullptr, 10, &l_Sink.m_Trace), KEL_E_INVALIDARG);
+  EXPECT_EQ(l_Sink.m_Lines->GetText(), "");
+  EXPECT_EQ(KELSysJSONTokenBlock().Tokenize("[1,", 3, &l_Sink.m_Trace), KEL_E_FAIL);
   EXPECT_THAT(l_Sink.m_Lines->GetText(),
-              MatchesRegex("\\(SystemTS/MORSysTS03\\.m/src/KELSysJSON : [0-9]+\\) \\[E\\] JSONTest: "
-                           "JSON parsing error at position " +
-                           std::to_string(GetParam().m_Position) + "\n"));
-  EXPECT_EQ(l_JSON.GetTokenCount(), 0u);
-  EXPECT_EQ(l_JSON.GetTokenCapacity(), 0u);  // a failed parse frees the token array
+              MatchesRegex("\\(SystemTS/PrivateInterfaces/KELSysJSONPrivate : [0-9]+\\) \\[E\\] JSONTest: "
+                           "JSON parsing error at position 3\n"));
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Texts, KELSysJSONMalformed,
-    ::testing::Values(Malformed{"{\"a\":1", 6},                     // unclosed object: incomplete at the end
-                      Malformed{"[\"a\\q\"]", 1},                   // unknown escape: at the opening quote
-                      Malformed{"[\"\\u12G4\"]", 1},                // bad hexadecimal digit
-                      Malformed{"[\"abc", 1},                       // unterminated string
-                      Malformed{"[\"\\u12", 1},                     // text ends inside \u
-                      Malformed{std::string("[\"ab\0c\"]", 8), 1},  // NUL ends the text inside a string
-                      Malformed{"[1}", 2}, Malformed{"]", 0}, Malformed{"[]]", 2},
-                      Malformed{"[tr\x01ue]", 3},       // control byte in a primitive
-                      Malformed{"\xEF\xBB\xBF{}", 0},   // byte-order mark
-                      Malformed{"[caf\xC3\xA9]", 4}));  // UTF-8 outside a string
 
 TEST(KELSysJSONTokenizer, StopsAtTheFirstNul) {
   KELSysJSON l_JSON;
@@ -97,13 +99,6 @@ TEST(KELSysJSONTokenizer, StopsAtTheFirstNul) {
   KELSysJSONValue l_Root;
   EXPECT_EQ(l_JSON.Build(l_Root), KEL_E_FAIL);  // no token, nothing built
   EXPECT_TRUE(l_Root.IsNull());
-}
-
-TEST(KELSysJSONTokenizer, NullTextIsAnInvalidArgument) {
-  KELSysJSONTestSink l_Sink;
-  KELSysJSON l_JSON;
-  EXPECT_EQ(l_JSON.Parse(nullptr, 10, &l_Sink.m_Trace), KEL_E_INVALIDARG);
-  EXPECT_EQ(l_Sink.m_Lines->GetText(), "");
 }
 
 // The array starts at length / 2 tokens and doubles: a fresh document has no room for the one token
@@ -147,16 +142,6 @@ TEST(KELSysJSONTokenizer, ResumedPassEqualsSinglePass) {
           << l_Text << " token " << l_Index;
     }
   }
-}
-
-// The inline tokenizer reports against its own file.
-TEST(KELSysJSONTokenizer, InlineParserReportsItsOwnFile) {
-  KELSysJSONTestSink l_Sink;
-  KELSysJSONTokenBlock l_Block;
-  EXPECT_EQ(l_Block.Tokenize("[1,", 3, &l_Sink.m_Trace), KEL_E_FAIL);
-  EXPECT_THAT(l_Sink.m_Lines->GetText(),
-              MatchesRegex("\\(SystemTS/PrivateInterfaces/KELSysJSONPrivate : [0-9]+\\) \\[E\\] JSONTest: "
-                           "JSON parsing error at position 3\n"));
 }
 
 }  // namespace

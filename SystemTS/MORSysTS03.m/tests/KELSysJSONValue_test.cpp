@@ -1,6 +1,7 @@
 // The value tree as callers use it: setters, lookups, copies, removal, and trees nested deeper than
 // any stack would allow recursion for.
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <cstring>
 #include <string>
@@ -33,50 +34,18 @@ KELSysJSONValue Built(const std::string& iText) {
   return l_Root;
 }
 
+// Each setter drops what the value held; strings are written as stored, never escaped.
 TEST(KELSysJSONValue, SettersStartFromNull) {
   KELSysJSONValue l_Value = Built("{\"a\":[1,2]}");
   l_Value.SetInteger(int32_t{-7});
-  EXPECT_EQ(l_Value.GetType(), KELSysJSONTypeInteger);
-  EXPECT_EQ(l_Value.GetObject().GetSize(), 0u);  // the old object is gone
-  l_Value.SetInteger(int64_t{1} << 40);
-  EXPECT_EQ(Compact(l_Value), "1099511627776");
+  EXPECT_EQ(l_Value.GetObject().GetSize(), 0u);
+  EXPECT_EQ(Compact(l_Value), "-7");
   EXPECT_EQ(l_Value.SetString("x\"y"), KEL_S_OK);
-  EXPECT_EQ(Compact(l_Value), "\"x\"y\"");  // written as stored, never escaped
+  EXPECT_EQ(Compact(l_Value), "\"x\"y\"");
   EXPECT_EQ(l_Value.SetString(nullptr), KEL_S_OK);
   EXPECT_TRUE(l_Value.IsNull());
-  l_Value.SetDouble(0.5);
-  EXPECT_EQ(Compact(l_Value), "0.5");
   l_Value.SetBoolean(false);
-  EXPECT_EQ(Compact(l_Value), "false");
-  EXPECT_EQ(l_Value.GetString(), "");
-}
-
-TEST(KELSysJSONValue, LookupFindsTheFirstAndKeepsOneMissingValue) {
-  KELSysJSONValue l_Root = Built("{\"a\":1,\"b\":2,\"a\":3}");
-  KELSysJSONObject& l_Object = l_Root.GetObject();
-  EXPECT_EQ(l_Object.Lookup("a").GetInteger(), 1);
-  KELSysJSONValue& l_Missing = l_Object.Lookup("z");
-  EXPECT_TRUE(l_Missing.IsNull());
-  EXPECT_EQ(&l_Object.Lookup("y"), &l_Missing);
-  EXPECT_EQ(&l_Object.Lookup(nullptr), &l_Missing);
-  l_Missing.SetInteger(5);  // not a member
-  EXPECT_EQ(l_Object.GetSize(), 3u);
-  EXPECT_EQ(l_Object.Find("z"), nullptr);
-  EXPECT_EQ(Compact(l_Root), "{\"a\":1,\"b\":2,\"a\":3}");
-  EXPECT_TRUE(l_Object.Remove("a"));
-  EXPECT_EQ(Compact(l_Root), "{\"b\":2,\"a\":3}");
-  KELSysJSONObject l_Copy(l_Object);
-  EXPECT_TRUE(l_Copy.Lookup("q").IsNull());  // a copy has a missing value of its own
-}
-
-TEST(KELSysJSONValue, CopiesAreDeepAndIndependent) {
-  KELSysJSONValue l_Original = Built("{\"a\":[1,{\"b\":[\"c\"]}],\"d\":{}}");
-  KELSysJSONValue l_Copy(l_Original);
-  l_Copy.GetObject().Lookup("a").GetArray().GetAt(1)->GetObject().Lookup("b").GetArray().GetAt(0)->SetNull();
-  EXPECT_EQ(Compact(l_Original), "{\"a\":[1,{\"b\":[\"c\"]}],\"d\":{}}");
-  EXPECT_EQ(Compact(l_Copy), "{\"a\":[1,{\"b\":[null]}],\"d\":{}}");
-  l_Copy = l_Original;
-  EXPECT_EQ(Compact(l_Copy), Compact(l_Original));
+  EXPECT_EQ(Compact(l_Value) + std::string(l_Value.GetString()), "false");
 }
 
 // Setting a value from a part of itself must copy (or take) the part before clearing the value.
@@ -148,6 +117,11 @@ TEST(KELSysJSONValue, NestingStopsAtTheBound) {
   KELSysJSONValue l_Copy(l_Root);
   l_Root.SetNull();
   EXPECT_EQ(Compact(l_Copy), l_Text);
+  // Freeing a copy gives back every block it took, however deep it goes.
+  KELSysJSONValue(l_Copy).SetNull();
+  const size_t l_Held = mallinfo2().uordblks;
+  KELSysJSONValue(l_Copy).SetNull();
+  EXPECT_EQ(mallinfo2().uordblks, l_Held);
 
   const std::string l_Objects =
       "{\"a\":[" + std::string(l_Depth - 2, '[') + std::string(l_Depth - 2, ']') + "]}";
@@ -291,15 +265,17 @@ TEST_P(KELSysJSONValueSteps, KeepContainersAndBytes) {
 
 INSTANTIATE_TEST_SUITE_P(Storage, KELSysJSONValueSteps,
                          testing::Values("sAiOsnesA", "PnisenO", "PYAinAOs", "sSAXiOYeSn", "swAwOwiwnw",
-                                         "sAOcicnceAc", "pAPpOPnp", "eAOeSwc"));
+                                         "sAOcicnceAc", "pAPpOPnp", "eAOeSwc"),
+                         [](const testing::TestParamInfo<const char*>& iInfo) { return iInfo.param; });
 
 // Keys are byte runs that may hold NUL bytes: Lookup reads a stored key as strcmp does (up to its
-// first NUL), Find and Remove compare whole keys.
-TEST(KELSysJSONValue, KeysWithNulBytes) {
+// first NUL), Find and Remove compare whole keys; both find the first member of a name. A missing
+// name gives one null value of the object's own, which is no member.
+TEST(KELSysJSONValue, LookupFindAndRemove) {
   using namespace std::string_view_literals;
   KELSysJSONObject l_Object;
   int l_Index = 0;
-  for (std::string_view l_Key : {"a\0b"sv, "a"sv, "ab"sv, "\0x"sv, ""sv, "b\0"sv})
+  for (std::string_view l_Key : {"a\0b"sv, "a"sv, "ab"sv, "\0x"sv, ""sv, "b\0"sv, "ab"sv})
     ASSERT_EQ(l_Object.AddPair(l_Key, Integer(l_Index++)), KEL_S_OK);
   struct Case {
     std::string_view m_Key;
@@ -316,12 +292,17 @@ TEST(KELSysJSONValue, KeysWithNulBytes) {
     const KELSysJSONValue* l_Exact = l_Object.Find(l_Case.m_Key);
     EXPECT_EQ(l_Exact ? l_Exact->GetInteger() : -1, l_Case.m_Find);
   }
-  EXPECT_TRUE(l_Object.Remove("a"));
+  KELSysJSONValue& l_Missing = l_Object.Lookup("z");
+  EXPECT_TRUE(&l_Object.Lookup("y") == &l_Missing && &l_Object.Lookup(nullptr) == &l_Missing);
+  l_Missing.SetInteger(5);
+  EXPECT_EQ(l_Object.Find("z"), nullptr);
+  EXPECT_TRUE(KELSysJSONObject(l_Object).Lookup("q").IsNull());  // a copy has a missing value of its own
+  EXPECT_TRUE(l_Object.Remove("a") && l_Object.Remove("ab"));
   EXPECT_EQ(l_Object.Lookup("a").GetInteger(), 0);
   size_t l_Named = 0;
   for (KELSysJSONPair& l_Pair : l_Object) l_Named += !l_Pair.GetKey().empty();
   EXPECT_EQ(l_Named, 4u);
-  EXPECT_EQ(Compact(l_Object), std::string("{\"a\0b\":0,\"ab\":2,\"\0x\":3,\"\":4,\"b\0\":5}"sv));
+  EXPECT_EQ(Compact(l_Object), std::string("{\"a\0b\":0,\"\0x\":3,\"\":4,\"b\0\":5,\"ab\":6}"sv));
 }
 
 // Lengths are 32-bit: a longer string or key is refused before a byte of it is read.

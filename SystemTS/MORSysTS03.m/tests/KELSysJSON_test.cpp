@@ -23,52 +23,44 @@ struct Case {
   std::string m_Written;
 };
 
-class KELSysJSONRewrite : public ::testing::TestWithParam<Case> {};
-
-TEST_P(KELSysJSONRewrite, WritesCompact) { EXPECT_EQ(Rewrite(GetParam().m_Text), GetParam().m_Written); }
-
 const std::string g_Digits63(63, '7');
 const std::string g_Point63 = "0." + std::string(61, '5');
 
-INSTANTIATE_TEST_SUITE_P(
-    Primitives, KELSysJSONRewrite,
-    ::testing::Values(Case{"[1.5, 2, true, null, word, false]", "[1.5,2,true,null,0,false]"},
-                      Case{"[-5, +7, 12ab, 1E5, 1e5, 0x10, -, e]", "[-5,7,12,1,100000.0,0,0,0.0]"},
-                      Case{"[3.0, 1e20, 0.1, -0.0]", "[3.0,1e+20.0,0.10000000000000001,-0.0]"},
-                      Case{"[1e999, -1e999]", "[inf.0,-inf.0]"},  // kept as read; written again alike
-                      Case{"[inf.0, nan.0]", "[inf.0,nan.0]"},
-                      // strtoull: an overflow is all ones, and a minus sign wraps around
-                      Case{"[99999999999999999999, 18446744073709551615, -18446744073709551615]",
-                           "[-1,-1,1]"},
-                      Case{"[9223372036854775807, 9223372036854775808, -9223372036854775808]",
-                           "[9223372036854775807,-9223372036854775808,-9223372036854775808]"},
-                      Case{"[" + g_Digits63 + "]", "[-1]"},     // 63 bytes: still read
-                      Case{"[" + g_Digits63 + "7]", "[null]"},  // 64 bytes: cut off
-                      Case{"[" + g_Point63 + "]", "[0.55555555555555558]"},
-                      Case{"[" + g_Point63 + "5]", "[null]"}));
+const Case k_Rewrites[] = {
+    Case{"[1.5, 2, true, null, word, false]", "[1.5,2,true,null,0,false]"},
+    Case{"[-5, +7, 12ab, 1E5, 1e5, 0x10, -, e]", "[-5,7,12,1,100000.0,0,0,0.0]"},
+    Case{"[3.0, 1e20, 0.1, -0.0]", "[3.0,1e+20.0,0.10000000000000001,-0.0]"},
+    Case{"[1e999, -1e999]", "[inf.0,-inf.0]"},  // kept as read; written again alike
+    Case{"[inf.0, nan.0]", "[inf.0,nan.0]"},
+    // strtoull: an overflow is all ones, and a minus sign wraps around
+    Case{"[99999999999999999999, 18446744073709551615, -18446744073709551615]", "[-1,-1,1]"},
+    Case{"[9223372036854775807, 9223372036854775808, -9223372036854775808]",
+         "[9223372036854775807,-9223372036854775808,-9223372036854775808]"},
+    Case{"[" + g_Digits63 + "]", "[-1]"},     // 63 bytes: still read
+    Case{"[" + g_Digits63 + "7]", "[null]"},  // 64 bytes: cut off
+    Case{"[" + g_Point63 + "]", "[0.55555555555555558]"}, Case{"[" + g_Point63 + "5]", "[null]"},
+    // strings
+    Case{"[\"a\\nb\"]", "[\"a\\nb\"]"},  // escapes are kept, not decoded
+    Case{"{\"\\\"\\/\\\\\\b\\f\\n\\r\\t\\u00aF\":\"\\uD83D\\uDE00\"}",
+         "{\"\\\"\\/\\\\\\b\\f\\n\\r\\t\\u00aF\":\"\\uD83D\\uDE00\"}"},
+    Case{"[\"caf\xC3\xA9\", \"\xFF\xFE\", \"tab\there\"]", "[\"caf\xC3\xA9\",\"\xFF\xFE\",\"tab\there\"]"},
+    Case{std::string("[\"\"]\0[", 6), "[\"\"]"},
+    // structure
+    Case{"{\"a\":1}", "{\"a\":1}"}, Case{"\r\n{\"a\":\r\n1}\r\n", "{\"a\":1}"}, Case{" { } ", "{}"},
+    Case{"[]", "[]"}, Case{"1 2", "1"},  // the first value only
+    Case{"{\"Version\":\"1.0\",\"X1\":{\"Path\":[3,\"/opt/q4/x1\"],\"SPlevel\":[3,\"419.1\"]}}",
+         "{\"Version\":\"1.0\",\"X1\":{\"Path\":[3,\"/opt/q4/x1\"],\"SPlevel\":[3,\"419.1\"]}}"},
+    Case{"{\"a\":1,\"a\":2}", "{\"a\":1,\"a\":2}"}, Case{"{1:2}", "build E_FAIL"},  // a key must be a string
+    Case{"{\"a\"}", "build E_FAIL"},                                                // a key without a value
+    Case{"{\"a\",\"b\":1}", "build E_FAIL"},
+    Case{"[{\"a\":1,2}]", "build E_FAIL"},  // member count does not match
+    Case{"{\"a\":[1,2}", "parse E_FAIL"}};
 
-INSTANTIATE_TEST_SUITE_P(Strings, KELSysJSONRewrite,
-                         ::testing::Values(Case{"[\"a\\nb\"]",
-                                                "[\"a\\nb\"]"},  // escapes are kept, not decoded
-                                           Case{"{\"\\\"\\/\\\\\\b\\f\\n\\r\\t\\u00aF\":\"\\uD83D\\uDE00\"}",
-                                                "{\"\\\"\\/\\\\\\b\\f\\n\\r\\t\\u00aF\":\"\\uD83D\\uDE00\"}"},
-                                           Case{"[\"caf\xC3\xA9\", \"\xFF\xFE\", \"tab\there\"]",
-                                                "[\"caf\xC3\xA9\",\"\xFF\xFE\",\"tab\there\"]"},
-                                           Case{std::string("[\"\"]\0[", 6), "[\"\"]"}));
-
-INSTANTIATE_TEST_SUITE_P(
-    Structure, KELSysJSONRewrite,
-    ::testing::Values(
-        Case{"{\"a\":1}", "{\"a\":1}"}, Case{"\r\n{\"a\":\r\n1}\r\n", "{\"a\":1}"}, Case{" { } ", "{}"},
-        Case{"[]", "[]"}, Case{"1 2", "1"},  // the first value only
-        Case{"{\"Version\":\"1.0\",\"X1\":{\"Path\":[3,\"/opt/q4/x1\"],\"SPlevel\":[3,\"419.1\"]}}",
-             "{\"Version\":\"1.0\",\"X1\":{\"Path\":[3,\"/opt/q4/x1\"],\"SPlevel\":[3,\"419.1\"]}}"},
-        Case{"{\"a\":1,\"a\":2}", "{\"a\":1,\"a\":2}"},
-        Case{"{1:2}", "build E_FAIL"},    // a key must be a string
-        Case{"{\"a\"}", "build E_FAIL"},  // a key without a value
-        Case{"{\"a\",\"b\":1}", "build E_FAIL"},
-        Case{"[{\"a\":1,2}]", "build E_FAIL"},  // member count does not match
-        Case{"{\"a\":[1,2}", "parse E_FAIL"}));
+// Texts built into trees and written back compact: primitives as the C library reads them, strings
+// as they stand, and the structure checks of a build.
+TEST(KELSysJSONRewrite, WritesCompact) {
+  for (const Case& l_Case : k_Rewrites) EXPECT_EQ(Rewrite(l_Case.m_Text), l_Case.m_Written) << l_Case.m_Text;
+}
 
 // The framework's form of Write: appended to a MORUnicodeString, indented by one, through the
 // node's base class. Its UTF-8 is the narrow text byte for byte, bytes that are not UTF-8 included.
@@ -124,26 +116,21 @@ class Recorder : public KELSysJSONTraverse {
   }
 };
 
+// A traversal calls back in document order and stops where a callback says so; it rejects what a
+// build rejects, and needs callbacks given or set.
 TEST(KELSysJSONTraverse, CallsBackInDocumentOrder) {
   const std::string l_Text = "{\"a\":[1, 2.5, \"x\\n\", null, true], \"b\":{}, \"c\":" + g_Digits63 + "7}";
   KELSysJSON l_JSON;
-  Recorder l_Recorder;
+  Recorder l_Recorder, l_Stopping;
   EXPECT_EQ(l_JSON.Traverse(l_Text.data(), l_Text.size(), l_Recorder), KEL_S_OK);
   EXPECT_EQ(l_Recorder.m_Events,
             "{ k:a [ < i:1 > < d:2.500000 > < s:x\\n > < null > < true > ] k:b { } k:c null } ");
-
-  Recorder l_Stopping;
   l_Stopping.m_StopAfter = 4;
   EXPECT_EQ(l_JSON.Traverse(l_Text.data(), l_Text.size(), l_Stopping), KEL_E_FAIL);
   EXPECT_EQ(l_Stopping.m_Events, "{ k:a [ < ");
-}
-
-TEST(KELSysJSONTraverse, RejectsWhatBuildRejects) {
-  KELSysJSON l_JSON;
-  KELSysJSONTraverseCustom l_Check;
-  EXPECT_EQ(l_JSON.Traverse("{1:2}", 5, l_Check), KEL_E_FAIL);
-  EXPECT_EQ(l_JSON.Traverse("[1,", 3, l_Check), KEL_E_FAIL);
-  EXPECT_EQ(l_JSON.Traverse(nullptr, 3, l_Check), KEL_E_INVALIDARG);
+  EXPECT_EQ(l_JSON.Traverse("{1:2}", 5, l_Recorder), KEL_E_FAIL);
+  EXPECT_EQ(l_JSON.Traverse("[1,", 3, l_Recorder), KEL_E_FAIL);
+  EXPECT_EQ(l_JSON.Traverse(nullptr, 3, l_Recorder), KEL_E_INVALIDARG);
   EXPECT_EQ(l_JSON.Traverse("[1]", 3), KEL_E_INVALIDARG);  // no traversal object of its own yet
   l_JSON.SetTraverse(std::make_unique<KELSysJSONTraverseCustom>());
   EXPECT_EQ(l_JSON.Traverse("[1]", 3), KEL_S_OK);

@@ -36,26 +36,21 @@ int __sanitizer_install_malloc_and_free_hooks(void (*iMalloc)(const volatile voi
 }
 #endif
 
-namespace KELSysMemoryPeakDetail {
-
 #ifdef KEL_MEMORY_PEAK_HOOKS
+namespace KELSysMemoryPeakDetail {
 inline std::atomic<bool> g_Counting{false};
 inline std::atomic<int64_t> g_Live{0}, g_Peak{0};
 inline void OnMalloc(const volatile void*, size_t iSize) {
   if (!g_Counting) return;
   const int64_t l_Live = g_Live += static_cast<int64_t>(iSize);
-  int64_t l_Peak = g_Peak;
-  while (l_Live > l_Peak && !g_Peak.compare_exchange_weak(l_Peak, l_Live)) {
+  for (int64_t l_Peak = g_Peak; l_Live > l_Peak && !g_Peak.compare_exchange_weak(l_Peak, l_Live);) {
   }
 }
 inline void OnFree(const volatile void* iBlock) {
   if (g_Counting) g_Live -= static_cast<int64_t>(__sanitizer_get_allocated_size(iBlock));
 }
-#endif
-
 }  // namespace KELSysMemoryPeakDetail
 
-#ifdef KEL_MEMORY_PEAK_HOOKS
 // Under AddressSanitizer, in this process: the most heap bytes held at once beyond those held before,
 // while iWork runs on a thread of its own (so that storage kept per thread from earlier work is not
 // reused). The allocator's hooks count every block of every thread meanwhile.
@@ -63,39 +58,30 @@ inline int64_t KELSysHeapPeak(const std::function<void()>& iWork) {
   using namespace KELSysMemoryPeakDetail;
   static const bool s_Hooked = (__sanitizer_install_malloc_and_free_hooks(OnMalloc, OnFree), true);
   (void)s_Hooked;
-  g_Live = 0;
-  g_Peak = 0;
+  g_Live = g_Peak = 0;
   g_Counting = true;
   std::thread(iWork).join();
   g_Counting = false;
   return g_Peak;
 }
-#endif
-
-namespace KELSysMemoryPeakDetail {
-
-// A "Vm...:  N kB" line of /proc/self/status, in bytes.
-inline int64_t StatusBytes(const char* iField) {
-  std::ifstream l_In("/proc/self/status");
-  for (std::string l_Line; std::getline(l_In, l_Line);)
-    if (l_Line.rfind(iField, 0) == 0) return std::stoll(l_Line.substr(std::strlen(iField))) * 1024;
-  return -1;
-}
-
-inline int64_t Measure(const std::function<void()>& iWork) {
-#ifdef KEL_MEMORY_PEAK_HOOKS
-  return KELSysHeapPeak(iWork);
 #else
+// Otherwise: the growth of this process's resident set while iWork runs on a thread of its own, its
+// high-water mark reset before (-1 when it cannot be read).
+inline int64_t KELSysHeapPeak(const std::function<void()>& iWork) {
+  auto l_Status = [](const char* iField) -> int64_t {  // a "Vm...:  N kB" line, in bytes
+    std::ifstream l_In("/proc/self/status");
+    for (std::string l_Line; std::getline(l_In, l_Line);)
+      if (l_Line.rfind(iField, 0) == 0) return std::stoll(l_Line.substr(std::strlen(iField))) * 1024;
+    return -1;
+  };
   malloc_trim(0);
   std::ofstream("/proc/self/clear_refs") << "5";  // resets the high-water mark to the current set
-  const int64_t l_Before = StatusBytes("VmRSS:");
+  const int64_t l_Before = l_Status("VmRSS:");
   std::thread(iWork).join();
-  const int64_t l_Peak = StatusBytes("VmHWM:");
+  const int64_t l_Peak = l_Status("VmHWM:");
   return l_Before < 0 || l_Peak < 0 ? -1 : l_Peak - l_Before;
-#endif
 }
-
-}  // namespace KELSysMemoryPeakDetail
+#endif
 
 // Runs iWork in a child process and gives the most memory it held at once, in bytes (-1 when
 // it cannot be measured).
@@ -106,7 +92,7 @@ inline int64_t KELSysMemoryPeak(const std::function<void()>& iWork) {
   const pid_t l_Child = fork();
   if (l_Child == 0) {
     close(l_Pipe[0]);
-    const int64_t l_Peak = KELSysMemoryPeakDetail::Measure(iWork);
+    const int64_t l_Peak = KELSysHeapPeak(iWork);
     const bool l_Sent = write(l_Pipe[1], &l_Peak, sizeof l_Peak) == sizeof l_Peak;
     _exit(l_Sent ? 0 : 1);
   }

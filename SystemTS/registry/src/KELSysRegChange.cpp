@@ -394,7 +394,7 @@ KELSysRegChange::KELSysRegChange() = default;
 
 KELSysRegChange::~KELSysRegChange() { Drop(); }
 
-void KELSysRegChange::SetSyncForBench(bool iSync) { s_Sync = iSync; }
+void KELSysRegChange::SetSyncing(bool iSync) { s_Sync = iSync; }
 
 bool KELSysRegChange::IsChangeName(const std::string& iName) {
   return iName.size() > 1 && iName[0] == '.' &&

@@ -28,6 +28,9 @@ namespace {
 // the many small keys of a walk allocate no parser each; bigger ones get their own, freed at once.
 constexpr uint64_t k_ReusedDocumentLimit = uint64_t(1) << 20;
 
+// How many times a writer opens a key file again that was removed or replaced while it waited.
+constexpr int k_Reopens = 100;
+
 bool IsSingleComponent(std::string_view iKeyPath) {
   return !iKeyPath.empty() && iKeyPath.find_first_of("\\/") == std::string_view::npos;
 }
@@ -255,9 +258,12 @@ KELSysResult KELSysRegKey::OpenKeyReal(std::string iFile, uint32_t iAccess, int 
       // lock has since waited out.
       m_File->Restat();
     }
-    if (!l_Exclusive || l_Try == 2 || m_File->GetLinks() != 0) break;
+    if (!l_Exclusive || m_File->GetLinks() != 0) break;
     KELSysRegLock::Release(m_Hold);
     m_File.reset();
+    // Changes replace a key file by renaming a new one over it: a writer that waited again and again
+    // on files replaced meanwhile gives up rather than write to one that no longer has a name.
+    if (l_Try == k_Reopens) return KEL_E_TIMEOUT;
   }
   m_FilePath = std::move(iFile);
   m_Values = std::make_unique<KELSysJSONObject>();

@@ -40,6 +40,7 @@ TEST_F(KELSysRegChangeTest, AKeyTellsWhyItsFileWasNotReadAndAnUnchangedOneIsNeve
 // is there at the end, and every read in between sees whole text.
 TEST_F(KELSysRegChangeTest, FrameworkWritersAndChangesOnOneKeyLoseNothing) {
   WriteKey("HKLM/K", "{\"Version\":\"1.0\",\"K\":{\"N\":[1,0]}}");
+  KELSysRegChange::SetSyncing(false);  // the order of the writes is at stake here, not the disk
   constexpr int k_Writers = 3, k_Changers = 3, k_Rounds = 40;
   std::string l_Said = KELSysRegInChildren(k_Writers + k_Changers, [&](int iIndex) -> std::string {
     for (int l_Round = 0; l_Round < k_Rounds; ++l_Round) {
@@ -65,6 +66,7 @@ TEST_F(KELSysRegChangeTest, FrameworkWritersAndChangesOnOneKeyLoseNothing) {
     }
     return "";
   });
+  KELSysRegChange::SetSyncing(true);
   EXPECT_EQ(l_Said, "");
   KELSysRegKey l_Key;
   ASSERT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, MORUnicodeString("K"), KELSysRegAccessRead), KEL_S_OK);

@@ -2,9 +2,11 @@
 // should be, and a disk that fills up during a write-back.
 #include <dirent.h>
 #include <errno.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -90,32 +92,7 @@ TEST_F(KELSysRegKeyTreeTest, DeletesLeavesAndWholeTrees) {
   EXPECT_TRUE(l_Key.GetPath().IsEmpty());
 }
 
-using MakeFile = void (*)(const std::string& iPath);
 constexpr int k_NoNamespace = 77;
-
-class KELSysRegStoreTest : public KELSysRegKeyTest, public testing::WithParamInterface<MakeFile> {};
-
-// Each must fail at once: alarm() ends the test binary should the open block or read forever.
-TEST_P(KELSysRegStoreTest, RefusesKeyFilesThatAreNotRegularFiles) {
-  fs::create_directories(Path("HKLM/K"));
-  GetParam()(Path("HKLM/K.json"));
-  alarm(10);
-  for (uint32_t l_Access : {KELSysRegAccessRead, KELSysRegAccessReadWrite}) {
-    KELSysRegKey l_Key;
-    MORUnicodeString l_Value = "kept";
-    EXPECT_LT(l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", l_Access), 0);
-    // A key that failed to open answers queries with success and no output.
-    EXPECT_EQ(l_Key.QueryStringValue("V", l_Value), KEL_S_OK);
-    EXPECT_TRUE(l_Key.GetPath().IsEmpty() && l_Value == MORUnicodeString("kept"));
-  }
-  alarm(0);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Kinds, KELSysRegStoreTest,
-    testing::Values([](const std::string& iPath) { ASSERT_EQ(mkfifo(iPath.c_str(), 0644), 0); },
-                    [](const std::string& iPath) { fs::create_directory(iPath); },
-                    [](const std::string& iPath) { fs::create_symlink("/dev/zero", iPath); }));
 
 // A key file that is not read whole: over the size limit (a sparse file just past it, whatever the
 // limit is), one whose tree would take more than its size allows (containers of one member each),
@@ -123,12 +100,14 @@ INSTANTIATE_TEST_SUITE_P(
 // link). It opens as a key without values, with a trace line saying why; its subkeys are
 // listed and opened; every change is refused and nothing is written back over the unread bytes.
 struct UnreadCase {
-  const char* m_Name;
+  const char* m_Name;  // also the test's name
   // Puts the file at iPath; false when this system cannot.
   bool (*m_Make)(const std::string& iPath);
   const char* m_Why;  // in the trace line, after the path; %llu is the file's size, then the limit
   uint64_t (*m_Limit)(uint64_t iSize) = [](uint64_t) { return MORFileLockBytesMaxSize; };
 };
+
+void PrintTo(const UnreadCase& iCase, std::ostream* oOut) { *oOut << iCase.m_Name; }
 
 class KELSysRegUnreadTest : public KELSysRegKeyTest, public testing::WithParamInterface<UnreadCase> {};
 
@@ -172,17 +151,26 @@ TEST_P(KELSysRegUnreadTest, OpensWithoutValuesAndKeepsTheFile) {
   EXPECT_EQ(fs::file_size(l_File), l_Size);
   EXPECT_EQ(fs::last_write_time(l_File), l_Time);
   EXPECT_EQ(KELSysRegReadFile(l_File).substr(0, 64), l_Head);
+  // Nor does it keep a lock while open: made readable meanwhile, the file is locked by the next writer.
+  if (fs::is_symlink(l_File)) return;
+  KELSysRegKey l_Unread, l_Writer;
+  ASSERT_EQ(l_Unread.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite), KEL_S_OK);
+  KELTestWriteFile(l_File, "{\"K\":{}}");
+  ASSERT_EQ(l_Writer.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite), KEL_S_OK);
+  const int l_Fd = open(l_File.c_str(), O_RDONLY | O_CLOEXEC);
+  EXPECT_NE(flock(l_Fd, LOCK_EX | LOCK_NB), 0);
+  close(l_Fd);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Files, KELSysRegUnreadTest,
-    testing::Values(UnreadCase{"over the size limit",
+    testing::Values(UnreadCase{"OverLimit",
                                [](const std::string& iPath) {
                                  std::ofstream(iPath) << "{\"K\":{\"V\":[3,\"x\"]}}";
                                  return truncate(iPath.c_str(), off_t(MORFileLockBytesMaxSize + 1)) == 0;
                                },
                                "%llu bytes, over the limit of %llu"},
-                    UnreadCase{"costlier than its size allows",
+                    UnreadCase{"Costly",
                                [](const std::string& iPath) {
                                  std::string l_Text =
                                      KELSysJSONShapeText(KELSysJSONShape::OneMemberArrays, size_t(256) << 10);
@@ -191,7 +179,7 @@ INSTANTIATE_TEST_SUITE_P(
                                },
                                "%llu bytes that would take more than %llu to read (or memory ran out)",
                                MORFileLockBytesReadBudget},
-                    UnreadCase{"reads shorter than its size",
+                    UnreadCase{"ShortRead",
                                [](const std::string& iPath) {
                                  const char* l_Short = "/sys/devices/system/cpu/online";
                                  struct stat l_Stat;
@@ -202,18 +190,20 @@ INSTANTIATE_TEST_SUITE_P(
                                  return true;
                                },
                                "not read whole (E_FAIL)"}),
-    [](const testing::TestParamInfo<UnreadCase>& iInfo) {
-      return iInfo.index == 0 ? "OverLimit" : iInfo.index == 1 ? "Costly" : "ShortRead";
-    });
+    [](const testing::TestParamInfo<UnreadCase>& iInfo) { return std::string(iInfo.param.m_Name); });
 
 // What stands where the folder and the key file of P's child C should be. Links lead to a folder or
 // file outside P; "C/.." seen through the folder link is the hive folder, where a decoy C.json waits.
-enum ChildPart { k_Missing, k_Real, k_Link, k_Fifo };
+// A key file that is no regular file (a FIFO, a folder, a link to a device) fails at once: alarm()
+// ends the test binary should the open block or read forever.
+enum ChildPart { k_Missing, k_Real, k_Link, k_Fifo, k_Folder, k_Device };
 struct ChildCase {
   ChildPart m_Folder, m_File;
   KELSysResult m_Rc;
   const char* m_Value;  // of "V" after the open
+  const char* m_Name;
 };
+void PrintTo(const ChildCase& iCase, std::ostream* oOut) { *oOut << iCase.m_Name; }
 
 class KELSysRegChildTest : public KELSysRegKeyTest, public testing::WithParamInterface<ChildCase> {
  protected:
@@ -221,7 +211,9 @@ class KELSysRegChildTest : public KELSysRegKeyTest, public testing::WithParamInt
     if (iPart == k_Fifo) {
       ASSERT_EQ(mkfifo(iAt.c_str(), 0644), 0);
     }
-    if (iPart == k_Missing || iPart == k_Fifo) return;
+    if (iPart == k_Folder) fs::create_directory(iAt);
+    if (iPart == k_Device) fs::create_symlink("/dev/zero", iAt);
+    if (iPart != k_Real && iPart != k_Link) return;
     const std::string& l_Made = iPart == k_Real ? iAt : iTarget;
     if (iFolder)
       fs::create_directories(l_Made);
@@ -231,33 +223,44 @@ class KELSysRegChildTest : public KELSysRegKeyTest, public testing::WithParamInt
   }
 };
 
-// A child opened by its name below its open parent is the key its whole path from the hive gives.
+// A child opened by its name below its open parent is the key its whole path from the hive gives,
+// for reading and for writing. A key that failed to open answers queries with success and no output.
 TEST_P(KELSysRegChildTest, OpensAsTheWholePathWould) {
   WriteKey("HKLM/P");
   std::ofstream(Path("HKLM/C.json")) << "{\"C\":{\"V\":[3,\"decoy\"]}}";
   Lay(GetParam().m_Folder, Path("HKLM/P/C"), Path("HKLM/Elsewhere"), true);
   Lay(GetParam().m_File, Path("HKLM/P/C.json"), Path("Target.json"), false);
   alarm(10);
-  for (bool l_BelowParent : {true, false}) {
-    KELSysRegKey l_Parent, l_Key;
-    ASSERT_EQ(l_Parent.OpenKey(KELSysRegHiveLocalMachine, "P", KELSysRegAccessRead), KEL_S_OK);
-    EXPECT_EQ(l_BelowParent ? l_Key.OpenKey(l_Parent, "C", KELSysRegAccessRead)
-                            : l_Key.OpenKey(KELSysRegHiveLocalMachine, "P\\C", KELSysRegAccessRead),
-              GetParam().m_Rc);
-    MORUnicodeString l_Value = "none";
-    EXPECT_EQ(l_Key.QueryStringValue("V", l_Value), KEL_S_OK);
-    EXPECT_EQ(l_Value, MORUnicodeString(GetParam().m_Value)) << (l_BelowParent ? "below P" : "from the hive");
-  }
+  for (uint32_t l_Access : {KELSysRegAccessRead, KELSysRegAccessReadWrite})
+    for (bool l_BelowParent : {true, false}) {
+      KELSysRegKey l_Parent, l_Key;
+      ASSERT_EQ(l_Parent.OpenKey(KELSysRegHiveLocalMachine, "P", KELSysRegAccessRead), KEL_S_OK);
+      const KELSysResult l_Rc = l_BelowParent ? l_Key.OpenKey(l_Parent, "C", l_Access)
+                                              : l_Key.OpenKey(KELSysRegHiveLocalMachine, "P\\C", l_Access);
+      EXPECT_EQ(l_Rc < 0, GetParam().m_Rc < 0);
+      if (l_Access == KELSysRegAccessRead) {
+        EXPECT_EQ(l_Rc, GetParam().m_Rc);
+      }
+      MORUnicodeString l_Value = "none";
+      EXPECT_EQ(l_Key.QueryStringValue("V", l_Value), KEL_S_OK);
+      EXPECT_EQ(l_Value, MORUnicodeString(GetParam().m_Value))
+          << (l_BelowParent ? "below P" : "from the hive");
+      EXPECT_EQ(l_Key.GetPath().IsEmpty(), l_Rc < 0);
+    }
   alarm(0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Layouts, KELSysRegChildTest,
-                         testing::Values(ChildCase{k_Real, k_Real, KEL_S_OK, "file"},
-                                         ChildCase{k_Link, k_Real, KEL_S_OK, "file"},
-                                         ChildCase{k_Real, k_Link, KEL_S_OK, "linked file"},
-                                         ChildCase{k_Missing, k_Real, KEL_E_FAIL, "none"},
-                                         ChildCase{k_Real, k_Missing, KELSysResultFromErrno(ENOENT), "none"},
-                                         ChildCase{k_Real, k_Fifo, KEL_E_FAIL, "none"}));
+                         testing::Values(ChildCase{k_Real, k_Real, KEL_S_OK, "file", "Real"},
+                                         ChildCase{k_Link, k_Real, KEL_S_OK, "file", "FolderLink"},
+                                         ChildCase{k_Real, k_Link, KEL_S_OK, "linked file", "FileLink"},
+                                         ChildCase{k_Missing, k_Real, KEL_E_FAIL, "none", "NoFolder"},
+                                         ChildCase{k_Real, k_Missing, KELSysResultFromErrno(ENOENT), "none",
+                                                   "NoFile"},
+                                         ChildCase{k_Real, k_Fifo, KEL_E_FAIL, "none", "FifoFile"},
+                                         ChildCase{k_Real, k_Folder, KEL_E_FAIL, "none", "FolderFile"},
+                                         ChildCase{k_Real, k_Device, KEL_E_FAIL, "none", "DeviceFile"}),
+                         [](const testing::TestParamInfo<ChildCase>& iInfo) { return iInfo.param.m_Name; });
 
 // A key named from the hive by a path with links or ".." steps in it is the key of that whole path:
 // a registry reached through a link, a step out of a folder and back, a step through a missing one.
@@ -364,6 +367,12 @@ int WriteBackCutShort(const std::string& iRoot, const ShortCase& iCase) {
   return l_Now == "{\"Version\":\"1.0\",\"K\":{\"J\":[3,\"" + std::string(1000, 'J') + "\"]}}" ? 0 : 6;
 }
 
+std::string NameOf(const ShortCase& iCase) {
+  return std::string(iCase.m_By == k_FileSizeLimit ? "FileSizeLimit" : "FullDisk") +
+         (iCase.m_Grow ? "Grow" : "Shrink");
+}
+void PrintTo(const ShortCase& iCase, std::ostream* oOut) { *oOut << NameOf(iCase); }
+
 class KELSysRegShortWriteTest : public KELSysRegKeyTest, public testing::WithParamInterface<ShortCase> {};
 
 TEST_P(KELSysRegShortWriteTest, LeavesTheOldBytesAndReportsTheFailure) {
@@ -383,56 +392,39 @@ INSTANTIATE_TEST_SUITE_P(Cuts, KELSysRegShortWriteTest,
                          testing::Values(ShortCase{k_FileSizeLimit, false, KELSysResultFromErrno(EFBIG)},
                                          ShortCase{k_FileSizeLimit, true, KELSysResultFromErrno(EFBIG)},
                                          ShortCase{k_FullDisk, false, KEL_S_OK},
-                                         ShortCase{k_FullDisk, true, KELSysResultFromErrno(ENOSPC)}));
+                                         ShortCase{k_FullDisk, true, KELSysResultFromErrno(ENOSPC)}),
+                         [](const testing::TestParamInfo<ShortCase>& iInfo) { return NameOf(iInfo.param); });
 
-// A key whose text would grow over the key-file size limit is not written back: every later reader
-// would refuse the file and see the key without values. The close says so; the old text stays.
-TEST_F(KELSysRegKeyTreeTest, WriteBackOverTheSizeLimitKeepsTheOldText) {
-  KELSysRegKey l_Key;
-  ASSERT_EQ(l_Key.CreateKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite), KEL_S_OK);
-  ASSERT_EQ(l_Key.SetStringValue("A", "a"), KEL_S_OK);
-  ASSERT_EQ(l_Key.CloseKey(), KEL_S_OK);
-  const std::string l_Old = Read("HKLM/K.json");
-  ASSERT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite), KEL_S_OK);
+// A key whose text would grow over the key-file size limit, or would cost a reader more than its size
+// allows, is not written back: every later reader would see the key without values. (A file that
+// holds containers of one member each with blanks between them is read; written back tight, the same
+// tree would take more than the registry's budget for the shorter text.) The close says so; the old
+// text stays.
+TEST_F(KELSysRegKeyTreeTest, WriteBackTooBigOrCostlyKeepsTheOldText) {
+  std::string l_Costly = "{\"Version\":\"1.0\",\"K\":{\"V\":[[1]";
+  for (int l_Unit = 0; l_Unit < 20000; ++l_Unit) l_Costly += ",      [1]";
+  l_Costly += "]}}";
   const std::string l_Half(MORFileLockBytesMaxSize / 2, 'x');
-  ASSERT_EQ(l_Key.SetStringValue("B", l_Half.c_str()), KEL_S_OK);
-  ASSERT_EQ(l_Key.SetStringValue("C", l_Half.c_str()), KEL_S_OK);
-  l_Key.SetTraceForTest(&m_Trace);
-  EXPECT_EQ(l_Key.CloseKey(), KELSysResultFromErrno(EFBIG));
-  const size_t l_Length = l_Old.size() + 2 * (l_Half.size() + 11);  // ,"B":[3,"…"] and ,"C":[3,"…"]
-  EXPECT_NE(
-      m_TraceOutput->GetText().find("[E] KELSYSREGKEY:   CloseKey " + Path("HKLM/K.json") + ": text of " +
-                                    std::to_string(l_Length) + " bytes over the limit of " +
-                                    std::to_string(MORFileLockBytesMaxSize) + ", not written\n"),
-      std::string::npos)
-      << m_TraceOutput->GetText().substr(0, 300);
-  EXPECT_EQ(Read("HKLM/K.json"), l_Old);
-  MORUnicodeString l_Value;
-  ASSERT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead), KEL_S_OK);
-  EXPECT_EQ(l_Key.QueryStringValue("A", l_Value), KEL_S_OK);
-}
-
-// Nor is a text that would cost a reader more than its size allows. A file that holds containers of
-// one member each with blanks between them is read; written back tight, the same tree would take
-// more than the registry's budget for the shorter text. The close says so; the old text stays.
-TEST_F(KELSysRegKeyTreeTest, WriteBackCostlierThanItsSizeKeepsTheOldText) {
-  std::string l_Text = "{\"Version\":\"1.0\",\"K\":{\"V\":[[1]";
-  for (int l_Unit = 0; l_Unit < 20000; ++l_Unit) l_Text += ",      [1]";
-  l_Text += "]}}";
-  WriteKey("HKLM/K", l_Text);
-  KELSysRegKey l_Key;
-  ASSERT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite), KEL_S_OK);
-  ASSERT_EQ(l_Key.SetStringValue("A", "a"), KEL_S_OK);
-  l_Key.SetTraceForTest(&m_Trace);
-  EXPECT_EQ(l_Key.CloseKey(), KELSysResultFromErrno(EFBIG));
-  const size_t l_Length = 22 + 8 + 20000 * 4 + 1 + 12 + 2;  // head, "V":[[1], ,[1] each, ], ,"A":[3,"a"], }}
-  EXPECT_NE(m_TraceOutput->GetText().find(
-                "[E] KELSYSREGKEY:   CloseKey " + Path("HKLM/K.json") + ": text of " +
-                std::to_string(l_Length) + " bytes that would take more than " +
-                std::to_string(MORFileLockBytesReadBudget(l_Length)) + " to read, not written\n"),
-            std::string::npos)
-      << m_TraceOutput->GetText().substr(0, 300);
-  EXPECT_EQ(Read("HKLM/K.json"), l_Text);
+  const size_t l_Big = 35 + 2 * (l_Half.size() + 11), l_Tight = 22 + 8 + 20000 * 4 + 1 + 2 * 12 + 2;
+  for (const auto& [l_Old, l_Set, l_Why] :
+       {std::tuple{
+            std::string("{\"K\":{\"A\":[3,\"a\"]}}"), l_Half.c_str(),
+            std::to_string(l_Big) + " bytes over the limit of " + std::to_string(MORFileLockBytesMaxSize)},
+        std::tuple{l_Costly, "a",
+                   std::to_string(l_Tight) + " bytes that would take more than " +
+                       std::to_string(MORFileLockBytesReadBudget(l_Tight)) + " to read"}}) {
+    WriteKey("HKLM/K", l_Old);
+    KELSysRegKey l_Key;
+    ASSERT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite), KEL_S_OK);
+    ASSERT_EQ(l_Key.SetStringValue("B", l_Set) | l_Key.SetStringValue("C", l_Set), KEL_S_OK);
+    l_Key.SetTraceForTest(&m_Trace);
+    EXPECT_EQ(l_Key.CloseKey(), KELSysResultFromErrno(EFBIG));
+    EXPECT_NE(TakeTrace().find("[E] KELSYSREGKEY:   CloseKey " + Path("HKLM/K.json") + ": text of " + l_Why +
+                               ", not written\n"),
+              std::string::npos)
+        << l_Why;
+    EXPECT_EQ(Read("HKLM/K.json"), l_Old);
+  }
 }
 
 }  // namespace

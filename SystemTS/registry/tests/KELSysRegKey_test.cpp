@@ -69,43 +69,37 @@ TEST_F(KELSysRegKeyTest, RoundTripsEveryValueTypeAndWritesExactBytes) {
 }
 
 // A key file's text, and what two queries of its value V make of it: results and outputs (which
-// start as 99 and "?").
-struct QueryCase {
-  const char* m_File;
-  KELSysResult m_Dword, m_String;
-  uint32_t m_DwordOut;
-  const char* m_StringOut;
-};
-
-class KELSysRegQueryTest : public KELSysRegKeyTest, public testing::WithParamInterface<QueryCase> {};
-
-TEST_P(KELSysRegQueryTest, ChecksTypeAndShape) {
-  WriteKey("HKLM/K", GetParam().m_File);
-  KELSysRegKey l_Key;
-  ASSERT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead), KEL_S_OK);
-  uint32_t l_Dword = 99;
-  MORUnicodeString l_String = "?";
-  EXPECT_EQ(l_Key.QueryDWORDValue("V", l_Dword), GetParam().m_Dword);
-  EXPECT_EQ(l_Key.QueryStringValue("V", l_String), GetParam().m_String);
-  EXPECT_EQ(l_Dword, GetParam().m_DwordOut);
-  EXPECT_EQ(l_String, MORUnicodeString(GetParam().m_StringOut));
+// start as 99 and "?"). The last files open as keys without values.
+TEST_F(KELSysRegKeyTest, QueriesCheckTypeAndShape) {
+  struct QueryCase {
+    const char* m_File;
+    KELSysResult m_Dword, m_String;
+    uint32_t m_DwordOut;
+    const char* m_StringOut;
+  };
+  for (const QueryCase& l_Case :
+       {QueryCase{"{\"K\":{\"V\":[1, 42]}}", KEL_S_OK, KEL_E_FAIL, 42, "?"},
+        QueryCase{"{ \"K\" : { \"V\" : [3.0, \"x\"] } }", KEL_E_FAIL, KEL_S_OK, 99, "x"},
+        QueryCase{"{\"K\":{\"V\":[1,42,0]}}", KEL_E_FAIL, KEL_E_FAIL, 42, "?"},  // written, refused
+        QueryCase{"{\"K\":{\"V\":[]}}", KEL_S_OK, KEL_S_OK, 99, "?"},
+        QueryCase{"{\"K\":{\"V\":[1,\"42\"]}}", KEL_E_FAIL, KEL_E_FAIL, 99, "?"},
+        QueryCase{"{\"K\":{\"V\":\"x\"}}", KEL_E_FAIL, KEL_E_FAIL, 99, "?"},
+        QueryCase{"{\"K\":{\"V\":[3,\"a\"],\"V\":[3,\"b\"]}}", KEL_E_FAIL, KEL_S_OK, 99, "a"},
+        QueryCase{"", KEL_E_FAIL, KEL_E_FAIL, 99, "?"},
+        QueryCase{"not json", KEL_E_FAIL, KEL_E_FAIL, 99, "?"},
+        QueryCase{"{\"Other\":{\"V\":[1,1]}}", KEL_E_FAIL, KEL_E_FAIL, 99, "?"},
+        QueryCase{"{\"K\":[1]}", KEL_E_FAIL, KEL_E_FAIL, 99, "?"}}) {
+    WriteKey("HKLM/K", l_Case.m_File);
+    KELSysRegKey l_Key;
+    ASSERT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead), KEL_S_OK);
+    uint32_t l_Dword = 99;
+    MORUnicodeString l_String = "?";
+    EXPECT_EQ(l_Key.QueryDWORDValue("V", l_Dword), l_Case.m_Dword) << l_Case.m_File;
+    EXPECT_EQ(l_Key.QueryStringValue("V", l_String), l_Case.m_String) << l_Case.m_File;
+    EXPECT_EQ(l_Dword, l_Case.m_DwordOut) << l_Case.m_File;
+    EXPECT_EQ(l_String, MORUnicodeString(l_Case.m_StringOut)) << l_Case.m_File;
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Stored, KELSysRegQueryTest,
-    testing::Values(QueryCase{"{\"K\":{\"V\":[1, 42]}}", KEL_S_OK, KEL_E_FAIL, 42, "?"},
-                    QueryCase{"{ \"K\" : { \"V\" : [3.0, \"x\"] } }", KEL_E_FAIL, KEL_S_OK, 99, "x"},
-                    QueryCase{"{\"K\":{\"V\":[1,42,0]}}", KEL_E_FAIL, KEL_E_FAIL, 42,
-                              "?"},  // written, refused
-                    QueryCase{"{\"K\":{\"V\":[]}}", KEL_S_OK, KEL_S_OK, 99, "?"},
-                    QueryCase{"{\"K\":{\"V\":[1,\"42\"]}}", KEL_E_FAIL, KEL_E_FAIL, 99, "?"},
-                    QueryCase{"{\"K\":{\"V\":\"x\"}}", KEL_E_FAIL, KEL_E_FAIL, 99, "?"},
-                    QueryCase{"{\"K\":{\"V\":[3,\"a\"],\"V\":[3,\"b\"]}}", KEL_E_FAIL, KEL_S_OK, 99, "a"},
-                    // Files that open as keys without values.
-                    QueryCase{"", KEL_E_FAIL, KEL_E_FAIL, 99, "?"},
-                    QueryCase{"not json", KEL_E_FAIL, KEL_E_FAIL, 99, "?"},
-                    QueryCase{"{\"Other\":{\"V\":[1,1]}}", KEL_E_FAIL, KEL_E_FAIL, 99, "?"},
-                    QueryCase{"{\"K\":[1]}", KEL_E_FAIL, KEL_E_FAIL, 99, "?"}));
 
 TEST_F(KELSysRegKeyTest, QueriesListsUpToABadElement) {
   WriteKey("HKLM/K", "{\"K\":{\"M\":[4,[\"a\",\"b\",5,\"c\"]]}}");
@@ -148,6 +142,10 @@ TEST_P(KELSysRegReadOnlyTest, NeverChangesTheFile) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Flags, KELSysRegReadOnlyTest,
-                         testing::Combine(testing::Values(0x8u, 0x2u, 0x1u, 0x0u, 0x7u), testing::Bool()));
+                         testing::Combine(testing::Values(0x8u, 0x2u, 0x1u, 0x0u, 0x7u), testing::Bool()),
+                         [](const testing::TestParamInfo<std::tuple<uint32_t, bool>>& iInfo) {
+                           return "Access" + std::to_string(std::get<0>(iInfo.param)) +
+                                  (std::get<1>(iInfo.param) ? "Traced" : "");
+                         });
 
 }  // namespace

@@ -14,12 +14,10 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <memory>
-#include <string>
 
+#include "../../../tests/KELTestSupport.h"
 #include "KELSysRegKey.h"
 #include "KELSysRegTestRoot.h"
 #include "KELSysTrace.h"
@@ -28,10 +26,7 @@
 namespace fs = std::filesystem;
 using Names = std::vector<MORUnicodeString>;
 
-inline std::string KELSysRegReadFile(const std::string& iPath) {
-  std::ifstream l_In(iPath, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(l_In), std::istreambuf_iterator<char>());
-}
+inline std::string KELSysRegReadFile(const std::string& iPath) { return KELTestReadFile(iPath); }
 
 // Runs iBody(0) ... iBody(iCount - 1) each in a child process of its own, starting them together
 // once all are made, and waits for them all. Each body returns what went wrong, or "" when all was
@@ -82,8 +77,6 @@ inline std::string KELSysRegInChildren(int iCount, const std::function<std::stri
 class KELSysRegKeyTest : public testing::Test {
  protected:
   KELSysRegKeyTest() {
-    char l_Template[] = "/tmp/kelsysreg.XXXXXX";
-    m_Root = mkdtemp(l_Template);
     if (const char* l_Home = getenv("HOME")) m_OldHome = l_Home;
     setenv("HOME", Path("home").c_str(), 1);
     KELSysRegSetRootForTest(m_Root.c_str());
@@ -91,14 +84,13 @@ class KELSysRegKeyTest : public testing::Test {
   ~KELSysRegKeyTest() override {
     KELSysRegSetRootForTest(nullptr);
     setenv("HOME", m_OldHome.c_str(), 1);
-    fs::remove_all(m_Root);
   }
 
   std::string Path(const std::string& iRelative) const { return m_Root + "/" + iRelative; }
   // A key: its file and its folder.
   void WriteKey(const std::string& iRelative, const std::string& iBytes = "") const {
     fs::create_directories(Path(iRelative));
-    std::ofstream(Path(iRelative + ".json"), std::ios::binary) << iBytes;
+    KELTestWriteFile(Path(iRelative + ".json"), iBytes);
   }
   std::string Read(const std::string& iRelative) const { return KELSysRegReadFile(Path(iRelative)); }
   bool Exists(const std::string& iRelative) const { return fs::exists(fs::symlink_status(Path(iRelative))); }
@@ -111,7 +103,8 @@ class KELSysRegKeyTest : public testing::Test {
     return l_Text;
   }
 
-  std::string m_Root, m_OldHome;
+  KELTestTempDir m_Temp{"kelsysreg"};
+  std::string m_Root = m_Temp.Path(), m_OldHome;
   std::shared_ptr<KELSysTraceMemoryObj> m_TraceOutput = std::make_shared<KELSysTraceMemoryObj>();
   KELSysTrace m_Trace{"KELSYSREGKEY", m_TraceOutput};
 };

@@ -51,18 +51,12 @@ TEST_F(KELSysMORTraceTest, CreatesPrivateFolders) {
   l_Clock->m_Seconds += 3600;
   ASSERT_EQ(l_Places.GetProcessFolder(true, l_Local), 0);
   EXPECT_EQ(l_Local, Path("a/KELSysTrace/D20240501_T122030") + KELSysTracePidPart());
-  // An existing folder is taken as it is.
-  EXPECT_EQ(
-      KELSysMORTrace(KELSysTraceMakeEnv({{"MORTraceDir", Path("a")}}), l_Clock).GetTraceFolder(l_Folder), 0);
-}
-
-TEST_F(KELSysMORTraceTest, StampsWithSecondsWhenTimeCannotBeBrokenDown) {
-  auto l_Clock = std::make_shared<KELSysTraceFixedClock>();
+  // An existing folder is taken as it is; a time that cannot be broken down stamps it in seconds.
   l_Clock->m_BreakDown = false;
-  KELSysMORTrace l_Places(KELSysTraceMakeEnv({{"MORTemp", Path("b")}}), l_Clock);
-  std::string l_Folder;
-  ASSERT_EQ(l_Places.GetProcessFolder(false, l_Folder), 0);
-  EXPECT_EQ(l_Folder, Path("b/KELSysTrace/1714558830") + KELSysTracePidPart());
+  KELSysMORTrace l_Again(KELSysTraceMakeEnv({{"MORTraceDir", Path("a")}}), l_Clock);
+  ASSERT_EQ(l_Again.GetTraceFolder(l_Folder), 0);
+  ASSERT_EQ(l_Again.GetProcessFolder(false, l_Folder), 0);
+  EXPECT_EQ(l_Folder, Path("a/KELSysTrace/1714562430") + KELSysTracePidPart());
 }
 
 TEST_F(KELSysMORTraceTest, FailsWhereNoFolderCanBeMade) {

@@ -25,53 +25,47 @@ std::string Describe(const KELSysTraceManagerBase& iManager) {
   return l_Text;
 }
 
-struct SpecCase {
-  const char* m_Variable;
-  const char* m_Expected;
-};
-
-class KELSysTraceManagerBaseSpec : public testing::TestWithParam<SpecCase> {};
-
-TEST_P(KELSysTraceManagerBaseSpec, ParsesVariable) {
-  KELSysTraceManagerBase l_Manager;
-  l_Manager.AddSpecifications(GetParam().m_Variable);
-  EXPECT_EQ(Describe(l_Manager), GetParam().m_Expected) << "KELSysTrace=" << GetParam().m_Variable;
+// Short and long specifications, and the channels with their settings that they give. Every separator
+// splits specifications; a later one takes the output chosen last, also that of a long specification
+// before it; a bad specification does not spoil its neighbours.
+TEST(KELSysTraceManagerBase, ParsesSpecifications) {
+  using Case = std::pair<const char*, const char*>;
+  for (const auto& [l_Variable, l_Expected] :
+       {Case{"KELSysJSON", "KELSysJSON=STDERR"},
+        Case{"-o KELSYSREGKEY", "KELSYSREGKEY=STDOUT"},
+        Case{"-O A -E B -e C", "A=STDOUT B=STDERR C=STDERR"},
+        Case{"-o A,B", "A=STDOUT B=STDOUT"},
+        Case{"-o A;-e B", "A=STDOUT B=STDERR"},
+        Case{"-o:A", "A=STDOUT"},
+        Case{"-o A|B", "A=STDOUT B=STDOUT"},
+        Case{"-o\tA B", "A=STDOUT B=STDOUT"},
+        Case{"-Ftrace.log A -O B", "A=trace.log B=STDOUT"},
+        Case{"-Sapp A", "A=S:app"},
+        Case{"-I17 -L2 -M80 -N --local-time A", "A=STDERR[4=1,8=2,9=17,10=80,12=1]"},
+        Case{"A -I 5 B", "A=STDERR[9=5] B=STDERR[9=5]"},
+        Case{"-I0 -L0 A", "A=STDERR"},
+        Case{"-o A,-e A", "A=STDERR"},
+        Case{"-o", ""},
+        Case{" ,;:| ", ""},
+        Case{"-Q A,B", "B=STDERR"},
+        Case{"--name A --file x.log --local-time --rotate-file-size 64 --rotate-file-count 11",
+             "A=x.log[4=1,12=1,13=11,14=64]"},
+        Case{"--name=A -o", "A=STDOUT[4=1]"},
+        Case{"--na A --stdo", "A=STDOUT[4=1]"},
+        Case{"--name A -oe", "A=STDERR[4=1]"},
+        Case{"--name A --name B --stdout", "A=STDOUT[4=1] B=STDOUT[4=1]"},
+        Case{"--name A --file t.trc,B", "A=t.trc[4=1] B=t.trc"}}) {
+    KELSysTraceManagerBase l_Manager;
+    l_Manager.AddSpecifications(l_Variable);
+    EXPECT_EQ(Describe(l_Manager), l_Expected) << "KELSysTrace=" << l_Variable;
+  }
 }
 
-const std::string kLongName(70, 'n');
-
-INSTANTIATE_TEST_SUITE_P(
-    Short, KELSysTraceManagerBaseSpec,
-    testing::Values(SpecCase{"KELSysJSON", "KELSysJSON=STDERR"},
-                    SpecCase{"-o KELSYSREGKEY", "KELSYSREGKEY=STDOUT"},
-                    SpecCase{"-O A -E B -e C", "A=STDOUT B=STDERR C=STDERR"},
-                    // Every separator splits specifications; a later one takes the output chosen last.
-                    SpecCase{"-o A,B", "A=STDOUT B=STDOUT"}, SpecCase{"-o A;-e B", "A=STDOUT B=STDERR"},
-                    SpecCase{"-o:A", "A=STDOUT"}, SpecCase{"-o A|B", "A=STDOUT B=STDOUT"},
-                    SpecCase{"-o\tA B", "A=STDOUT B=STDOUT"},
-                    SpecCase{"-Ftrace.log A -O B", "A=trace.log B=STDOUT"}, SpecCase{"-Sapp A", "A=S:app"},
-                    SpecCase{"-I17 -L2 -M80 -N --local-time A", "A=STDERR[4=1,8=2,9=17,10=80,12=1]"},
-                    SpecCase{"A -I 5 B", "A=STDERR[9=5] B=STDERR[9=5]"}, SpecCase{"-I0 -L0 A", "A=STDERR"},
-                    SpecCase{"-o A,-e A", "A=STDERR"}, SpecCase{"-o", ""}, SpecCase{" ,;:| ", ""},
-                    // A bad specification does not spoil its neighbours.
-                    SpecCase{"-Q A,B", "B=STDERR"}));
-
-INSTANTIATE_TEST_SUITE_P(
-    Long, KELSysTraceManagerBaseSpec,
-    testing::Values(
-        SpecCase{"--name A --file x.log --local-time --rotate-file-size 64 --rotate-file-count 11",
-                 "A=x.log[4=1,12=1,13=11,14=64]"},
-        SpecCase{"--name=A -o", "A=STDOUT[4=1]"}, SpecCase{"--na A --stdo", "A=STDOUT[4=1]"},
-        SpecCase{"--name A -oe", "A=STDERR[4=1]"},
-        SpecCase{"--name A --name B --stdout", "A=STDOUT[4=1] B=STDOUT[4=1]"},
-        // The output of a long specification carries over to short ones after it.
-        SpecCase{"--name A --file t.trc,B", "A=t.trc[4=1] B=t.trc"}));
-
 TEST(KELSysTraceManagerBase, IgnoresWhatNeitherSyntaxAccepts) {
-  for (const char* l_Spec :
-       {"-X A", "-F A", "-Iabc A", "-L A", "-I99999999999 A", "-Nx A", "- A", "--name A --std", "--name A B",
-        "--name", "--name A --rotate-file-count 0", "--name A --rotate-file-count 10001",
-        "--name A --rotate-file-size=x", "--name A --local-time=1", "--name= -o"}) {
+  for (const char* l_Spec : {"-X A", "-F A", "-Iabc A", "-L A", "-I99999999999 A", "-Nx A", "- A",
+                             "--name A --std", "--name A B", "--name", "--name A --rotate-file-count 0",
+                             "--name A --rotate-file-count 10001", "--name A --rotate-file-size 0",
+                             "--name A --rotate-file-size=x", "--name A --local-time=1", "--name= -o"}) {
     KELSysTraceManagerBase l_Manager;
     EXPECT_EQ(l_Manager.AddSpecifications(l_Spec), 0) << l_Spec;
     EXPECT_FALSE(l_Manager.HasChannels()) << l_Spec;
@@ -80,7 +74,7 @@ TEST(KELSysTraceManagerBase, IgnoresWhatNeitherSyntaxAccepts) {
 
 TEST(KELSysTraceManagerBase, LimitsFileNamesAndSettings) {
   KELSysTraceManagerBase l_Manager;
-  l_Manager.AddSpecifications(("-F" + kLongName + " A").c_str());
+  l_Manager.AddSpecifications(("-F" + std::string(70, 'n') + " A").c_str());
   EXPECT_EQ(l_Manager.GetSettings("A")->m_Output, std::string(63, 'n'));
 
   EXPECT_TRUE(l_Manager.AddSpecification(std::string(KELSysTraceManagerBase::kMaxSetting, 'B')));

@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <syslog.h>
+
 #include <thread>
 
+#include "KELSysTraceSystemObj.h"
 #include "KELSysTraceTestSupport.h"
 
 namespace {
@@ -46,6 +49,17 @@ TEST(KELSysTraceStreamObj, KeepsLinesOfThreadsWhole) {
     EXPECT_EQ(l_Text.size() % l_Line.size(), 0u) << l_Name;
     EXPECT_EQ(l_Text.find_first_not_of(l_Line), std::string::npos) << l_Name;
   }
+}
+
+// The system log gets records: the identity and the line without its line feed, at the priority of
+// the line's level (debug for a plain write).
+TEST(KELSysTraceSystemObj, WritesRecordsAtTheLevelsPriority) {
+  std::vector<std::pair<int, std::string>> l_Records;
+  KELSysTraceSystemObj l_Log(
+      "app", [&](int iPriority, const std::string& iRecord) { l_Records.emplace_back(iPriority, iRecord); });
+  EXPECT_EQ(l_Log.WriteAt(KELSysTraceWarning, "[W] C: w\n") + l_Log.Write("x"), 0);
+  EXPECT_EQ(l_Records, (std::vector<std::pair<int, std::string>>{{LOG_USER | LOG_WARNING, "app: [W] C: w"},
+                                                                 {LOG_USER | LOG_DEBUG, "app: x"}}));
 }
 
 }  // namespace

@@ -4,48 +4,29 @@
 
 #include <unistd.h>
 
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <map>
-#include <sstream>
-#include <string>
-#include <vector>
 
+#include "../../../tests/KELTestSupport.h"
 #include "KELSysMORTrace.h"
 #include "KELSysTraceClock.h"
 
-class KELSysTraceTempDir {
+class KELSysTraceTempDir : public KELTestTempDir {
  public:
-  KELSysTraceTempDir() : m_Path(std::filesystem::temp_directory_path() / "KELSysTraceTest.XXXXXX") {
-    m_Path = mkdtemp(m_Path.data());
-  }
-  ~KELSysTraceTempDir() { std::filesystem::remove_all(m_Path); }
-  const std::string& Path() const { return m_Path; }
+  KELSysTraceTempDir() : KELTestTempDir("KELSysTraceTest") {}
   std::string Write(const std::string& iName, const std::string& iText) const {
-    std::ofstream(m_Path + "/" + iName) << iText;
-    return m_Path + "/" + iName;
+    KELTestWriteFile(At(iName), iText);
+    return At(iName);
   }
   // Every entry below the folder, relative and sorted, one a line.
   std::string Tree() const {
-    std::vector<std::string> l_Paths;
-    for (const auto& l_Entry : std::filesystem::recursive_directory_iterator(m_Path))
-      l_Paths.push_back(l_Entry.path().string().substr(m_Path.size()) + "\n");
-    std::sort(l_Paths.begin(), l_Paths.end());
     std::string l_Text;
-    for (const std::string& l_Path : l_Paths) l_Text += l_Path;
+    for (const std::string& l_Entry : KELTestSnapshot(Path()))
+      l_Text += l_Entry.substr(0, l_Entry.find(' ')) + "\n";
     return l_Text;
   }
-
- private:
-  std::string m_Path;
 };
 
-inline std::string KELSysTraceReadFile(const std::string& iPath) {
-  std::stringstream l_Text;
-  l_Text << std::ifstream(iPath).rdbuf();
-  return l_Text.str();
-}
+inline std::string KELSysTraceReadFile(const std::string& iPath) { return KELTestReadFile(iPath); }
 
 // 2024-05-01 10:20:30.456789 UTC; local time is UTC + 2 hours. Either part can be made to fail.
 class KELSysTraceFixedClock : public KELSysTraceClock {

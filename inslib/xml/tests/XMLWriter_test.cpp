@@ -64,34 +64,29 @@ TEST(XMLWriter, SortsAttributesByTheirWrittenText) {
   EXPECT_EQ(XML::Writer().ToString(*l_Odd, false), "<e x!=\"3\" x=\"2\" x==\"1\"/>");
 }
 
-struct KindCase {
-  const char* m_What;
-  std::shared_ptr<Element> m_Root;
-  std::string m_Text;
-};
-
-class XMLWriterKinds : public testing::TestWithParam<KindCase> {};
-
-TEST_P(XMLWriterKinds, BreaksFollowTheLastThingWritten) {
-  EXPECT_EQ(XML::Writer().ToString(*GetParam().m_Root, false), GetParam().m_Text) << GetParam().m_What;
+// Line breaks follow the last thing written: a text keeps its element's closing tag and the next
+// element on its line; a blank text writes nothing; comments keep their own lines.
+TEST(XMLWriter, BreaksFollowTheLastThingWritten) {
+  struct Case {
+    const char* m_What;
+    std::shared_ptr<Element> m_Root;
+    std::string m_Text;
+  };
+  for (const Case& l_Case :
+       {Case{"text closes on its line", Make("a", {XML::CreateText("x")}), "<a>x</a>"},
+        Case{"no break after a text", Make("p", {Make("a"), XML::CreateText("x"), Make("b")}),
+             "<p>\n  <a/>x<b/>\n</p>"},
+        Case{"first child after a text", Make("r", {XML::CreateText("t"), Make("c", {Make("d")})}),
+             "<r>t<c><d/>\n  </c>\n</r>"},
+        Case{"blank text writes nothing", Make("a", {XML::CreateText(" \t\r\n")}), "<a>\n</a>"},
+        Case{"blank text keeps breaks", Make("a", {XML::CreateText("  "), Make("b")}), "<a>\n  <b/>\n</a>"},
+        Case{"comment lines",
+             Make("r", {Make("s", {XML::CreateComment("one"), XML::CreateComment("l1\nl2")})}),
+             "<r>\n  <s>\n    <!--one-->\n    <!--l1\nl2    -->\n  </s>\n</r>"},
+        Case{"comment after text", Make("r", {XML::CreateText("t"), XML::CreateComment("c\r")}),
+             "<r>t<!--c\r  -->\n</r>"}})
+    EXPECT_EQ(XML::Writer().ToString(*l_Case.m_Root, false), l_Case.m_Text) << l_Case.m_What;
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, XMLWriterKinds,
-    testing::Values(
-        KindCase{"text closes on its line", Make("a", {XML::CreateText("x")}), "<a>x</a>"},
-        KindCase{"no break after a text", Make("p", {Make("a"), XML::CreateText("x"), Make("b")}),
-                 "<p>\n  <a/>x<b/>\n</p>"},
-        KindCase{"first child after a text", Make("r", {XML::CreateText("t"), Make("c", {Make("d")})}),
-                 "<r>t<c><d/>\n  </c>\n</r>"},
-        KindCase{"blank text writes nothing", Make("a", {XML::CreateText(" \t\r\n")}), "<a>\n</a>"},
-        KindCase{"blank text keeps breaks", Make("a", {XML::CreateText("  "), Make("b")}),
-                 "<a>\n  <b/>\n</a>"},
-        KindCase{"comment lines",
-                 Make("r", {Make("s", {XML::CreateComment("one"), XML::CreateComment("l1\nl2")})}),
-                 "<r>\n  <s>\n    <!--one-->\n    <!--l1\nl2    -->\n  </s>\n</r>"},
-        KindCase{"comment after text", Make("r", {XML::CreateText("t"), XML::CreateComment("c\r")}),
-                 "<r>t<!--c\r  -->\n</r>"}));
 
 TEST(XMLWriter, WritesNodeListsAndStartsEachCallAfresh) {
   XML::Writer l_Writer;
