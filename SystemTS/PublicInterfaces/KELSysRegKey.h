@@ -19,9 +19,10 @@
 // memory until the key is closed. Closing (CloseKey, the destructor, or opening another key on the
 // same object) writes the values back in place, over the same file (same inode, no temporary file),
 // changed or not; but a key whose file did not read as JSON holding its values (GetDamage) is written
-// back only when a value was set or removed, so that an open and close never rewrite such a file. The write-back is all or nothing as seen in the file: when it cannot be written
-// whole (no space left, a file-size limit, a failed cut) the file's old bytes are put back and the
-// close returns the failure. A key opened read-only never changes its file.
+// back only when a value was set or removed, so that an open and close never rewrite such a file.
+// The write-back is all or nothing as seen in the file: when it cannot be written whole (no space
+// left, a file-size limit, a failed cut) the file's old bytes are put back and the close returns the
+// failure. A key opened read-only never changes its file.
 //
 // Locks (see KELSysRegLock.h). A key opened for writing, and every created key, holds an exclusive
 // lock on its key file from before its read on open to the end of its write-back on close, so that
