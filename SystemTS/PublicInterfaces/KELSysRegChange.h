@@ -11,7 +11,7 @@
 // (one byte rewritten in place) and synced. Then the steps are done in order: each hidden file renamed over
 // its key file, each hidden folder renamed to its key's name (a key shows when its folder does, its values
 // already there, and a whole new subtree shows at once), each key removed by renaming its folder to
-// ".NAME.kelreg-removed", unlinking its key file and removing that folder; every folder that changed is
+// ".kelreg-removed-<step>", unlinking its key file and removing that folder; every folder that changed is
 // synced, then the journal is emptied and synced.
 //
 // Invariants. (1) Before the commit point no key file or key folder that readers look up has

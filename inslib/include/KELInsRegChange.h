@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "KELInsRegKey.h"
@@ -62,7 +63,8 @@ class KELInsRegChange {
   [[noreturn]] void Throw(const char* iOperation);
 
   std::unique_ptr<KELSysRegChange> m_Change;
-  std::vector<std::unique_ptr<KELInsRegKey>> m_Handles;
+  std::unordered_map<const KELSysRegKey*, std::unique_ptr<KELInsRegKey>>
+      m_Handles;  // one per key of the change
   std::string m_Recovered;
 };
 

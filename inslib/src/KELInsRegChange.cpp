@@ -27,10 +27,9 @@ KELInsRegKey* KELInsRegChange::OpenKey(const std::string& iPath, bool iCreate) {
   KELSysResult l_Rc = m_Change->OpenKey(ToUnicode(iPath), iCreate, l_Key);
   if (l_Rc == KEL_E_FAIL && m_Change->GetWhy().empty()) return nullptr;
   if (l_Rc != KEL_S_OK) Throw("OpenKey");
-  for (const auto& l_Handle : m_Handles)
-    if (l_Handle->m_Key.get() == l_Key) return l_Handle.get();
-  m_Handles.push_back(std::make_unique<KELInsRegKey>(KELInsRegKey::Borrow(*l_Key)));
-  return m_Handles.back().get();
+  std::unique_ptr<KELInsRegKey>& l_Handle = m_Handles[l_Key];
+  if (!l_Handle) l_Handle = std::make_unique<KELInsRegKey>(KELInsRegKey::Borrow(*l_Key));
+  return l_Handle.get();
 }
 
 bool KELInsRegChange::RemoveKey(const std::string& iPath, bool iRecursive) {

@@ -18,7 +18,7 @@ struct KELInsRegTree;
 struct KELInsRegKeyName {
   // The longest key file path the system takes (its terminating zero left out), and the longest
   // component: every name a change gives a key's files must fit the file system's 255 bytes, the
-  // longest being that of a removed key's folder, ".<component>.kelreg-removed".
+  // longest being a new key file's, ".<component>.json.kelreg".
   static constexpr size_t MaxFilePath = PATH_MAX - 1;
   static constexpr size_t MaxComponent = NAME_MAX - 16;
 

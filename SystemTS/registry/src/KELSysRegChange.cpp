@@ -268,13 +268,16 @@ std::string ReadAll(int iFd) {
 // folder they changed. 0, or -1 with errno and oFailed naming the path.
 int Finish(Folders& ioFolders, const std::vector<Step>& iSteps, std::string& oFailed) {
   std::set<std::string> l_Changed;
+  size_t l_Index = 0;
   for (const Step& l_Step : iSteps) {
     oFailed = l_Step.m_To;
+    ++l_Index;
     const std::string l_Folder = Parent(l_Step.m_To), l_Name = Base(l_Step.m_To);
     int l_Dir = ioFolders.Get(l_Folder);
     if (l_Dir < 0) return -1;
     if (l_Step.m_Kind == 'R') {
-      const std::string l_Removed = Hidden(l_Name, ".kelreg-removed");
+      // Named by the step, not by the key: short whatever the key's name, and the same when done again.
+      const std::string l_Removed = ".kelreg-removed-" + std::to_string(l_Index);
       // The folder goes first, so that the key stops showing at once; a step done again finds it
       // gone already.
       if (RemoveAt(l_Dir, l_Removed) != 0) return -1;
@@ -399,7 +402,7 @@ void KELSysRegChange::SetSyncing(bool iSync) { s_Sync = iSync; }
 bool KELSysRegChange::IsChangeName(const std::string& iName) {
   return iName.size() > 1 && iName[0] == '.' &&
          (iName.ends_with(".json.kelreg") || iName.ends_with(".kelreg-new") ||
-          iName.ends_with(".kelreg-removed"));
+          iName.starts_with(".kelreg-removed-"));
 }
 
 bool KELSysRegChange::HiveFolder(int iHive, std::string& oRoot, std::string& oName) {
