@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
-# bench/kelreg_cpu.sh SIZE RUNS [BUILD_DIR]
+# bench/kelreg_cpu.sh SIZE RUNS [BUILD_DIR [KELREG_ARGS]]
 #
-# CPU time of `KELReg export` of the product tree (HKLM\SOFTWARE\Quorvane\Q4) beside `KELListInstalls
-# -json` on the generated registry /tmp/kel-bench/SIZE (bench/gen_registry.py), both reading the same
+# CPU time of `KELReg KELREG_ARGS` (by default `export HKLM/SOFTWARE/Quorvane/Q4`, the product tree;
+# `check HKLM` for the check) beside `KELListInstalls -json` on the generated registry /tmp/kel-bench/SIZE (bench/gen_registry.py), both reading the same
 # keys at /etc/.Quorvane in one private mount namespace. The commands take turns, RUNS rounds after a
 # warming run each (bench/lister_cpu.sh --inside); prints the median of each and its ratio to the lister.
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 if [ $# -lt 2 ]; then
-  echo "usage: bench/kelreg_cpu.sh SIZE RUNS [BUILD_DIR]" >&2
+  echo "usage: bench/kelreg_cpu.sh SIZE RUNS [BUILD_DIR [KELREG_ARGS]]" >&2
   exit 2
 fi
 size=$1 runs=$2
@@ -18,4 +18,4 @@ mkdir -p /tmp/kel-bench
 echo "| command | median CPU | ratio to the lister |"
 echo "| --- | ---: | ---: |"
 "$here/../scripts/with-registry" "/tmp/kel-bench/$size" bash "$here/lister_cpu.sh" --inside "$runs" \
-  "$build/KELListInstalls -json" "$build/KELReg export HKLM/SOFTWARE/Quorvane/Q4"
+  "$build/KELListInstalls -json" "$build/KELReg ${4:-export HKLM/SOFTWARE/Quorvane/Q4}"
