@@ -94,8 +94,12 @@ TEST_P(KELRegCrash, EveryKillAndFaultLeavesTheOldOrTheNewRegistryOnceRecovered) 
     }
 #if defined(__SANITIZE_ADDRESS__)
   const int l_Every = 4;  // the sanitizers' build takes every fourth point: the states are the release's
+  // Its runtime probes memory with write calls of its own and aborts when one fails, so its writes
+  // are only killed; the release build fails every one of them.
+  auto l_Faults = [](const std::string& iCall) { return iCall != "write"; };
 #else
   const int l_Every = 1;
+  auto l_Faults = [](const std::string&) { return true; };
 #endif
   int l_Points = 0;
   for (const auto& [l_Call, l_Count] : l_Calls)
@@ -112,6 +116,7 @@ TEST_P(KELRegCrash, EveryKillAndFaultLeavesTheOldOrTheNewRegistryOnceRecovered) 
       EXPECT_EQ(Reg({"recover"}).m_Status, 0);
       std::vector<std::string> l_After = Snapshot();
       EXPECT_TRUE(l_After == l_Old || l_After == l_New);
+      if (!l_Faults(l_Call)) continue;
       // Failed at the call, each point with the next of a few errors: status 1 and one line with the
       // system's own reason; the old registry, unless the change had passed its commit point, and
       // then the new one once recovered.
