@@ -331,6 +331,18 @@ int Clear(int iJournal) {
 int OpenRegistry(Registry& ioRegistry, bool iMake, std::string& oFailed) {
   oFailed = ioRegistry.m_Root;
   ioRegistry.m_RootFd = Fd(open(ioRegistry.m_Root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (ioRegistry.m_RootFd < 0 && errno == ENOENT && iMake) {
+    // The first change of a machine or a user makes the registry's own folder (/etc/.Quorvane,
+    // ~/.Quorvane; not its parents), its name synced before anything is written in it.
+    const size_t l_Slash = ioRegistry.m_Root.find_last_of('/');
+    const std::string l_Parent = l_Slash == std::string::npos ? "."
+                                 : l_Slash == 0               ? "/"
+                                                              : ioRegistry.m_Root.substr(0, l_Slash);
+    if (mkdir(ioRegistry.m_Root.c_str(), 0755) != 0 && errno != EEXIST) return -1;
+    Fd l_Above(open(l_Parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (l_Above < 0 || Sync(l_Above) != 0) return -1;
+    ioRegistry.m_RootFd = Fd(open(ioRegistry.m_Root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  }
   if (ioRegistry.m_RootFd < 0) return -1;
   oFailed = ioRegistry.m_Root + "/" + k_Tool;
   ioRegistry.m_ToolFd =
