@@ -16,6 +16,9 @@
 
 // Bytes to the stored form.
 std::string KELInsRegStore(std::string_view iBytes);
+// Bytes as query shows them: control bytes as their stored escapes (\n, \t, \u001b, ...), so
+// that a value stays on its line; every other byte as it is.
+std::string KELInsRegEscapeControls(std::string_view iBytes);
 // Stored form to bytes: JSON escapes decoded (\udc80..\udcff alone gives the byte; a pair of
 // surrogates gives the character's UTF-8; any other lone surrogate escape, and a malformed escape,
 // stays as it stands).

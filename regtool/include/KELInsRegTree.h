@@ -42,6 +42,12 @@ struct KELInsRegTreeError {
 // The names of a type (REG_DWORD, ...), "" for an unknown type.
 const char* KELInsRegTypeName(uint32_t iType);
 
+// Appends the data as query shows it: a number in decimal, strings with their control bytes escaped
+// (KELInsRegEscapeControls), list items separated by iBetweenItems.
+void KELInsRegAppendData(std::string& ioOut, const KELInsRegValue& iValue, const char* iBetweenItems);
+// Appends "NAME    TYPE    DATA", list items separated by the two characters \0.
+void KELInsRegAppendValueLine(std::string& ioOut, const KELInsRegValue& iValue);
+
 // Reads the key iName: its values and, with iRecurse, its subkeys with theirs; without, only the
 // subkeys' names (with empty trees). A hive root has no values. Throws KELInsRegTreeError.
 KELInsRegTree KELInsRegReadTree(const KELInsRegKeyName& iName, bool iRecurse);

@@ -149,6 +149,17 @@ std::string KELInsRegStore(std::string_view iBytes) {
   return l_Stored;
 }
 
+std::string KELInsRegEscapeControls(std::string_view iBytes) {
+  std::string l_Shown;
+  l_Shown.reserve(iBytes.size());
+  for (char l_Byte : iBytes)
+    if (static_cast<unsigned char>(l_Byte) < 0x20)
+      AppendEscape(l_Shown, static_cast<unsigned char>(l_Byte));
+    else
+      l_Shown += l_Byte;
+  return l_Shown;
+}
+
 std::string KELInsRegShow(std::string_view iStored) {
   if (iStored.find('\\') == std::string_view::npos) return std::string(iStored);
   std::string l_Bytes;

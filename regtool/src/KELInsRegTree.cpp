@@ -81,6 +81,22 @@ const char* KELInsRegTypeName(uint32_t iType) {
   return iType <= H::TypeMultiString ? k_Names[iType] : "";
 }
 
+void KELInsRegAppendData(std::string& ioOut, const KELInsRegValue& iValue, const char* iBetweenItems) {
+  if (iValue.m_Type == H::TypeDWORD || iValue.m_Type == H::TypeQWORD) {
+    ioOut += std::to_string(iValue.m_Number);
+    return;
+  }
+  for (size_t l_At = 0; l_At < iValue.m_Strings.size(); ++l_At) {
+    if (l_At) ioOut += iBetweenItems;
+    ioOut += KELInsRegEscapeControls(iValue.m_Strings[l_At]);
+  }
+}
+
+void KELInsRegAppendValueLine(std::string& ioOut, const KELInsRegValue& iValue) {
+  ioOut += KELInsRegEscapeControls(iValue.m_Name) + "    " + KELInsRegTypeName(iValue.m_Type) + "    ";
+  KELInsRegAppendData(ioOut, iValue, "\\0");
+}
+
 std::string KELInsRegDescribe(const std::string& iKey, const std::exception& iError, const char* iFallback) {
   std::string l_Reason;
   if (const auto* l_Registry = dynamic_cast<const KELInsRegKeyError*>(&iError))
