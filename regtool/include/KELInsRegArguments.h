@@ -16,7 +16,7 @@ struct KELInsRegArguments {
   bool m_Help = false;
   bool m_Version = false;
   std::optional<std::string> m_Root;
-  std::string m_Command;  // query, add, delete, copy, export, import, check or recover
+  std::string m_Command;  // query, find, add, delete, copy, export, import, check or recover
   std::vector<std::string> m_Operands;
   std::optional<std::string> m_Value;             // -v
   std::optional<std::string> m_Type;              // -t
@@ -25,6 +25,10 @@ struct KELInsRegArguments {
   bool m_Subkeys = false;                         // -s
   bool m_Recurse = false;                         // -r
   bool m_AllValues = false;                       // --all-values
+  bool m_Prune = false;                           // delete --prune
+  bool m_DryRun = false;                          // import --dry-run
+  bool m_Keys = false, m_Values = false;          // find --keys, --values
+  bool m_DataOnly = false;                        // find --data
   bool m_Repair = false;                          // --repair
   bool m_Json = false;                            // --json
   std::vector<KELInsRegValueArguments> m_Groups;  // add: each -v with the -t, -d and -S after it

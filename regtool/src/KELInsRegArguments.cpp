@@ -19,6 +19,11 @@ const Option k_Options[] = {{"--root", &KELInsRegArguments::m_Root, nullptr},
                             {"-s", nullptr, &KELInsRegArguments::m_Subkeys},
                             {"-r", nullptr, &KELInsRegArguments::m_Recurse},
                             {"--all-values", nullptr, &KELInsRegArguments::m_AllValues},
+                            {"--prune", nullptr, &KELInsRegArguments::m_Prune},
+                            {"--dry-run", nullptr, &KELInsRegArguments::m_DryRun},
+                            {"--keys", nullptr, &KELInsRegArguments::m_Keys},
+                            {"--values", nullptr, &KELInsRegArguments::m_Values},
+                            {"--data", nullptr, &KELInsRegArguments::m_DataOnly},
                             {"--repair", nullptr, &KELInsRegArguments::m_Repair},
                             {"--json", nullptr, &KELInsRegArguments::m_Json},
                             {"--help", nullptr, &KELInsRegArguments::m_Help},
@@ -34,10 +39,11 @@ struct Command {
 
 const Command k_Commands[] = {{"query", " -v -s ", 1, 1},
                               {"add", " -v -t -d -S ", 1, 1},
-                              {"delete", " -v --all-values -r ", 1, 1},
+                              {"delete", " -v --all-values -r --prune ", 1, 1},
                               {"copy", " -s ", 2, 2},
                               {"export", " ", 1, 2},
-                              {"import", " ", 0, 1},
+                              {"import", " --dry-run ", 0, 1},
+                              {"find", " --keys --values --data ", 2, 2},
                               {"check", " --repair --json ", 0, 1},
                               {"recover", " ", 0, 0}};
 
@@ -54,8 +60,11 @@ std::string Conflicts(const KELInsRegArguments& iArgs) {
       if (!l_Group.m_Data) return "-v needs -d DATA";
   if (iArgs.m_Command == "delete") {
     if (iArgs.m_Value && iArgs.m_AllValues) return "-v and --all-values cannot be used together";
-    if (iArgs.m_Recurse && (iArgs.m_Value || iArgs.m_AllValues)) return "-r deletes keys, not values";
+    if ((iArgs.m_Recurse || iArgs.m_Prune) && (iArgs.m_Value || iArgs.m_AllValues))
+      return std::string(iArgs.m_Recurse ? "-r" : "--prune") + " deletes keys, not values";
   }
+  if (iArgs.m_Command == "find" && iArgs.m_Keys + iArgs.m_Values + iArgs.m_DataOnly > 1)
+    return "--keys, --values and --data cannot be used together";
   return "";
 }
 
@@ -130,7 +139,7 @@ std::optional<KELInsRegArguments> KELInsRegParseArguments(int iArgc, const char*
   if (l_Args.m_Help || l_Args.m_Version) return l_Args;
   if (!oWhy.empty()) return std::nullopt;
   if (l_Args.m_Command.empty()) {
-    oWhy = "no subcommand (query, add, delete, copy, export, import, check or recover)";
+    oWhy = "no subcommand (query, find, add, delete, copy, export, import, check or recover)";
     return std::nullopt;
   }
   const Command* l_Command =
@@ -149,7 +158,9 @@ std::optional<KELInsRegArguments> KELInsRegParseArguments(int iArgc, const char*
   if (!oWhy.empty()) return std::nullopt;
   size_t l_Count = l_Args.m_Operands.size();
   if (l_Count < l_Command->m_MinOperands || l_Count > l_Command->m_MaxOperands) {
-    const char* l_Missing = l_Args.m_Command == "copy" ? (l_Count ? "DST" : "SRC") : "KEY";
+    const char* l_Missing = l_Args.m_Command == "copy"   ? (l_Count ? "DST" : "SRC")
+                            : l_Args.m_Command == "find" ? (l_Count ? "PATTERN" : "KEY")
+                                                         : "KEY";
     oWhy = l_Count < l_Command->m_MinOperands ? l_Args.m_Command + ": missing " + l_Missing
                                               : l_Args.m_Command + ": unexpected argument '" +
                                                     l_Args.m_Operands[l_Command->m_MaxOperands] + "'";

@@ -11,12 +11,14 @@
 #include <limits>
 #include <sstream>
 
+#include "KELInsFileSystem.h"
 #include "KELInsRegArguments.h"
 #include "KELInsRegChange.h"
 #include "KELInsRegCheck.h"
 #include "KELInsRegDocument.h"
 #include "KELInsRegInput.h"
 #include "KELInsRegKey.h"
+#include "KELInsRegReport.h"
 #include "KELInsRegText.h"
 #include "KELInsRegTree.h"
 #include "KELVersion.h"
@@ -28,11 +30,12 @@ using H = KELInsRegKey;
 
 constexpr const char* k_Usage =
     "Usage: KELReg [--root DIR] query  KEY [-v NAME] [-s]\n"
+    "       KELReg [--root DIR] find   KEY PATTERN [--keys | --values | --data]\n"
     "       KELReg [--root DIR] add    KEY [-v NAME [-t TYPE] -d DATA [-S SEP]]...\n"
-    "       KELReg [--root DIR] delete KEY [-v NAME | --all-values] [-r]\n"
+    "       KELReg [--root DIR] delete KEY [-v NAME | --all-values] [-r] [--prune]\n"
     "       KELReg [--root DIR] copy   SRC DST [-s]\n"
     "       KELReg [--root DIR] export KEY [FILE]\n"
-    "       KELReg [--root DIR] import [FILE]\n"
+    "       KELReg [--root DIR] import [FILE] [--dry-run]\n"
     "       KELReg [--root DIR] check  [KEY] [--repair] [--json]\n"
     "       KELReg [--root DIR] recover\n"
     "       KELReg --help | --version\n"
@@ -43,14 +46,19 @@ constexpr const char* k_Usage =
     "\n"
     "  query KEY        print the key, its values and its subkeys; -s: and all keys below it\n"
     "  query KEY -v N   print only the data of value N\n"
+    "                   (control characters in data are shown escaped: \\n, \\t, \\u001b)\n"
+    "  find KEY PAT     print the keys below KEY whose name matches the shell pattern PAT, and the\n"
+    "                   values whose name or string data matches it\n"
     "  add KEY          create the key and its missing parents; with -v, set the value (several -v\n"
     "                   groups set several values at once)\n"
     "  delete KEY       delete a key without subkeys; -r: with its subkeys;\n"
-    "                   -v N: the value N only; --all-values: every value\n"
+    "                   -v N: the value N only; --all-values: every value; --prune: and the\n"
+    "                   parents it leaves empty, up to the first that holds something\n"
     "  copy SRC DST     copy the values of SRC into DST; -s: and the subkeys\n"
-    "  export KEY [F]   write the key and all below it as a JSON document to F (default: standard output)\n"
+    "  export KEY [F]   write the key and all below it as a JSON document to F (default or -: standard\n"
+    "                   output); a regular F is replaced at once, anything else is written to\n"
     "  import [F]       merge a JSON document of export, at most 64 MiB, into the registry\n"
-    "                   (default: standard input)\n"
+    "                   (default or -: standard input); --dry-run: print what it would change\n"
     "  check [KEY]      report damaged and half-made keys, interrupted changes, installations\n"
     "                   without a path or whose path is missing; --repair: repair what it can\n"
     "  recover          finish or roll back changes that were interrupted\n"
@@ -66,6 +74,8 @@ constexpr const char* k_Usage =
     "  -h, --help      show this help\n"
     "  --version       show the version\n"
     "\n"
+    "  --keys, --values, --data\n"
+    "                  find: match only key names, value names or string data\n"
     "  --repair        check: finish interrupted changes, complete half-made keys, move damaged key\n"
     "                  files into the quarantine\n"
     "  --json          check: one JSON document\n"
@@ -175,23 +185,12 @@ KELInsRegValue ValueOf(const KELInsRegValueArguments& iArgs) {
 
 // ---- Output.
 
-void AppendData(std::string& ioOut, const KELInsRegValue& iValue, const char* iBetweenItems) {
-  if (iValue.m_Type == H::TypeDWORD || iValue.m_Type == H::TypeQWORD) {
-    ioOut += std::to_string(iValue.m_Number);
-    return;
-  }
-  for (size_t l_At = 0; l_At < iValue.m_Strings.size(); ++l_At) {
-    if (l_At) ioOut += iBetweenItems;
-    ioOut += iValue.m_Strings[l_At];
-  }
-}
-
 // The key's block: its name, then a line per value.
 void AppendBlock(std::string& ioOut, const KELInsRegKeyName& iName, const KELInsRegTree& iTree) {
   ioOut += iName.Full() + '\n';
   for (const KELInsRegValue& l_Value : iTree.m_Values) {
-    ioOut += "    " + l_Value.m_Name + "    " + KELInsRegTypeName(l_Value.m_Type) + "    ";
-    AppendData(ioOut, l_Value, "\\0");
+    ioOut += "    ";
+    KELInsRegAppendValueLine(ioOut, l_Value);
     ioOut += '\n';
   }
 }
@@ -211,24 +210,44 @@ void Write(std::ostream& oOut, const std::string& iText) {
   if (!oOut) Fail(std::string("standard output: ") + (errno ? std::strerror(errno) : "write failed"));
 }
 
-// Replaces iPath by a file holding iText: written beside it under a temporary name, then renamed
-// over it, so that readers see the old file or the new one.
-void WriteFileAtomically(const std::string& iPath, const std::string& iText) {
+// Writes iText all through iFd; 0 or the errno of the failure.
+int WriteAll(int iFd, const std::string& iText) {
+  for (size_t l_Done = 0; l_Done < iText.size();) {
+    ssize_t l_Written = write(iFd, iText.data() + l_Done, iText.size() - l_Done);
+    if (l_Written < 0 && errno != EINTR) return errno;
+    if (l_Written > 0) l_Done += size_t(l_Written);
+  }
+  return 0;
+}
+
+// Writes iText to iPath. A new or regular file is replaced: written beside it under a temporary name,
+// synced, renamed over it and its folder synced, so that readers see the old file or the new one and a
+// crash leaves one of them. Anything else that exists there (a device, a FIFO, a link) is written to,
+// never replaced.
+void WriteFile(const std::string& iPath, const std::string& iText) {
+  struct stat l_Old;
+  bool l_Exists = lstat(iPath.c_str(), &l_Old) == 0;
+  if (!l_Exists && errno != ENOENT) Fail(iPath + ": " + std::strerror(errno));
+  if (l_Exists && !S_ISREG(l_Old.st_mode)) {
+    if (S_ISDIR(l_Old.st_mode)) Fail(iPath + ": " + std::strerror(EISDIR));
+    int l_Fd = open(iPath.c_str(), O_WRONLY | O_TRUNC | O_NOCTTY | O_CLOEXEC);
+    if (l_Fd < 0) Fail(iPath + ": " + std::strerror(errno));
+    int l_Error = WriteAll(l_Fd, iText);
+    if (close(l_Fd) != 0 && l_Error == 0) l_Error = errno;
+    if (l_Error != 0) Fail(iPath + ": " + std::strerror(l_Error));
+    return;
+  }
   size_t l_Slash = iPath.rfind('/');
+  std::string l_Folder = l_Slash == std::string::npos ? "." : l_Slash == 0 ? "/" : iPath.substr(0, l_Slash);
   std::string l_Temp = (l_Slash == std::string::npos ? std::string() : iPath.substr(0, l_Slash + 1)) + "." +
                        iPath.substr(l_Slash == std::string::npos ? 0 : l_Slash + 1) + ".XXXXXX";
   int l_Fd = mkstemp(l_Temp.data());
   if (l_Fd < 0) Fail(iPath + ": " + std::strerror(errno));
   mode_t l_Mask = umask(0);
   umask(l_Mask);
-  struct stat l_Old;
-  mode_t l_Mode = stat(iPath.c_str(), &l_Old) == 0 ? (l_Old.st_mode & 07777) : (0666 & ~l_Mask);
+  mode_t l_Mode = l_Exists ? (l_Old.st_mode & 07777) : (0666 & ~l_Mask);
   int l_Error = fchmod(l_Fd, l_Mode) == 0 ? 0 : errno;
-  for (size_t l_Done = 0; l_Error == 0 && l_Done < iText.size();) {
-    ssize_t l_Written = write(l_Fd, iText.data() + l_Done, iText.size() - l_Done);
-    if (l_Written < 0 && errno != EINTR) l_Error = errno;
-    if (l_Written > 0) l_Done += size_t(l_Written);
-  }
+  if (l_Error == 0) l_Error = WriteAll(l_Fd, iText);
   if (l_Error == 0 && fsync(l_Fd) != 0) l_Error = errno;
   if (close(l_Fd) != 0 && l_Error == 0) l_Error = errno;
   if (l_Error == 0 && rename(l_Temp.c_str(), iPath.c_str()) != 0) l_Error = errno;
@@ -236,6 +255,10 @@ void WriteFileAtomically(const std::string& iPath, const std::string& iText) {
     unlink(l_Temp.c_str());
     Fail(iPath + ": " + std::strerror(l_Error));
   }
+  int l_Dir = open(l_Folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (l_Dir < 0 || fsync(l_Dir) != 0) l_Error = errno;
+  if (l_Dir >= 0) close(l_Dir);
+  if (l_Error != 0) Fail(l_Folder + ": " + std::strerror(l_Error));
 }
 
 std::string ReadInput(const std::string& iFile, std::istream& iIn) {
@@ -263,7 +286,7 @@ int Query(const KELInsRegArguments& iArgs, std::ostream& oOut) {
       } catch (const std::exception&) {
         Fail(l_Name.Full() + ": value '" + *iArgs.m_Value + "' is not a valid registry value");
       }
-      AppendData(l_Text, l_Value, "\n");
+      KELInsRegAppendData(l_Text, l_Value, "\n");
       if (l_Value.m_Type != H::TypeMultiString || !l_Value.m_Strings.empty()) l_Text += '\n';
     });
   } else {
@@ -289,6 +312,35 @@ int Add(const KELInsRegArguments& iArgs) {
   CheckStorable(l_Name, l_Tree);
   OnKey(l_Name.Full(), "cannot write the key", [&] { KELInsRegWriteTree(l_Name, l_Tree); });
   return KELInsRegDone;
+}
+
+// Whether the folder of the key iKey holds exactly the subkey iChild's file and folder ("": nothing).
+bool HoldsOnly(const KELInsRegKey& iKey, const std::string& iChild) {
+  std::string l_Folder = iKey.FilePath();
+  l_Folder.resize(l_Folder.size() - 5);  // without ".json"
+  size_t l_Count = 0;
+  for (KELInsDirListing l_Entry = KELInsFileSystem::FindFirstFile(l_Folder, KELInsDirListing::SelectAll);
+       !l_Entry.IsEnd(); l_Entry.Next(), ++l_Count) {
+    const std::string& l_Name = l_Entry.GetName();
+    if (iChild.empty() || (l_Name != iChild && l_Name != iChild + ".json")) return false;
+  }
+  return l_Count == (iChild.empty() ? 0 : 2);
+}
+
+// The key that delete --prune removes for iName: iName, or its highest parent below the hive that the
+// deletion leaves with no values and no subkeys, every parent between them as empty.
+KELInsRegKeyName PruneTop(const KELInsRegKeyName& iName) {
+  KELInsRegKeyName l_Top = iName;
+  while (l_Top.m_Components.size() > 1) {
+    KELInsRegKeyName l_Parent = l_Top;
+    l_Parent.m_Components.pop_back();
+    H l_Key = H::OpenKey(l_Parent.m_Hive, l_Parent.Path(), H::ReadOnly);
+    std::vector<std::string> l_Values;
+    if (l_Key.Damage().empty()) l_Key.GetValues(l_Values);
+    if (!l_Key.Damage().empty() || !l_Values.empty() || !HoldsOnly(l_Key, l_Top.m_Components.back())) break;
+    l_Top = std::move(l_Parent);
+  }
+  return l_Top;
 }
 
 int Delete(const KELInsRegArguments& iArgs) {
@@ -323,7 +375,13 @@ int Delete(const KELInsRegArguments& iArgs) {
   });
   OnKey(l_Full, "cannot delete the key", [&] {
     KELInsRegChange l_Change = KELInsRegBeginChange(l_Name);
-    if (!l_Change.RemoveKey(l_Name.Path(), iArgs.m_Recurse)) Fail(l_Full + ": no such key");
+    // One removal, of the highest key that goes: a key that holds anything is the change's to refuse.
+    KELInsRegKeyName l_Top = iArgs.m_Prune ? PruneTop(l_Name) : l_Name;
+    if (l_Top.m_Components.size() < l_Name.m_Components.size() && !iArgs.m_Recurse &&
+        !HoldsOnly(H::OpenKey(l_Name.m_Hive, l_Name.Path(), H::ReadOnly), ""))
+      l_Top = l_Name;
+    bool l_Whole = l_Top.m_Components.size() < l_Name.m_Components.size() || iArgs.m_Recurse;
+    if (!l_Change.RemoveKey(l_Top.Path(), l_Whole)) Fail(l_Full + ": no such key");
     KELInsRegCommitChange(l_Change, l_Name);
   });
   return KELInsRegDone;
@@ -352,11 +410,11 @@ int Export(const KELInsRegArguments& iArgs, std::ostream& oOut) {
   if (l_File == "-")
     Write(oOut, l_Text);
   else
-    WriteFileAtomically(l_File, l_Text);
+    WriteFile(l_File, l_Text);
   return KELInsRegDone;
 }
 
-int Import(const KELInsRegArguments& iArgs, std::istream& iIn) {
+int Import(const KELInsRegArguments& iArgs, std::istream& iIn, std::ostream& oOut) {
   std::string l_File = iArgs.m_Operands.empty() ? "-" : iArgs.m_Operands[0];
   std::string l_Text = ReadInput(l_File, iIn);
   KELInsRegKeyName l_Name;
@@ -368,7 +426,23 @@ int Import(const KELInsRegArguments& iArgs, std::istream& iIn) {
          l_Error.m_What);
   }
   CheckStorable(l_Name, l_Tree);
+  if (iArgs.m_DryRun) {
+    Write(oOut,
+          OnKey(l_Name.Full(), "cannot read the key", [&] { return KELInsRegPreviewMerge(l_Name, l_Tree); }));
+    return KELInsRegDone;
+  }
   OnKey(l_Name.Full(), "cannot write the key", [&] { KELInsRegWriteTree(l_Name, l_Tree); });
+  return KELInsRegDone;
+}
+
+int Find(const KELInsRegArguments& iArgs, std::ostream& oOut) {
+  KELInsRegKeyName l_Name = Name(iArgs.m_Operands[0]);
+  KELInsRegTree l_Tree = OnKey(l_Name.Full(), "no such key", [&] { return KELInsRegReadTree(l_Name, true); });
+  KELInsRegFindIn l_In = iArgs.m_Keys       ? KELInsRegFindIn::Keys
+                         : iArgs.m_Values   ? KELInsRegFindIn::Values
+                         : iArgs.m_DataOnly ? KELInsRegFindIn::Data
+                                            : KELInsRegFindIn::Everything;
+  Write(oOut, KELInsRegFind(l_Name, l_Tree, iArgs.m_Operands[1], l_In));
   return KELInsRegDone;
 }
 
@@ -403,7 +477,8 @@ int Run(const KELInsRegArguments& iArgs, std::istream& iIn, std::ostream& oOut, 
   if (l_Command == "export") return Export(iArgs, oOut);
   if (l_Command == "check") return Check(iArgs, oOut, oErr);
   if (l_Command == "recover") return Recover(oOut);
-  return Import(iArgs, iIn);
+  if (l_Command == "find") return Find(iArgs, oOut);
+  return Import(iArgs, iIn, oOut);
 }
 
 // An error line: control bytes in the names it quotes are shown as escapes, so it stays one line.

@@ -42,12 +42,14 @@ TEST_F(KELRegTest, QueryShowsDecodedValuesSubkeysAndSingleValues) {
   Regs({{"add", "HKLM/K/Sub2/Deep", "-v", "N", "-d", "deep"},
         {"add", "HKLM/K/Sub1"},
         {"add", "HKLM/K", "-v", "Text", "-d", "say \"hi\"\\now"},
+        {"add", "HKLM/K", "-v", "Ctl\n", "-t", "REG_MULTI_SZ", "-d", "a\tb\x1b\\0c\nd"},
         {"add", "HKLM/K", "-v", "Count", "-t", "REG_DWORD", "-d", "42"},
         {"add", "HKLM/K", "-v", "Big", "-t", "REG_QWORD", "-d", "0x100000000"},
         {"add", "HKLM/K", "-v", "List", "-t", "REG_MULTI_SZ", "-d", "one\\0two"},
         {"add", "HKLM/K", "-v", "Empty", "-t", "REG_MULTI_SZ", "-d", ""}});
   const std::string l_Values =
-      "HKLM\\K\n    Text    REG_SZ    say \"hi\"\\now\n    Count    REG_DWORD    42\n"
+      "HKLM\\K\n    Text    REG_SZ    say \"hi\"\\now\n    Ctl\\n    REG_MULTI_SZ    a\\tb\\u001b\\0c\\nd\n"
+      "    Count    REG_DWORD    42\n"
       "    Big    REG_QWORD    4294967296\n    List    REG_MULTI_SZ    one\\0two\n    Empty    REG_MULTI_SZ  "
       "  \n";
   EXPECT_RUN(Reg({"query", "HKLM/K"}), 0, l_Values + "\nHKLM\\K\\Sub1\nHKLM\\K\\Sub2\n", "");
@@ -60,7 +62,8 @@ TEST_F(KELRegTest, QueryShowsDecodedValuesSubkeysAndSingleValues) {
                                                         {"Count", "42\n"},
                                                         {"Big", "4294967296\n"},
                                                         {"List", "one\ntwo\n"},
-                                                        {"Empty", ""}})
+                                                        {"Empty", ""},
+                                                        {"Ctl\n", "a\\tb\\u001b\nc\\nd\n"}})
     EXPECT_RUN(Reg({"query", "HKLM/K", "-v", l_Name}), 0, l_Out, "");
 }
 
@@ -127,6 +130,22 @@ TEST_F(KELRegTest, ExportWritesTheDocumentToStandardOutputOrReplacesAFileAtomica
   EXPECT_NE(l_Stat.st_ino, l_OldInode);  // a new file renamed over the old one
   EXPECT_EQ(l_Stat.st_mode & 07777, 0640u);
   EXPECT_EQ(std::distance(fs::directory_iterator(m_Dir + "/out"), fs::directory_iterator()), 1);
+  // Anything else is written to, never replaced: a link (its target is), a FIFO, a device.
+  fs::create_symlink(l_File, m_Dir + "/out/link");
+  EXPECT_RUN(Reg({"export", "HKLM/A", m_Dir + "/out/link"}), 1, "", "KELReg: HKLM\\A: no such key\n");
+  Reg({"add", "HKLM/A"});
+  EXPECT_RUN(Reg({"export", "HKLM/A", m_Dir + "/out/link"}), 0, "", "");
+  EXPECT_TRUE(fs::is_symlink(m_Dir + "/out/link"));
+  EXPECT_EQ(KELRegReadFile(l_File), Reg({"export", "HKLM/A"}).m_Out);
+  ::mkfifo((m_Dir + "/out/fifo").c_str(), 0600);
+  pid_t l_Reader = fork();
+  if (l_Reader == 0) _exit(KELRegReadFile(m_Dir + "/out/fifo") == l_Document ? 0 : 1);
+  EXPECT_RUN(Reg({"export", "HKLM/E", m_Dir + "/out/fifo"}), 0, "", "");
+  int l_Wait = 0;
+  waitpid(l_Reader, &l_Wait, 0);
+  EXPECT_TRUE(WIFEXITED(l_Wait) && WEXITSTATUS(l_Wait) == 0 && fs::is_fifo(m_Dir + "/out/fifo"));
+  EXPECT_RUN(Reg({"export", "HKLM/E", "/dev/full"}), 1, "", "KELReg: /dev/full: No space left on device\n");
+  EXPECT_TRUE(fs::is_character_file("/dev/full"));
 }
 
 TEST_F(KELRegTest, ImportMergesFromAFileOrStandardInput) {
@@ -145,6 +164,62 @@ TEST_F(KELRegTest, ImportMergesFromAFileOrStandardInput) {
   EXPECT_TRUE(fs::exists(m_Root + "/HKCR/X.json") && fs::exists(m_Root + "/HKCR/Y.json"));
 }
 
+TEST_F(KELRegTest, DeletePruneTakesTheParentsLeftEmptyInOneChange) {
+  Regs({{"add", "HKLM/S/Q4/B419/Desktop/X1", "-v", "Path", "-d", "/x1"},
+        {"add", "HKLM/S/Q4/B500/Desktop/N1", "-v", "Path", "-d", "/n1"},
+        {"add", "HKLM/S/Q4/B600/Lab/L1"},
+        {"add", "HKLM/S/Q4/B600", "-v", "Kept", "-d", "k"}});
+  EXPECT_RUN(Reg({"delete", "HKLM/S/Q4/B500/Desktop/N1", "--prune"}), 0, "", "");
+  EXPECT_RUN(Reg({"delete", "HKLM/S/Q4/B600/Lab/L1", "--prune"}), 0, "", "");
+  EXPECT_RUN(Reg({"query", "HKLM/S/Q4"}), 0, "HKLM\\S\\Q4\n\nHKLM\\S\\Q4\\B419\nHKLM\\S\\Q4\\B600\n", "");
+  EXPECT_FALSE(fs::exists(m_Root + "/HKLM/S/Q4/B600/Lab.json"));  // up to the key with a value
+  // A stray file stops the pruning where it lies, and a key holding one is refused by name.
+  KELRegWriteFile(m_Root + "/HKLM/S/Q4/B419/notes.txt", "");
+  KELRegWriteFile(m_Root + "/HKLM/S/Q4/B419/Desktop/X1/.keep", "");
+  std::vector<std::string> l_Before = Snapshot();
+  EXPECT_RUN(Reg({"delete", "HKLM/S/Q4/B419/Desktop/X1", "--prune"}), 1, "",
+             "KELReg: HKLM\\S\\Q4\\B419\\Desktop\\X1: " + m_Root +
+                 "/HKLM/S/Q4/B419/Desktop/X1 holds '.keep', which is not a key of it\n");
+  EXPECT_EQ(Snapshot(), l_Before);
+  EXPECT_RUN(Reg({"delete", "HKLM/S/Q4/B419/Desktop/X1", "--prune", "-r"}), 0, "", "");
+  EXPECT_TRUE(fs::exists(m_Root + "/HKLM/S/Q4/B419/notes.txt"));
+  EXPECT_FALSE(fs::exists(m_Root + "/HKLM/S/Q4/B419/Desktop.json"));
+  EXPECT_RUN(Reg({"delete", "HKLM/S", "-v", "X", "--prune"}), 2, "",
+             "KELReg: --prune deletes keys, not values\n");
+}
+
+TEST_F(KELRegTest, FindAndImportDryRunReportWithoutChanging) {
+  Regs({{"add", "HKLM/F/Desktop/X1", "-v", "Path", "-d", "/opt/x1", "-v", "SPlevel", "-d", "1"},
+        {"add", "HKLM/F/Desktop/X2", "-v", "Tags", "-t", "REG_MULTI_SZ", "-d", "lab\\0/opt/t"},
+        {"add", "HKLM/F/Server/Desk", "-v", "Port", "-t", "REG_DWORD", "-d", "80"}});
+  const std::string l_X1 = "HKLM\\F\\Desktop\\X1", l_X2 = "HKLM\\F\\Desktop\\X2";
+  const std::string l_Path = l_X1 + "    Path    REG_SZ    /opt/x1\n";
+  const std::string l_Tags = l_X2 + "    Tags    REG_MULTI_SZ    lab\\0/opt/t\n";
+  EXPECT_RUN(Reg({"find", "HKLM/F", "Desk*"}), 0, "HKLM\\F\\Desktop\nHKLM\\F\\Server\\Desk\n", "");
+  EXPECT_RUN(Reg({"find", "HKLM/F", "/opt/*", "--data"}), 0, l_Path + l_Tags, "");
+  EXPECT_RUN(Reg({"find", "HKLM/F", "[PT]*"}), 0,
+             l_Path + l_Tags + "HKLM\\F\\Server\\Desk    Port    REG_DWORD    80\n", "");
+  EXPECT_RUN(Reg({"find", "HKLM/F", "X?", "--values"}), 0, "", "");
+  EXPECT_RUN(Reg({"find", "HKLM/F/Desktop", "X?", "--keys"}), 0, l_X1 + "\n" + l_X2 + "\n", "");
+  EXPECT_RUN(Reg({"find", "HKLM/None", "*"}), 1, "", "KELReg: HKLM\\None: no such key\n");
+  EXPECT_RUN(Reg({"find", "HKLM/F", "*", "--keys", "--data"}), 2, "",
+             "KELReg: --keys, --values and --data cannot be used together\n");
+  std::vector<std::string> l_Before = Snapshot();
+  EXPECT_RUN(
+      Reg({"import", "--dry-run"},
+          "{\"Key\": \"HKLM\\\\F\\\\Desktop\", \"Subkeys\": {\"X3\": {\"Values\": {\"Path\": [3, \"/x3\"]}}, "
+          "\"X1\": {\"Values\": {\"SPlevel\": [3, \"2\"], \"Path\": [3, \"/opt/x1\"], \"N\": [1, 5]}}}}"),
+      0,
+      "change value " + l_X1 + "    SPlevel    REG_SZ    2    (was REG_SZ    1)\nadd value " + l_X1 +
+          "    N    REG_DWORD    5\nadd key HKLM\\F\\Desktop\\X3\nadd value HKLM\\F\\Desktop\\X3    Path    "
+          "REG_SZ    /x3\n",
+      "");
+  EXPECT_RUN(Reg({"import", "-", "--dry-run"}, "{\"Key\": \"HKCU\\\\A\\\\B\"}"), 0,
+             "add key HKCU\\A\nadd key HKCU\\A\\B\n", "");
+  EXPECT_RUN(Reg({"import", "--dry-run"}, "{\"Key\": \"HKLM\\\\F\"}"), 0, "", "");
+  EXPECT_EQ(Snapshot(), l_Before);
+}
+
 TEST_F(KELRegTest, HelpAndVersionGoToStandardOutputWithStatusZero) {
   KELRegOutcome l_Help = Reg({"--help"}, "", false);
   EXPECT_EQ(l_Help.m_Status, 0);
@@ -161,7 +236,7 @@ TEST_F(KELRegTest, UsageErrorsReportOneLineWithStatusTwoAndChangeNothing) {
   const std::vector<std::string> l_Before = Snapshot();
   for (const auto& [l_Args, l_Err] : std::vector<std::pair<std::vector<std::string>, std::string>>{
            {std::vector<std::string>(),
-            "no subcommand (query, add, delete, copy, export, import, check or recover)"},
+            "no subcommand (query, find, add, delete, copy, export, import, check or recover)"},
            {{"list", "HKLM"}, "unknown subcommand 'list'"},
            {{"query", "HKLM/K", "-x"}, "unknown option '-x'"},
            {{"query"}, "query: missing KEY"},
