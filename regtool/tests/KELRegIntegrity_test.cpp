@@ -47,7 +47,7 @@ class KELRegCrash : public KELRegTest, public ::testing::WithParamInterface<Cras
 
   // The registry every case starts from: the sample, and three more levels of installations.
   void MakeTemplate(const std::string& iWhere) {
-    fs::copy(KEL_SOURCE_DIR "/examples/registry", m_Root, fs::copy_options::recursive);
+    ASSERT_EQ(Reg({"import", KEL_SOURCE_DIR "/examples/registry.json"}).m_Err, "");
     std::string l_Doc = "{\"Key\": \"HKLM\\\\SOFTWARE\\\\Quorvane\\\\Q4\", \"Subkeys\": {";
     for (int l_Level = 0; l_Level < 3; ++l_Level) {
       l_Doc += std::string(l_Level ? ", " : "") + "\"B60" + std::to_string(l_Level) +
@@ -154,6 +154,7 @@ INSTANTIATE_TEST_SUITE_P(
             {"add", k_Q4 + "\\B700\\Lab\\N1", "-v", "Path", "-d", "/n", "-v", "SPlevel", "-d", "700.1"}},
         CrashCase{"DeleteValue", {"delete", k_Q4 + "\\B419\\Desktop\\X1", "-v", "SPlevel"}},
         CrashCase{"DeleteTree", {"delete", k_Q4 + "\\B601", "-r"}},
+        CrashCase{"DeletePrune", {"delete", k_Q4 + "\\B420\\DeskLab\\L1", "--prune"}},
         CrashCase{"CopyTree", {"copy", k_Q4 + "\\B600", k_Q4 + "\\B419\\Copy", "-s"}},
         CrashCase{
             "ImportTree",
