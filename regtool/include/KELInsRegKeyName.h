@@ -1,8 +1,9 @@
 // A key as KELReg names it: a hive, then the key path's components.
 //
 // Text form: HKLM, HKCU or HKCR (or HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER, HKEY_CLASSES_ROOT), in any
-// case, then components separated by '\' or '/'. A component is non-empty, never "." or "..", and
-// holds no double quote and no control byte (the key file names its key in JSON, unescaped).
+// case, then components separated by '\' or '/', and at most one separator at the end. A component is
+// non-empty, never "." or "..", and holds no double quote and no control byte (the key file names its
+// key in JSON, unescaped).
 #ifndef KELInsRegKeyName_H
 #define KELInsRegKeyName_H
 

@@ -92,6 +92,8 @@ bool KELInsRegKeyName::IsValidComponent(std::string_view iName, std::string& oWh
 }
 
 std::optional<KELInsRegKeyName> KELInsRegKeyName::Parse(std::string_view iText, std::string& oWhy) {
+  // One separator may end the key, as completion leaves it: "HKLM/SOFTWARE/" is HKLM\SOFTWARE.
+  if (iText.ends_with('\\') || iText.ends_with('/')) iText.remove_suffix(1);
   size_t l_End = iText.find_first_of("\\/");
   std::string_view l_Hive = iText.substr(0, l_End);
   KELInsRegKeyName l_Name;
