@@ -50,10 +50,10 @@ TEST_F(KELRegRoundTrip, ExportImportIntoAnEmptyRootExportGivesTheSameBytes) {
     return iFiles;
   };
   EXPECT_EQ(l_Names(Snapshot(l_Other)), l_Names(Snapshot()));
-  // The values read back as the bytes that were added.
+  // The values read back as the bytes that were added, control bytes shown as their escapes.
   EXPECT_RUN(Reg({"query", "HKLM\\T", "-v", "q\"b\\s\x01\n\xFF\xC3\xA9\xE9"}), 0,
-             "q\"b\\s\x01\n\xFF\xC3\xA9\xE9\n", "");
-  EXPECT_RUN(Reg({"query", "HKLM\\T", "-v", "list"}), 0, "q\"b\\s\x01\n\xFF\xC3\xA9\xE9\n\nx\n", "");
+             "q\"b\\s\\u0001\\n\xFF\xC3\xA9\xE9\n", "");
+  EXPECT_RUN(Reg({"query", "HKLM\\T", "-v", "list"}), 0, "q\"b\\s\\u0001\\n\xFF\xC3\xA9\xE9\n\nx\n", "");
   EXPECT_RUN(Reg({"query", "HKLM\\T", "-v", ""}), 0, "the unnamed value\n", "");
 }
 
