@@ -33,6 +33,15 @@ class KELTestTempDir {
   KELTestTempDir& operator=(const KELTestTempDir&) = delete;
   const std::string& Path() const { return m_Path; }
   std::string At(const std::string& iName) const { return m_Path + "/" + iName; }
+  // Writes iBytes to iName below the folder, making the folders on the way; returns its path.
+  std::string Write(const std::string& iName, const std::string& iBytes) const {
+    std::filesystem::create_directories(std::filesystem::path(At(iName)).parent_path());
+    KELTestWriteFile(At(iName), iBytes);
+    return At(iName);
+  }
+  std::string Read(const std::string& iName) const { return KELTestReadFile(At(iName)); }
+  // Whether iName exists below the folder (a symbolic link counts by its target).
+  bool Exists(const std::string& iName) const { return std::filesystem::exists(At(iName)); }
 
  private:
   std::string m_Path;

@@ -1,51 +1,19 @@
 #include "KELSysNLS.h"
 
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <string>
 #include <tuple>
 
 #include "KELSysNLSCore.h"
 #include "MORDevelopmentStage.h"
 #include "MORSysTS00TestEnv.h"
 
-namespace {
+using KELSysNLSTest = MORSysTS00Env;
 
-class KELSysNLSTest : public MORSysTS00Env {
- protected:
-  // Settles the process settings afresh and returns what the diagnostics wrote.
-  std::string StartUp() {
-    setenv("KELSysNLSCoreTrace", "1", 1);
-    MORSysTS00ResetForTests();
-    testing::internal::CaptureStderr();
-    KELSysNLS::GetProcess();
-    return testing::internal::GetCapturedStderr();
-  }
-
-  // The diagnostic lines, as the locale's trace channel writes them, marked with this process.
-  static std::string Lines(std::initializer_list<std::string> iLines) {
-    std::string l_Text;
-    for (const std::string& l_Line : iLines) l_Text += "[I] KELSysNLSCore: " + PID() + l_Line + "\n";
-    return l_Text;
-  }
-
-  static inline const std::string kEnvironment = "[KELSysNLSCore][INFO] Environment locale: \"en_US.UTF-8\"";
-  static inline const std::string kDetected =
-      "[KELSysNLSCore][INFO] DetectNLSCoreFromEnvironment | LangEnv=\"en_US.UTF-8\" | CodePage=\"UTF-8\"";
-  static inline const std::string kFallback =
-      "[KELSysNLS][WARNING] Failed to validate environment settings => Falling back to default locale "
-      "settings";
-  static inline const std::string kSupplang =
-      "junk before the section\n"
-      "*BEGIN* OS section\n"
-      "en_US English C.UTF-8 UTF-8\n"
-      "\n"
-      "fr_FR\tFrench  fr_FR.ISO-8859-1 ISO-8859-1\n"
-      "de_DE German\n"
-      "*END*\n"
-      "xx_XX Nowhere C.UTF-8 UTF-8\n";
-};
+// "language|code set|locale", and "|utf8" when the process converts as UTF-8.
+static std::string Settled() {
+  const KELSysNLS& l_Process = KELSysNLS::GetProcess();
+  return l_Process.GetLanguage() + "|" + l_Process.GetCodeSet() + "|" + l_Process.GetLocale() +
+         (l_Process.IsUTF8() ? "|utf8" : "");
+}
 
 TEST_F(KELSysNLSTest, LanguageTable) {
   char l_CodeSet[KELSysNLS::CodeSetBufferSize] = "untouched";
@@ -82,108 +50,102 @@ TEST_F(KELSysNLSTest, EnvironmentLocaleCodeSet) {
   }
 }
 
-TEST_F(KELSysNLSTest, NoSupplangKeepsTheEnvironmentCodeSet) {
-  EXPECT_EQ(StartUp(),
-            Lines({kEnvironment, kDetected,
-                   "KELSysNLSCore failed to open SUPPLANG_Q4 file. Regenerate the runtime view, or "
-                   "reinstall the product."}));
-  EXPECT_TRUE(KELSysNLS::GetProcess().IsUTF8());
-  EXPECT_EQ(KELSysNLS::GetProcess().GetLanguage(), "English");
-  EXPECT_EQ(KELSysNLS::GetProcess().GetLocale(), "");
-
-  UseLANG("xx_XX.NO-SUCH-SET");  // unknown to iconv: UTF-8 instead
-  EXPECT_TRUE(KELSysNLS::GetProcess().IsUTF8());
-}
-
-TEST_F(KELSysNLSTest, SupplangEntryValidatesLANG) {
-  setenv("KELSysNLSInstallPath", (Temp() + "/none:" + Temp() + "/nls").c_str(), 1);
-  WriteFile("nls/SUPPLANG_Q4", kSupplang);
-  EXPECT_EQ(StartUp(), Lines({kEnvironment, kDetected, "[KELSysNLS][INFO] LANG variable: \"en_US.UTF-8\"",
-                              "[KELSysNLS][INFO] Lang string (in config file format): \"en_US\"",
-                              "[KELSysNLS][INFO] Locale string (translated): \"C.UTF-8\"",
-                              "[KELSysNLS][INFO] libC setlocale success: \"C.UTF-8\""}));
-  EXPECT_EQ(KELSysNLS::GetProcess().GetLocale(), "C.UTF-8");
-  EXPECT_TRUE(KELSysNLS::GetProcess().IsUTF8());
-
-  // A locale the C library lacks is not applied; the entry's code set still is.
-  UseLANG("fr_FR.iso88591");
-  EXPECT_EQ(KELSysNLS::GetProcess().GetLanguage(), "French");
-  EXPECT_EQ(KELSysNLS::GetProcess().GetCodeSet(), "ISO-8859-1");
-  EXPECT_EQ(KELSysNLS::GetProcess().GetLocale(), "");
-}
-
-TEST_F(KELSysNLSTest, UnvalidatedLANGFallsBackToEnglish) {
-  WriteFile("reffiles/NLS/SUPPLANG_Q4", kSupplang);
-  setenv("MORReffilesPath", (Temp() + "/reffiles").c_str(), 1);
-  // Not listed, listed with another code set, listed without a code set.
-  for (std::string l_LANG : {"xx_XX.UTF-8", "fr_FR.UTF-8", "de_DE.UTF-8"}) {
-    setenv("LANG", l_LANG.c_str(), 1);
-    std::string l_Diagnostics = StartUp();
-    EXPECT_TRUE(l_Diagnostics.ends_with(
-        Lines({"[KELSysNLS][INFO] Lang string (in config file format): \"" + l_LANG.substr(0, 5) + "\"",
-               "ERROR: SUPPLANG_Q4 does not contain a valid code set for code page: UTF-8.", kFallback})))
-        << l_Diagnostics;
-    EXPECT_EQ(KELSysNLS::GetProcess().GetLanguage(), "English");
-    EXPECT_EQ(KELSysNLS::GetProcess().GetCodeSet(), "ISO-8859-1");
+// The process settings from LANG and the supported-languages file, if one is found, and the
+// diagnostics they end with. An entry validates LANG when it names its language and code set (a
+// modifier makes the code set a name iconv does not know, so none can); without one the process
+// falls back to English. Without a file the process keeps the environment's code set, or converts
+// as UTF-8 when iconv does not know it.
+TEST_F(KELSysNLSTest, StartUpFromLANGAndSupplang) {
+  const std::string kDetected =
+      "[KELSysNLSCore][INFO] DetectNLSCoreFromEnvironment | LangEnv=\"en_US.UTF-8\" | CodePage=\"UTF-8\"";
+  const std::string kStart = Lines({"[KELSysNLSCore][INFO] Environment locale: \"en_US.UTF-8\"", kDetected});
+  const std::string kNoFile =
+      Lines({"KELSysNLSCore failed to open SUPPLANG_Q4 file. Regenerate the runtime view, or reinstall the "
+             "product."});
+  const std::string kFallback =
+      Lines({"[KELSysNLS][WARNING] Failed to validate environment settings => Falling back to default locale "
+             "settings"});
+  auto l_NoCodeSet = [](const char* iCodeSet) {
+    return Lines({std::string("ERROR: SUPPLANG_Q4 does not contain a valid code set for code page: ") +
+                  iCodeSet + "."});
+  };
+  const std::string kSupplang =
+      "junk before the section\n*BEGIN* OS section\nen_US English C.UTF-8 UTF-8\n\n"
+      "fr_FR\tFrench  fr_FR.ISO-8859-1 ISO-8859-1\nde_DE German\n*END*\nxx_XX Nowhere C.UTF-8 UTF-8\n";
+  const std::string kEnglish = "English|ISO-8859-1|";
+  const std::string l_NLS = Path() + "/nls", l_Reffiles = Path() + "/reffiles";
+  struct Case {
+    const char* m_LANG;
+    const char* m_Variable;  // the folder variable where the file is looked for
+    std::string m_Folder, m_File, m_Text, m_Tail, m_Settled;
+  } const l_Cases[] = {
+      {nullptr, nullptr, "", "", "", kStart + kNoFile, "English|UTF-8||utf8"},
+      {nullptr, "KELSysNLSInstallPath", Path() + "/none:" + l_NLS, "nls/SUPPLANG_Q4", kSupplang,
+       kStart + Lines({"[KELSysNLS][INFO] LANG variable: \"en_US.UTF-8\"",
+                       "[KELSysNLS][INFO] Lang string (in config file format): \"en_US\"",
+                       "[KELSysNLS][INFO] Locale string (translated): \"C.UTF-8\"",
+                       "[KELSysNLS][INFO] libC setlocale success: \"C.UTF-8\""}),
+       "English|UTF-8|C.UTF-8|utf8"},
+      // A locale the C library lacks is not applied; the entry's code set still is.
+      {"fr_FR.iso88591", "KELSysNLSInstallPath", l_NLS, "nls/SUPPLANG_Q4", kSupplang,
+       Lines({"[KELSysNLS][INFO] Locale string (translated): \"fr_FR.ISO-8859-1\""}), "French|ISO-8859-1|"},
+      // Not listed, listed with another code set, listed without a code set.
+      {"xx_XX.UTF-8", "MORReffilesPath", l_Reffiles, "reffiles/NLS/SUPPLANG_Q4", kSupplang,
+       Lines({"[KELSysNLS][INFO] Lang string (in config file format): \"xx_XX\""}) + l_NoCodeSet("UTF-8") +
+           kFallback,
+       kEnglish},
+      {"fr_FR.UTF-8", "MORReffilesPath", l_Reffiles, "reffiles/NLS/SUPPLANG_Q4", kSupplang,
+       Lines({"[KELSysNLS][INFO] Lang string (in config file format): \"fr_FR\""}) + l_NoCodeSet("UTF-8") +
+           kFallback,
+       kEnglish},
+      {"de_DE.UTF-8", "MORReffilesPath", l_Reffiles, "reffiles/NLS/SUPPLANG_Q4", kSupplang,
+       Lines({"[KELSysNLS][INFO] Lang string (in config file format): \"de_DE\""}) + l_NoCodeSet("UTF-8") +
+           kFallback,
+       kEnglish},
+      {"de_DE.UTF-8@euro", nullptr, "", "", "",
+       Lines({"[KELSysNLSCore][INFO] DetectNLSCoreFromEnvironment | LangEnv=\"de_DE.UTF-8@euro\" | "
+              "CodePage=\"UTF-8@euro\""}) +
+           kNoFile +
+           Lines({"[KELSysIConvTSWrap] failed to initialize converters for conversion UTF-8@euro <-> "
+                  "UTF-16LE"}),
+       "English|UTF-8||utf8"},
+      {"de_DE.UTF-8@euro", "KELSysNLSInstallPath", l_NLS, "nls/SUPPLANG_Q4",
+       "*BEGIN*\nde_DE German de_DE.UTF-8 UTF-8\n*END*\n", l_NoCodeSet("UTF-8@euro") + kFallback, kEnglish},
+      {"de_DE.UTF-8@euro", "KELSysNLSInstallPath", l_NLS, "nls/SUPPLANG_Q4",
+       "*BEGIN*\nde_DE German de_DE.UTF-8 UTF-8@euro\n*END*\n", l_NoCodeSet("UTF-8@euro") + kFallback,
+       kEnglish},
+      // A file without its section has no entry.
+      {nullptr, "MORInstallPath", Path(), "reffiles/NLS/SUPPLANG_Q4", "en_US English C.UTF-8 UTF-8\n*END*\n",
+       Lines({"*BEGIN* OS section not found", "[KELSysNLS][INFO] LANG variable: \"en_US.UTF-8\"",
+              "[KELSysNLS][INFO] Lang string (in config file format): \"en_US\""}) +
+           l_NoCodeSet("UTF-8") + kFallback,
+       kEnglish},
+  };
+  for (const Case& l_Case : l_Cases) {
+    for (const char* l_Name : {"MORReffilesPath", "MORInstallPath", "KELSysNLSInstallPath"}) unsetenv(l_Name);
+    if (l_Case.m_Variable) setenv(l_Case.m_Variable, l_Case.m_Folder.c_str(), 1);
+    if (!l_Case.m_File.empty()) Write(l_Case.m_File, l_Case.m_Text);
+    setenv("KELSysNLSCoreTrace", "1", 1);
+    UseLANG(l_Case.m_LANG);
+    const std::string l_Diagnostics = Captured([] { KELSysNLS::GetProcess(); });
+    EXPECT_TRUE(l_Diagnostics.ends_with(l_Case.m_Tail)) << l_Diagnostics;
+    EXPECT_EQ(Settled(), l_Case.m_Settled) << l_Diagnostics;
   }
-}
-
-// A modifier makes the code set a name iconv does not know: without a supported-languages file the
-// process says so and converts as UTF-8; with one, no entry can validate LANG, so it falls back.
-TEST_F(KELSysNLSTest, ModifierInLANGNamesAnUnknownCodeSet) {
-  setenv("LANG", "de_DE.UTF-8@euro", 1);
-  std::string l_Diagnostics = StartUp();
-  EXPECT_NE(l_Diagnostics.find(Lines({"[KELSysNLSCore][INFO] DetectNLSCoreFromEnvironment | "
-                                      "LangEnv=\"de_DE.UTF-8@euro\" | CodePage=\"UTF-8@euro\""})),
-            std::string::npos)
-      << l_Diagnostics;
-  EXPECT_NE(l_Diagnostics.find(Lines({"[KELSysIConvTSWrap] failed to initialize converters for conversion "
-                                      "UTF-8@euro <-> UTF-16LE"})),
-            std::string::npos)
-      << l_Diagnostics;
-  EXPECT_TRUE(KELSysNLS::GetProcess().IsUTF8());
-
-  setenv("KELSysNLSInstallPath", (Temp() + "/nls").c_str(), 1);
-  for (const char* l_CodeSet : {"UTF-8", "UTF-8@euro"}) {
-    WriteFile("nls/SUPPLANG_Q4", std::string("*BEGIN*\nde_DE German de_DE.UTF-8 ") + l_CodeSet + "\n*END*\n");
-    l_Diagnostics = StartUp();
-    EXPECT_TRUE(l_Diagnostics.ends_with(Lines(
-        {"ERROR: SUPPLANG_Q4 does not contain a valid code set for code page: UTF-8@euro.", kFallback})))
-        << l_Diagnostics;
-    EXPECT_EQ(KELSysNLS::GetProcess().GetLanguage(), "English");
-    EXPECT_EQ(KELSysNLS::GetProcess().GetCodeSet(), "ISO-8859-1");
-  }
-}
-
-TEST_F(KELSysNLSTest, SupplangWithoutBeginFallsBack) {
-  setenv("MORInstallPath", Temp().c_str(), 1);
-  WriteFile("reffiles/NLS/SUPPLANG_Q4", "en_US English C.UTF-8 UTF-8\n*END*\n");
-  std::string l_Diagnostics = StartUp();
-  EXPECT_NE(l_Diagnostics.find(
-                Lines({"*BEGIN* OS section not found", "[KELSysNLS][INFO] LANG variable: \"en_US.UTF-8\""})),
-            std::string::npos)
-      << l_Diagnostics;
-  EXPECT_NE(l_Diagnostics.find(Lines({kFallback})), std::string::npos) << l_Diagnostics;
-  EXPECT_EQ(KELSysNLS::GetProcess().GetCodeSet(), "ISO-8859-1");
 }
 
 TEST_F(KELSysNLSTest, SearchTakesTheFirstFileThatOpens) {
   // Each candidate names en_US with a different language, so the language shows which one won.
-  auto l_File = [](const char* iLanguage) {
-    return std::string("*BEGIN*\nen_US ") + iLanguage + " C UTF-8\n";
-  };
-  WriteFile("a/NLS/SUPPLANG_Q4", l_File("Reffiles"));
-  WriteFile("b/reffiles/NLS/SUPPLANG_Q4", l_File("Install"));
-  WriteFile("c/SUPPLANG_Q4", l_File("NLSInstall"));
-  std::filesystem::create_directories(Temp() + "/d/NLS/SUPPLANG_Q4");  // a folder never wins
-  const std::string l_T = Temp();
+  for (const char* l_Path : {"a/NLS/", "b/reffiles/NLS/", "c/"})
+    Write(l_Path + std::string("SUPPLANG_Q4"), std::string("*BEGIN*\nen_US ") + l_Path[0] + " C UTF-8\n");
+  std::filesystem::create_directories(Path() + "/d/NLS/SUPPLANG_Q4");  // a folder never wins
+  const std::string l_T = Path();
   struct Case {
     std::string m_Reffiles, m_Install, m_NLSInstall;
     const char* m_Language;
   } const l_Cases[] = {
-      {l_T + "/d:" + l_T + "/a", l_T + "/b", l_T + "/c", "Reffiles"},
-      {l_T + "/d:" + l_T + "/x", "::" + l_T + "/b", l_T + "/c", "Install"},
-      {l_T + "/b", l_T + "/a", l_T + "/x:" + l_T + "/c", "NLSInstall"},
+      {l_T + "/d:" + l_T + "/a", l_T + "/b", l_T + "/c", "a"},
+      {l_T + "/d:" + l_T + "/x", "::" + l_T + "/b", l_T + "/c", "b"},
+      {l_T + "/b", l_T + "/a", l_T + "/x:" + l_T + "/c", "c"},
   };
   for (const Case& l_Case : l_Cases) {
     setenv("MORReffilesPath", l_Case.m_Reffiles.c_str(), 1);
@@ -197,10 +159,11 @@ TEST_F(KELSysNLSTest, SearchTakesTheFirstFileThatOpens) {
 TEST_F(KELSysNLSTest, ExactlyOneStartModeIsRequired) {
   setenv("KELSysNLSCoreTrace", "1", 1);
   for (bool l_Both : {true, false}) {
-    testing::internal::CaptureStderr();
-    KELSysNLS l_Settings = KELSysNLS::Start(l_Both, l_Both, "fr_FR.ISO-8859-1", "ISO-8859-1", nullptr, 0);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), Lines({"[KELSysNLSCore] Catastrophic failure!"}));
-    EXPECT_TRUE(l_Settings.IsUTF8());
+    EXPECT_EQ(Captured([&] {
+                EXPECT_TRUE(
+                    KELSysNLS::Start(l_Both, l_Both, "fr_FR.ISO-8859-1", "ISO-8859-1", nullptr, 0).IsUTF8());
+              }),
+              Lines({"[KELSysNLSCore] Catastrophic failure!"}));
   }
 }
 
@@ -212,5 +175,3 @@ TEST_F(KELSysNLSTest, DevelopmentStageIsOnUnlessExactlyFALSE) {
     EXPECT_EQ(MORDevelopmentStage::IsOn(), l_On) << (l_Value ? l_Value : "unset");
   }
 }
-
-}  // namespace

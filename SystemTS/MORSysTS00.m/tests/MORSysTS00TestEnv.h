@@ -32,9 +32,9 @@ inline std::u16string Units(const MORUnicodeString& iText) {
   return std::u16string(iText.ConvertToUTF16(), iText.GetLength());
 }
 
-class MORSysTS00Env : public testing::Test {
+class MORSysTS00Env : public testing::Test, public KELTestTempDir {
  protected:
-  void SetUp() override {
+  MORSysTS00Env() : KELTestTempDir("MORSysTS00") {
     for (const char* l_Name :
          {"LANG", "LC_ALL", "LC_CTYPE", "MORReffilesPath", "MORInstallPath", "KELSysNLSInstallPath",
           "KELSysNLSCoreTrace", "MORStringWarningSuppress", "MORDevelopmentStage", "KELSysTrace"}) {
@@ -44,8 +44,7 @@ class MORSysTS00Env : public testing::Test {
     }
     MORSysTS00ResetForTests();
   }
-
-  void TearDown() override {
+  ~MORSysTS00Env() override {
     for (const auto& [l_Name, l_Value] : m_Saved)
       l_Value ? setenv(l_Name.c_str(), l_Value->c_str(), 1) : unsetenv(l_Name.c_str());
     MORSysTS00ResetForTests();
@@ -59,20 +58,24 @@ class MORSysTS00Env : public testing::Test {
     MORSysTS00ResetForTests();
   }
 
-  const std::string& Temp() const { return m_Temp.Path(); }
-
-  // Writes iText to the file iRelative under the temporary folder, with its folders.
-  std::string WriteFile(const std::string& iRelative, const std::string& iText) {
-    std::filesystem::create_directories(std::filesystem::path(m_Temp.At(iRelative)).parent_path());
-    KELTestWriteFile(m_Temp.At(iRelative), iText);
-    return m_Temp.At(iRelative);
+  // What iCall writes to standard error (or output).
+  template <class F>
+  static std::string Captured(F iCall, bool iStdout = false) {
+    iStdout ? testing::internal::CaptureStdout() : testing::internal::CaptureStderr();
+    iCall();
+    return iStdout ? testing::internal::GetCapturedStdout() : testing::internal::GetCapturedStderr();
   }
 
-  static std::string PID() { return "[PID:" + std::to_string(getpid()) + "] "; }
+  // Diagnostic lines as the locale's trace channel writes them, marked with this process.
+  static std::string Lines(std::initializer_list<std::string> iLines) {
+    std::string l_Text;
+    for (const std::string& l_Line : iLines)
+      l_Text += "[I] KELSysNLSCore: [PID:" + std::to_string(getpid()) + "] " + l_Line + "\n";
+    return l_Text;
+  }
 
  private:
   std::map<std::string, std::optional<std::string>> m_Saved;
-  KELTestTempDir m_Temp{"MORSysTS00"};
 };
 
 #endif

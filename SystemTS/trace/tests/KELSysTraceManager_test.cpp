@@ -1,23 +1,184 @@
+// Where traces go and which channels exist: the trace folders, the settings read from the variable
+// and from option files, and the manager that builds channels from them.
 #include "KELSysTraceManager.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "KELSysTraceManagerBase.h"
 #include "KELSysTraceTestSupport.h"
 
-namespace {
+class KELSysMORTraceTest : public KELSysTraceTest {
+ protected:
+  KELSysMORTraceTest() {
+    for (const char* l_Name : {"a", "b"}) mkdir(At(l_Name).c_str(), 0755);
+    Write("file", "");
+  }
+  std::string Base(std::map<std::string, std::string> iVars) const {
+    std::string l_Base = "(none)";
+    KELSysMORTrace(KELSysTraceMakeEnv(std::move(iVars)), nullptr).FindTraceBase(l_Base);
+    return l_Base;
+  }
+  // iFolder and, when it is a folder, its mode in octal.
+  static std::string WithMode(const std::string& iFolder) {
+    struct stat l_St;
+    char l_Mode[16] = "";
+    if (stat(iFolder.c_str(), &l_St) == 0 && S_ISDIR(l_St.st_mode))
+      snprintf(l_Mode, 16, " %o", l_St.st_mode & 07777);
+    return iFolder + l_Mode;
+  }
+};
 
-class KELSysTraceManagerTest : public testing::Test {
+TEST_F(KELSysMORTraceTest, ChoosesTraceBaseInOrder) {
+  EXPECT_EQ(Base({{"MORTraceDir", At("a")}, {"MORTemp", At("b")}, {"PWD", At("c")}}), At("a"));
+  EXPECT_EQ(Base({{"MORTraceDir", At("none")}, {"MORTemp", At("b")}, {"PWD", At("c")}}), At("b"));
+  EXPECT_EQ(Base({{"MORTraceDir", ""}, {"MORTemp", At("none")}, {"PWD", At("c")}}), At("c"));
+  EXPECT_EQ(Base({{"MORTemp", ""}}), "/tmp");
+  EXPECT_EQ(Base({}), "/tmp");
+  EXPECT_EQ(Base({{"MORTraceDir", Path() + "//a/./"}}), At("a"));
+}
+
+TEST_F(KELSysMORTraceTest, CreatesPrivateFoldersOrFails) {
+  auto l_Clock = std::make_shared<KELSysTraceFixedClock>();
+  KELSysMORTrace l_Places(KELSysTraceMakeEnv({{"MORTraceDir", At("a") + "/"}}), l_Clock);
+  std::string l_Folder, l_Utc, l_Local;
+  ASSERT_EQ(l_Places.GetTraceFolder(l_Folder), 0);
+  EXPECT_EQ(WithMode(l_Folder), At("a/KELSysTrace") + " 700");
+  ASSERT_EQ(l_Places.GetProcessFolder(false, l_Utc), 0);
+  EXPECT_EQ(WithMode(l_Utc), At("a/KELSysTrace/D20240501_T102030") + KELSysTracePidPart() + " 700");
+  // The start time is taken once: a later clock does not rename the folder.
+  l_Clock->m_Seconds += 3600;
+  ASSERT_EQ(l_Places.GetProcessFolder(true, l_Local), 0);
+  EXPECT_EQ(l_Local, At("a/KELSysTrace/D20240501_T122030") + KELSysTracePidPart());
+  // An existing folder is taken as it is; a time that cannot be broken down stamps it in seconds.
+  l_Clock->m_BreakDown = false;
+  KELSysMORTrace l_Again(KELSysTraceMakeEnv({{"MORTraceDir", At("a")}}), l_Clock);
+  ASSERT_EQ(l_Again.GetTraceFolder(l_Folder), 0);
+  ASSERT_EQ(l_Again.GetProcessFolder(false, l_Folder), 0);
+  EXPECT_EQ(l_Folder, At("a/KELSysTrace/1714562430") + KELSysTracePidPart());
+
+  KELSysMORTrace l_Blocked(KELSysTraceMakeEnv({{"MORTraceDir", At("file")}}), nullptr);
+  l_Folder = "unchanged";
+  EXPECT_EQ(l_Blocked.GetTraceFolder(l_Folder), -1);
+  EXPECT_EQ(l_Blocked.GetProcessFolder(false, l_Folder), -1);
+  EXPECT_EQ(l_Folder, "unchanged");
+}
+
+TEST(KELSysMORTrace, NormalizesPaths) {
+  const std::pair<const char*, const char*> l_Cases[] = {
+      {"/a//b/./c/", "/a/b/c"}, {"/../a", "/a"}, {"a/../../b", "../b"}, {"", "."}, {"/", "/"},
+      {"a/b/..", "a"},          {"./", "."}};
+  for (auto [l_In, l_Out] : l_Cases) EXPECT_EQ(KELSysMORTrace::Normalize(l_In), l_Out) << l_In;
+}
+
+// "name=output[attribute=value,...]" for every channel, in name order.
+static std::string Describe(const KELSysTraceManagerBase& iManager) {
+  std::string l_Text;
+  for (const std::string& l_Name : iManager.GetChannelNames()) {
+    const KELSysTraceSettings& l_Set = *iManager.GetSettings(l_Name);
+    l_Text.append(" ").append(l_Name).append("=");
+    l_Text.append(l_Set.m_Kind == KELSysTraceOutputKind::System ? "S:" : "").append(l_Set.m_Output);
+    char l_Open = '[';
+    for (int l_A = 0; l_A < KELSysTraceAttrCount; ++l_A) {
+      if (l_Set.Get(l_A) == 0) continue;
+      l_Text.append(1, l_Open).append(std::to_string(l_A)).append("=").append(std::to_string(l_Set.Get(l_A)));
+      l_Open = ',';
+    }
+    if (l_Open == ',') l_Text.append("]");
+  }
+  return l_Text;
+}
+
+// Short and long specifications: how many are accepted, and the channels with their settings that
+// they give. Every separator splits specifications; a later one takes the output chosen last, also
+// that of a long specification before it; a bad specification does not spoil its neighbours, and
+// what neither syntax accepts gives nothing.
+TEST(KELSysTraceManagerBase, ParsesSpecifications) {
+  using Case = std::pair<const char*, const char*>;
+  for (const auto& [l_Variable, l_Expected] :
+       {Case{"KELSysJSON", "1 KELSysJSON=STDERR"},
+        Case{"-o KELSYSREGKEY", "1 KELSYSREGKEY=STDOUT"},
+        Case{"-O A -E B -e C", "1 A=STDOUT B=STDERR C=STDERR"},
+        Case{"-o A,B", "2 A=STDOUT B=STDOUT"},
+        Case{"-o A;-e B", "2 A=STDOUT B=STDERR"},
+        Case{"-o:A", "2 A=STDOUT"},
+        Case{"-o A|B", "2 A=STDOUT B=STDOUT"},
+        Case{"-o\tA B", "1 A=STDOUT B=STDOUT"},
+        Case{"-Ftrace.log A -O B", "1 A=trace.log B=STDOUT"},
+        Case{"-Sapp A", "1 A=S:app"},
+        Case{"-I17 -L2 -M80 -N --local-time A", "1 A=STDERR[4=1,8=2,9=17,10=80,12=1]"},
+        Case{"A -I 5 B", "1 A=STDERR[9=5] B=STDERR[9=5]"},
+        Case{"-I0 -L0 A", "1 A=STDERR"},
+        Case{"-o A,-e A", "2 A=STDERR"},
+        Case{"-o", "1"},
+        Case{" ,;:| ", "2"},
+        Case{"-Q A,B", "1 B=STDERR"},
+        Case{"--name A --file x.log --local-time --rotate-file-size 64 --rotate-file-count 11",
+             "1 A=x.log[4=1,12=1,13=11,14=64]"},
+        Case{"--name=A -o", "1 A=STDOUT[4=1]"},
+        Case{"--na A --stdo", "1 A=STDOUT[4=1]"},
+        Case{"--name A -oe", "1 A=STDERR[4=1]"},
+        Case{"--name A --name B --stdout", "1 A=STDOUT[4=1] B=STDOUT[4=1]"},
+        Case{"--name A --file t.trc,B", "2 A=t.trc[4=1] B=t.trc"},
+        Case{"-X A", "0"},
+        Case{"-F A", "0"},
+        Case{"-Iabc A", "0"},
+        Case{"-L A", "0"},
+        Case{"-I99999999999 A", "0"},
+        Case{"-Nx A", "0"},
+        Case{"- A", "0"},
+        Case{"--name A --std", "0"},
+        Case{"--name A B", "0"},
+        Case{"--name", "0"},
+        Case{"--name A --rotate-file-count 0", "0"},
+        Case{"--name A --rotate-file-count 10001", "0"},
+        Case{"--name A --rotate-file-size 0", "0"},
+        Case{"--name A --rotate-file-size=x", "0"},
+        Case{"--name A --local-time=1", "0"},
+        Case{"--name= -o", "0"}}) {
+    KELSysTraceManagerBase l_Manager;
+    const int l_Accepted = l_Manager.AddSpecifications(l_Variable);
+    EXPECT_EQ(std::to_string(l_Accepted) + Describe(l_Manager), l_Expected) << "KELSysTrace=" << l_Variable;
+    EXPECT_EQ(l_Manager.HasChannels(), std::string(l_Expected).find('=') != std::string::npos) << l_Variable;
+  }
+}
+
+TEST(KELSysTraceManagerBase, LimitsFileNamesAndSettingsAndRecognisesOptionFileNames) {
+  KELSysTraceManagerBase l_Manager;
+  l_Manager.AddSpecifications(("-F" + std::string(70, 'n') + " A").c_str());
+  EXPECT_EQ(l_Manager.GetSettings("A")->m_Output, std::string(63, 'n'));
+  EXPECT_TRUE(l_Manager.AddSpecification(std::string(KELSysTraceManagerBase::kMaxSetting, 'B')));
+  EXPECT_FALSE(l_Manager.AddSpecification(std::string(KELSysTraceManagerBase::kMaxSetting + 1, 'C')));
+  EXPECT_FALSE(l_Manager.SetAttribute("A", KELSysTraceAttrCount, 1));
+  EXPECT_TRUE(l_Manager.SetAttribute("A", KELSysTraceAttrLevel, 2));
+  EXPECT_EQ(l_Manager.GetSettings("A")->Get(KELSysTraceAttrLevel), 2u);
+
+  std::string l_Options;
+  for (const char* l_Name :
+       {"OPFILE.a", "opfile.trace", "x.option", "x.OPTIONS", "x.optionfile", "a.b.Option1", "OPFILE",
+        "xOPFILE.a", "x.optio", "x.opt", "a.option.bak", "option", ""})
+    if (KELSysTraceManagerBase::IsOptionFileName(l_Name)) l_Options.append(l_Name).append(" ");
+  EXPECT_EQ(l_Options, "OPFILE.a opfile.trace x.option x.OPTIONS x.optionfile a.b.Option1 ");
+}
+
+TEST_F(KELSysTraceTest, LoadsOptionFiles) {
+  Write("OPFILE.1", std::string("# comment\n\n  -o A\n-I5 -L20 B\n").append(9000, 'x').append("\nE"));
+  Write("b.options", "--name C --file c.trc\n");
+  Write("c.txt", "D\n");
+  mkdir(At("sub.option").c_str(), 0700);
+  KELSysTraceManagerBase l_Manager;
+  // A, B, E from the first file, C from the second; the long line, the text file and the folder are not read.
+  EXPECT_EQ(l_Manager.LoadOptionFiles(Path()), 4);
+  EXPECT_EQ(Describe(l_Manager), " A=STDOUT B=STDOUT[9=5] C=c.trc[4=1] E=STDOUT");
+  EXPECT_EQ(l_Manager.LoadOptionFiles(At("missing")), 0);
+}
+
+class KELSysTraceManagerTest : public KELSysTraceTest {
  protected:
   std::unique_ptr<KELSysTraceManager> Make(const char* iSpecs) {
-    return std::make_unique<KELSysTraceManager>(iSpecs, KELSysTraceMakeEnv({{"MORTraceDir", m_Dir.Path()}}),
+    return std::make_unique<KELSysTraceManager>(iSpecs, KELSysTraceMakeEnv({{"MORTraceDir", Path()}}),
                                                 m_Clock);
   }
-  std::string Read(const std::string& iName) const {
-    return KELSysTraceReadFile(m_Dir.Path() + m_Folder + iName);
-  }
   const std::string m_Folder = std::string("/KELSysTrace/D20240501_T102030").append(KELSysTracePidPart());
-  KELSysTraceTempDir m_Dir;
   std::shared_ptr<KELSysTraceFixedClock> m_Clock = std::make_shared<KELSysTraceFixedClock>();
 };
 
@@ -35,9 +196,8 @@ TEST_F(KELSysTraceManagerTest, BuildsEnabledChannelsOnce) {
   EXPECT_EQ(l_Layout.m_MaxLevel, int(KELSysTraceWarning));
   EXPECT_EQ(l_Layout.m_MaxText, 3u);
   EXPECT_TRUE(l_Layout.m_LocalTime);
-  EXPECT_EQ(m_Dir.Tree(), "");
-  mkdir((m_Dir.Path() + "/KELSysTrace").c_str(), 0700);
-  m_Dir.Write("KELSysTrace/OPFILE.one", "-o Z\n");
+  EXPECT_EQ(Tree(), "");
+  Write("KELSysTrace/OPFILE.one", "-o Z\n");
   EXPECT_EQ(Make(nullptr)->Find("Z"), nullptr);
   EXPECT_NE(Make("")->Find("Z"), nullptr);
 }
@@ -49,13 +209,11 @@ TEST_F(KELSysTraceManagerTest, WritesFilesInTheProcessFolder) {
       Make("--name A --file a.trc,B;--name R --file r.log --rotate-file-count 2 --rotate-file-size 1");
   l_Manager->Find("A")->Print(KELSysTraceDebug, "one\n");
   l_Manager->Find("B")->Print(KELSysTraceInfo, "two\n");
-  EXPECT_EQ(Read("/a.trc"), "[2024-05-01T10:20:30.456Z] [D] A: one\n[I] B: two\n");
+  EXPECT_EQ(Read(m_Folder + "/a.trc"), "[2024-05-01T10:20:30.456Z] [D] A: one\n[I] B: two\n");
   std::string l_Text(600, 'x');
   for (int l_I = 0; l_I < 3; ++l_I) l_Manager->Find("R")->Print(KELSysTraceDebug, "%s\n", l_Text.c_str());
-  EXPECT_EQ(m_Dir.Tree(), "/KELSysTrace\n" + m_Folder + "\n" + m_Folder + "/a.trc\n" + m_Folder +
-                              "/r.1.log\n" + m_Folder + "/r.2.log\n");
+  EXPECT_EQ(Tree(), "/KELSysTrace\n" + m_Folder + "\n" + m_Folder + "/a.trc\n" + m_Folder + "/r.1.log\n" +
+                        m_Folder + "/r.2.log\n");
   const std::string l_Line = "[2024-05-01T10:20:30.456Z] [D] R: " + l_Text + "\n";
-  EXPECT_EQ(Read("/r.1.log") + Read("/r.2.log"), l_Line + l_Line);
+  EXPECT_EQ(Read(m_Folder + "/r.1.log") + Read(m_Folder + "/r.2.log"), l_Line + l_Line);
 }
-
-}  // namespace

@@ -1,7 +1,6 @@
 #include "KELSysTraceRotate.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -11,9 +10,7 @@
 #include "KELSysTraceTestSupport.h"
 
 // Every access() and stat() of this process is counted: they are how a set could look for its files.
-namespace {
-long g_Probes = 0;
-}
+static long g_Probes = 0;
 extern "C" int access(const char* iPath, int iMode) {
   ++g_Probes;
   return static_cast<int>(syscall(SYS_faccessat, AT_FDCWD, iPath, iMode, 0));
@@ -23,39 +20,14 @@ extern "C" int stat(const char* iPath, struct stat* oStat) {
   return static_cast<int>(syscall(SYS_newfstatat, AT_FDCWD, iPath, oStat, 0));
 }
 
-namespace {
-
-class KELSysTraceRotateTest : public testing::Test {
- protected:
-  std::string Base() const { return m_Dir.Path() + "/trace.log"; }
-  int Write(KELSysTraceRotate& ioSet, const std::string& iText) {
-    return ioSet.Write(iText.data(), iText.size());
-  }
-  // The contents of files 1 to iCount of a set of iCount files, "-" for a missing file.
-  std::string Contents(const KELSysTraceRotate& iSet, unsigned iCount) {
-    std::string l_Text;
-    for (unsigned l_I = 1; l_I <= iCount; ++l_I) {
-      std::string l_Name = iSet.FileName(l_I);
-      l_Text.append(l_I > 1 ? "|" : "")
-          .append(access(l_Name.c_str(), F_OK) == 0 ? KELSysTraceReadFile(l_Name) : "-");
-    }
-    return l_Text;
-  }
-  void Age(const std::string& iPath, time_t iSeconds) {
-    struct timespec l_Times[2] = {{iSeconds, 0}, {iSeconds, 0}};
-    utimensat(AT_FDCWD, iPath.c_str(), l_Times, 0);
-  }
-
-  KELSysTraceTempDir m_Dir;
-};
+using KELSysTraceRotateTest = KELSysTraceTest;
 
 TEST_F(KELSysTraceRotateTest, NamesFiles) {
-  const std::string l_Dir = m_Dir.Path();
-  EXPECT_EQ(KELSysTraceRotate(Base(), 0, 1).FileName(1), l_Dir + "/trace.1.log");
-  EXPECT_EQ(KELSysTraceRotate(Base(), 0, 10).FileName(3), l_Dir + "/trace.3.log");
-  EXPECT_EQ(KELSysTraceRotate(Base(), 0, 11).FileName(3), l_Dir + "/trace.03.log");
-  EXPECT_EQ(KELSysTraceRotate(Base(), 0, 100).FileName(100), l_Dir + "/trace.100.log");
-  EXPECT_EQ(KELSysTraceRotate(l_Dir + "/trace", 0, 10).FileName(2), l_Dir + "/trace.2");
+  EXPECT_EQ(KELSysTraceRotate(At("trace.log"), 0, 1).FileName(1), At("trace.1.log"));
+  EXPECT_EQ(KELSysTraceRotate(At("trace.log"), 0, 10).FileName(3), At("trace.3.log"));
+  EXPECT_EQ(KELSysTraceRotate(At("trace.log"), 0, 11).FileName(3), At("trace.03.log"));
+  EXPECT_EQ(KELSysTraceRotate(At("trace.log"), 0, 100).FileName(100), At("trace.100.log"));
+  EXPECT_EQ(KELSysTraceRotate(At("trace"), 0, 10).FileName(2), At("trace.2"));
   EXPECT_EQ(KELSysTraceRotate("/a.b/trace", 0, 2).FileName(1), "/a.b/trace.1");
   EXPECT_EQ(KELSysTraceRotate("/a/t.x.y", 0, 2).FileName(2), "/a/t.x.2.y");
 }
@@ -64,92 +36,63 @@ TEST_F(KELSysTraceRotateTest, NamesFiles) {
 // a set that has wrapped around still steps through its files in order.
 TEST_F(KELSysTraceRotateTest, RotationProbesNoFileWhateverTheCount) {
   for (unsigned l_Count : {10u, 2000u}) {
-    KELSysTraceTempDir l_Dir;
-    const std::string l_Base = l_Dir.Path() + "/trace.log";
+    const std::string l_Base = At(std::to_string(l_Count) + ".log");
     KELSysTraceRotate l_Names(l_Base, 4, l_Count);
     for (unsigned l_I = 1; l_I <= l_Count; ++l_I) std::ofstream(l_Names.FileName(l_I)) << "old";
     KELSysTraceRotate l_Set(l_Base, 4, l_Count);
     const unsigned l_First = l_Set.GetIndex();
     const long l_Before = g_Probes;
-    for (unsigned l_Line = 0; l_Line < 50; ++l_Line) ASSERT_EQ(Write(l_Set, "line"), 0);
+    for (unsigned l_Line = 0; l_Line < 50; ++l_Line) ASSERT_EQ(l_Set.Write("line", 4), 0);
     EXPECT_EQ(g_Probes - l_Before, 0) << l_Count;
     EXPECT_EQ(l_Set.GetIndex(), (l_First - 1 + 49) % l_Count + 1) << l_Count;
-    EXPECT_EQ(KELSysTraceReadFile(l_Set.FileName(l_Set.GetIndex())), "line");
+    EXPECT_EQ(KELTestReadFile(l_Set.FileName(l_Set.GetIndex())), "line");
   }
-}
-
-// The index a set of iCount files of iMax bytes takes for each of iLines, by the rule the set
-// follows: before a line that does not fit, step to the first index above the current one whose
-// file does not exist on disk at that moment; when all exist, to the next one, wrapping to 1.
-struct Step {
-  unsigned m_Index;
-  bool m_Fresh;  // the line starts the file (emptied when it existed)
-};
-std::vector<Step> ExpectedSteps(const KELSysTraceRotate& iNames, unsigned iStart, uint64_t iMax,
-                                unsigned iCount, const std::vector<size_t>& iLines) {
-  std::vector<Step> l_Steps;
-  std::vector<bool> l_Exists(iCount + 1);
-  for (unsigned l_I = 1; l_I <= iCount; ++l_I)
-    l_Exists[l_I] = access(iNames.FileName(l_I).c_str(), F_OK) == 0;
-  unsigned l_Index = iStart;
-  uint64_t l_Size = 0;
-  bool l_Open = false;
-  for (size_t l_Line : iLines) {
-    const bool l_Fresh = !l_Open || l_Size > iMax || l_Line > iMax - l_Size;
-    if (l_Open ? (l_Size > iMax || l_Line > iMax - l_Size) : l_Line > iMax) {
-      unsigned l_Next = 0;
-      for (unsigned l_I = l_Index + 1; l_I <= iCount && l_Next == 0; ++l_I)
-        if (!l_Exists[l_I]) l_Next = l_I;
-      l_Index = l_Next ? l_Next : l_Index >= iCount ? 1 : l_Index + 1;
-      l_Size = 0;
-    } else if (!l_Open) {
-      l_Size = 0;
-    }
-    l_Open = l_Exists[l_Index] = true;
-    l_Size += l_Line;
-    l_Steps.push_back({l_Index, l_Fresh});
-  }
-  return l_Steps;
 }
 
 // Sets that start among files left by an earlier run, with gaps anywhere, start with the oldest of
-// them (the first of those as old), fill the gaps above it in the order the rule gives, then wrap
-// around; each file ends with the lines written last.
+// them (the first of those as old). Before a line that does not fit, a set steps to the first index
+// above the current one whose file does not exist yet; when all exist, to the next one, wrapping to
+// 1; a file it takes starts empty. Each file ends with the lines written last.
 TEST_F(KELSysTraceRotateTest, FollowsTheRuleFromAnyStartingSet) {
   std::mt19937 l_Random(17);
   for (int l_Round = 0; l_Round < 40; ++l_Round) {
-    KELSysTraceTempDir l_Dir;
-    const std::string l_Base = l_Dir.Path() + "/t.log";
+    const std::string l_Base = At(std::to_string(l_Round) + "/t.log");
+    std::filesystem::create_directory(At(std::to_string(l_Round)));
     const unsigned l_Count = 1 + l_Random() % 12;
     const uint64_t l_Max = 1 + l_Random() % 8;
     KELSysTraceRotate l_Names(l_Base, l_Max, l_Count);
-    unsigned l_Oldest = 1;
+    unsigned l_Index = 1;
     time_t l_OldestAge = 0;
+    std::vector<bool> l_Exists(l_Count + 1);
     for (unsigned l_I = 1; l_I <= l_Count; ++l_I)
       if (l_Random() % 2) {
         const time_t l_Age = 1000 + l_Random() % 50;
         std::ofstream(l_Names.FileName(l_I)) << "old";
-        Age(l_Names.FileName(l_I), l_Age);
-        if (l_OldestAge == 0 || l_Age < l_OldestAge) l_Oldest = l_I, l_OldestAge = l_Age;
+        const struct timespec l_Times[2] = {{l_Age, 0}, {l_Age, 0}};
+        utimensat(AT_FDCWD, l_Names.FileName(l_I).c_str(), l_Times, 0);
+        if (l_OldestAge == 0 || l_Age < l_OldestAge) l_Index = l_I, l_OldestAge = l_Age;
+        l_Exists[l_I] = true;
       }
-    std::vector<size_t> l_Lines(30);
-    for (size_t& l_Line : l_Lines) l_Line = 1 + l_Random() % 10;
     KELSysTraceRotate l_Set(l_Base, l_Max, l_Count);
-    ASSERT_EQ(l_Set.GetIndex(), l_Oldest) << "round " << l_Round;
-    const std::vector<Step> l_Expected = ExpectedSteps(l_Names, l_Oldest, l_Max, l_Count, l_Lines);
+    ASSERT_EQ(l_Set.GetIndex(), l_Index) << "round " << l_Round;
     std::vector<std::string> l_Contents(l_Count + 1);
-    for (size_t l_Line = 0; l_Line < l_Lines.size(); ++l_Line) {
-      const std::string l_Text(l_Lines[l_Line], static_cast<char>('a' + l_Line % 26));
-      ASSERT_EQ(Write(l_Set, l_Text), 0);
-      ASSERT_EQ(l_Set.GetIndex(), l_Expected[l_Line].m_Index) << "round " << l_Round << " line " << l_Line;
-      std::string& l_File = l_Contents[l_Expected[l_Line].m_Index];
-      l_File = (l_Expected[l_Line].m_Fresh ? std::string() : l_File) + l_Text;
+    bool l_Open = false;
+    for (size_t l_Line = 0; l_Line < 30; ++l_Line) {
+      const std::string l_Text(1 + l_Random() % 10, static_cast<char>('a' + l_Line % 26));
+      const bool l_Rotate = l_Text.size() + (l_Open ? l_Contents[l_Index].size() : 0) > l_Max;
+      if (l_Rotate) {
+        unsigned l_Next = l_Index + 1;
+        while (l_Next <= l_Count && l_Exists[l_Next]) ++l_Next;
+        l_Index = l_Next <= l_Count ? l_Next : l_Index >= l_Count ? 1 : l_Index + 1;
+      }
+      if (l_Rotate || !l_Open) l_Contents[l_Index].clear();
+      l_Open = l_Exists[l_Index] = true;
+      l_Contents[l_Index] += l_Text;
+      ASSERT_EQ(l_Set.Write(l_Text.data(), l_Text.size()), 0);
+      ASSERT_EQ(l_Set.GetIndex(), l_Index) << "round " << l_Round << " line " << l_Line;
     }
-    for (unsigned l_I = 1; l_I <= l_Count; ++l_I) {
-      if (l_Contents[l_I].empty()) continue;
-      EXPECT_EQ(KELSysTraceReadFile(l_Names.FileName(l_I)), l_Contents[l_I]) << l_I;
-    }
+    for (unsigned l_I = 1; l_I <= l_Count; ++l_I)
+      EXPECT_EQ(l_Contents[l_I].empty() ? "" : KELTestReadFile(l_Names.FileName(l_I)), l_Contents[l_I])
+          << l_I;
   }
 }
-
-}  // namespace

@@ -2,6 +2,7 @@
 #ifndef KELSysTraceTestSupport_H
 #define KELSysTraceTestSupport_H
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <map>
@@ -10,13 +11,10 @@
 #include "KELSysMORTrace.h"
 #include "KELSysTraceClock.h"
 
-class KELSysTraceTempDir : public KELTestTempDir {
- public:
-  KELSysTraceTempDir() : KELTestTempDir("KELSysTraceTest") {}
-  std::string Write(const std::string& iName, const std::string& iText) const {
-    KELTestWriteFile(At(iName), iText);
-    return At(iName);
-  }
+// A test with a private temporary folder.
+class KELSysTraceTest : public testing::Test, public KELTestTempDir {
+ protected:
+  KELSysTraceTest() : KELTestTempDir("KELSysTraceTest") {}
   // Every entry below the folder, relative and sorted, one a line.
   std::string Tree() const {
     std::string l_Text;
@@ -25,8 +23,6 @@ class KELSysTraceTempDir : public KELTestTempDir {
     return l_Text;
   }
 };
-
-inline std::string KELSysTraceReadFile(const std::string& iPath) { return KELTestReadFile(iPath); }
 
 // 2024-05-01 10:20:30.456789 UTC; local time is UTC + 2 hours. Either part can be made to fail.
 class KELSysTraceFixedClock : public KELSysTraceClock {

@@ -1,11 +1,14 @@
+// Report lines as a channel formats them, and the outputs that write them.
 #include "KELSysTrace.h"
 
-#include <gtest/gtest.h>
+#include <syslog.h>
+
+#include <thread>
 
 #include "KELSysTraceObj.h"
+#include "KELSysTraceStreamObj.h"
+#include "KELSysTraceSystemObj.h"
 #include "KELSysTraceTestSupport.h"
-
-namespace {
 
 // The prefix of a report line for each flag set, time zone and clock failure.
 TEST(KELSysTrace, FormatsReportLinePrefixes) {
@@ -33,7 +36,9 @@ TEST(KELSysTrace, FormatsReportLinePrefixes) {
   }
 }
 
-TEST(KELSysTrace, WritesLevelTagsAndCodes) {
+// Level tags, codes (0x400 alone is no code) and positions; a level limit drops the levels above it
+// and a text limit cuts texts, keeping their line feed; without one a long text stays whole.
+TEST(KELSysTrace, WritesLevelTagsAndCodesAndFiltersAndCutsTexts) {
   auto l_Out = std::make_shared<KELSysTraceMemoryObj>();
   KELSysTrace l_Trace("KELSysJSON", l_Out);
   l_Trace.Print(KELSysTraceError, "e\n");
@@ -48,23 +53,63 @@ TEST(KELSysTrace, WritesLevelTagsAndCodes) {
             "[E] KELSysJSON: e\n[W] KELSysJSON: w\n[I] KELSysJSON: i\n[D] KELSysJSON: d=4\n"
             "[80004005](a.cpp : 1) [E] KELSysJSON: c\n(a.cpp : 2) [E] KELSysJSON: c\n"
             "[00000401](a.cpp : 3) [E] KELSysJSON: c\n( : 4) [E] KELSysJSON: no file\n");
-}
 
-TEST(KELSysTrace, FiltersLevelsAndCutsLongTexts) {
-  auto l_Out = std::make_shared<KELSysTraceMemoryObj>();
-  KELSysTrace l_Trace("C", l_Out, KELSysTraceLayout{0, KELSysTraceWarning, 4, false, nullptr});
-  l_Trace.Print(KELSysTraceInfo, "dropped\n");
-  l_Trace.Print(KELSysTraceDebug, "dropped\n");
-  l_Trace.Print(KELSysTraceWarning, "abcdefgh\n");
-  l_Trace.Print(KELSysTraceError, "abcdefgh");
-  l_Trace.Print(KELSysTraceError, "abc\n");
-  EXPECT_EQ(l_Out->GetText(), "[W] C: abcd\n[E] C: abcd[E] C: abc\n");
-
-  KELSysTrace l_Whole("C", l_Out);
   l_Out->Clear();
-  std::string l_Long(3000, 'x');
-  l_Whole.Print(KELSysTraceDebug, "%s\n", l_Long.c_str());
-  EXPECT_EQ(l_Out->GetText(), "[D] C: " + l_Long + "\n");
+  KELSysTrace l_Limited("C", l_Out, KELSysTraceLayout{0, KELSysTraceWarning, 4, false, nullptr});
+  l_Limited.Print(KELSysTraceInfo, "dropped\n");
+  l_Limited.Print(KELSysTraceDebug, "dropped\n");
+  l_Limited.Print(KELSysTraceWarning, "abcdefgh\n");
+  l_Limited.Print(KELSysTraceError, "abcdefgh");
+  l_Limited.Print(KELSysTraceError, "abc\n");
+  const std::string l_Long(3000, 'x');
+  KELSysTrace("C", l_Out).Print(KELSysTraceDebug, "%s\n", l_Long.c_str());
+  EXPECT_EQ(l_Out->GetText(), "[W] C: abcd\n[E] C: abcd[E] C: abc\n[D] C: " + l_Long + "\n");
 }
 
-}  // namespace
+// A stream is written in order and flushed; a file is opened on the first line and appended to.
+TEST_F(KELSysTraceTest, StreamObjWritesStreamsAndFiles) {
+  char* l_Text = nullptr;
+  size_t l_Size = 0;
+  FILE* l_Stream = open_memstream(&l_Text, &l_Size);
+  fputs("own ", l_Stream);
+  EXPECT_EQ(KELSysTraceStreamObj(l_Stream).Write("trace\n"), 0);
+  EXPECT_EQ(std::string(l_Text, l_Size), "own trace\n");
+  fclose(l_Stream);
+  free(l_Text);
+
+  KELSysTraceStreamObj l_Lazy(At("lazy.trc"));
+  const std::string l_Path = Write("t.trc", "old\n");
+  EXPECT_EQ(KELSysTraceStreamObj(l_Path).Write("new\n"), 0);
+  EXPECT_EQ(Read("t.trc"), "old\nnew\n");
+  EXPECT_EQ(Tree(), "/t.trc\n");
+  EXPECT_EQ(KELSysTraceStreamObj(std::string()).Write("x"), -1);
+  EXPECT_EQ(KELSysTraceStreamObj(At("no/such")).Write("x"), -1);
+}
+
+TEST_F(KELSysTraceTest, StreamObjKeepsLinesOfThreadsWhole) {
+  KELSysTraceStreamObj l_Obj(At("r.log"), 4096, 3);
+  const std::string l_Line = std::string(100, 'z') + "\n";
+  std::vector<std::thread> l_Threads;
+  for (int l_T = 0; l_T < 4; ++l_T)
+    l_Threads.emplace_back([&] {
+      for (int l_I = 0; l_I < 200; ++l_I) l_Obj.Write(l_Line);
+    });
+  for (auto& l_Thread : l_Threads) l_Thread.join();
+  for (const char* l_Name : {"r.1.log", "r.2.log", "r.3.log"}) {
+    std::string l_Text = Read(l_Name);
+    EXPECT_LE(l_Text.size(), 4096u);
+    EXPECT_EQ(l_Text.size() % l_Line.size(), 0u) << l_Name;
+    EXPECT_EQ(l_Text.find_first_not_of(l_Line), std::string::npos) << l_Name;
+  }
+}
+
+// The system log gets records: the identity and the line without its line feed, at the priority of
+// the line's level (debug for a plain write).
+TEST(KELSysTraceSystemObj, WritesRecordsAtTheLevelsPriority) {
+  std::vector<std::pair<int, std::string>> l_Records;
+  KELSysTraceSystemObj l_Log(
+      "app", [&](int iPriority, const std::string& iRecord) { l_Records.emplace_back(iPriority, iRecord); });
+  EXPECT_EQ(l_Log.WriteAt(KELSysTraceWarning, "[W] C: w\n") + l_Log.Write("x"), 0);
+  EXPECT_EQ(l_Records, (std::vector<std::pair<int, std::string>>{{LOG_USER | LOG_WARNING, "app: [W] C: w"},
+                                                                 {LOG_USER | LOG_DEBUG, "app: x"}}));
+}
