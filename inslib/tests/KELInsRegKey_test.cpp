@@ -7,20 +7,12 @@
 #include "KELInsTestDir.h"
 #include "KELSysRegTestRoot.h"
 
-namespace {
-
 using H = KELInsRegKey;
 
 class KELInsRegKeyTest : public KELInsTestDir {
  protected:
-  void SetUp() override {
-    KELInsTestDir::SetUp();
-    KELSysRegSetRootForTest(m_Dir.c_str());
-  }
-  void TearDown() override {
-    KELSysRegSetRootForTest(nullptr);
-    KELInsTestDir::TearDown();
-  }
+  KELInsRegKeyTest() { KELSysRegSetRootForTest(Path().c_str()); }
+  ~KELInsRegKeyTest() override { KELSysRegSetRootForTest(nullptr); }
   // Each call throws std::runtime_error with exactly its message.
   static void ExpectFailures(const std::vector<std::pair<std::function<void()>, std::string>>& iCases) {
     for (const auto& [l_Call, l_Message] : iCases)
@@ -37,7 +29,7 @@ TEST_F(KELInsRegKeyTest, EmptyHandleThrowsNullPointerWithoutTouchingTheRegistry)
                   {[&] { l_Empty.GetValue("S", "X", l_Text); }, "Null pointer"},
                   {[&] { l_Empty.GetSubkeys(l_Names); }, "Null pointer"},
                   {[&] { l_Empty.DeleteKeyTree(""); }, "Null pointer"}});
-  EXPECT_TRUE(std::filesystem::is_empty(m_Dir));
+  EXPECT_TRUE(std::filesystem::is_empty(Path()));
 }
 
 TEST_F(KELInsRegKeyTest, FailuresNameTheOperationAndTheObject) {
@@ -119,14 +111,12 @@ TEST_F(KELInsRegKeyTest, TypedValuesRoundTripAndReportTheirTypes) {
   std::vector<uint32_t> l_Types;
   for (const char* l_Name : {"D", "Q", "S", "M"}) l_Types.push_back(l_Key.GetValueType(l_Name));
   EXPECT_EQ(l_Types, (std::vector<uint32_t>{H::TypeDWORD, H::TypeQWORD, H::TypeString, H::TypeMultiString}));
+  const std::vector<std::string> l_XY = {"x", "y"};
   ExpectFailures({{[&] { l_Key.GetValueType("none"); }, "GetValue - none"},
                   {[&] { l_Key.GetDWORDValue("S"); }, "GetValue - S"},
                   {[&] { l_Key.GetQWORDValue("D"); }, "GetValue - D"},
                   {[&] { l_Key.GetMultiStringValue("S"); }, "GetValue - S"},
-                  {[&] {
-                     l_Key.SetMultiStringValue("M", {"x", "y"});
-                   },
-                   "SetValue - M, x,y"},
+                  {[&] { l_Key.SetMultiStringValue("M", l_XY); }, "SetValue - M, x,y"},
                   {[&] { l_Key.SetQWORDValue("Q", 7); }, "SetValue - Q, 7"}});
 }
 
@@ -153,5 +143,3 @@ TEST_F(KELInsRegKeyTest, ErrorsKeepTheSystemReasonAndRegistryRootMovesTheHives) 
   H::SetRegistryRoot("");
   EXPECT_TRUE(Exists("image/HKCU/U.json") && Exists("image/HKCU.json"));
 }
-
-}  // namespace

@@ -11,15 +11,9 @@
 
 #include "../../tests/KELTestSupport.h"
 
-class KELInsTestDir : public ::testing::Test {
+class KELInsTestDir : public ::testing::Test, public KELTestTempDir {
  protected:
-  // Absolute path of iName inside the test folder.
-  std::string At(const std::string& iName) const { return m_Temp.At(iName); }
-  bool Exists(const std::string& iName) const { return ::access(At(iName).c_str(), F_OK) == 0; }
-  void Write(const std::string& iName, const std::string& iBytes) const {
-    KELTestWriteFile(At(iName), iBytes);
-  }
-  std::string Read(const std::string& iName) const { return KELTestReadFile(At(iName)); }
+  KELInsTestDir() : KELTestTempDir("KELInsLibTest") {}
   mode_t ModeOf(const std::string& iName) const {
     struct stat l_Stat {};
     ::stat(At(iName).c_str(), &l_Stat);
@@ -29,9 +23,6 @@ class KELInsTestDir : public ::testing::Test {
   static std::string WithErrno(const std::string& iMessage, int iErrno) {
     return iMessage + " - " + std::strerror(iErrno) + "\n";
   }
-
-  KELTestTempDir m_Temp{"KELInsLibTest"};
-  const std::string m_Dir = m_Temp.Path();
 };
 
 // iCall throws E (or a class derived from it) with the whole message iMessage.
