@@ -1,44 +1,36 @@
 // The built executable, run in a private mount namespace in which a temporary registry stands at
 // /etc/.Quorvane (scripts/with-registry): what only a whole process shows. The status is a count:
 // every test checks its own.
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 
 #include <csignal>
 
 #include "ListerRegistry.h"
 
-namespace {
-
 struct Outcome {
   int m_Status = -1;  // -1 when the shell did not end normally
   std::string m_Out, m_Err;
 };
 
-class ListInstallsCommand : public ::testing::Test {
+class ListInstallsCommand : public ListerTest {
  protected:
   // This process ignores SIGPIPE (the command's start-up); the commands run here must not inherit it.
-  void SetUp() override { std::signal(SIGPIPE, SIG_DFL); }
-  void TearDown() override { std::signal(SIGPIPE, SIG_IGN); }
+  ListInstallsCommand() { std::signal(SIGPIPE, SIG_DFL); }
+  ~ListInstallsCommand() override { std::signal(SIGPIPE, SIG_IGN); }
 
   // Runs "iPrefix with-registry ROOT lister iArgs 2>err iStdout" in bash (standard output to a file
   // by default).
   Outcome Run(const std::vector<std::string>& iArgs, const std::string& iStdout = "",
               const std::string& iPrefix = "") {
     std::string l_Line = iPrefix + KELTestQuote(KEL_SOURCE_DIR "/scripts/with-registry") + " " +
-                         KELTestQuote(m_Registry.Root()) + " " +
-                         KELTestQuote(KEL_BINARY_DIR "/KELListInstalls");
+                         KELTestQuote(Root()) + " " + KELTestQuote(KEL_BINARY_DIR "/KELListInstalls");
     for (const std::string& l_Arg : iArgs) l_Line += " " + KELTestQuote(l_Arg);
     l_Line += " 2>" + KELTestQuote(At("err")) + (iStdout.empty() ? " >" + KELTestQuote(At("out")) : iStdout);
-    Outcome l_Outcome;
-    int l_Wait = std::system(("bash -c " + KELTestQuote("set -o pipefail; " + l_Line)).c_str());
-    if (WIFEXITED(l_Wait)) l_Outcome.m_Status = WEXITSTATUS(l_Wait);
-    l_Outcome.m_Out = KELTestReadFile(At("out"));
-    l_Outcome.m_Err = KELTestReadFile(At("err"));
+    const int l_Wait = std::system(("bash -c " + KELTestQuote("set -o pipefail; " + l_Line)).c_str());
+    Outcome l_Outcome{WIFEXITED(l_Wait) ? WEXITSTATUS(l_Wait) : -1, Read("out"), Read("err")};
     if (l_Outcome.m_Status == 125) m_Skip = l_Outcome.m_Err;  // no namespace could be made
     return l_Outcome;
   }
-  std::string At(const std::string& iName) const { return m_Registry.At(iName); }
   // Runs the check with a standard client, or says which one is missing.
   static void WithClient(const char* iTool, const std::string& iCheck) {
     if (std::system(("command -v " + std::string(iTool) + " >/dev/null").c_str()) != 0)
@@ -47,7 +39,6 @@ class ListInstallsCommand : public ::testing::Test {
       EXPECT_EQ(std::system(iCheck.c_str()), 0) << iCheck;
   }
 
-  ListerRegistry m_Registry;
   std::string m_Skip;
 };
 
@@ -56,7 +47,7 @@ class ListInstallsCommand : public ::testing::Test {
 
 TEST_F(ListInstallsCommand, StatusIsTheCountAsItStandsAndAClosedOutputEndsNoProcess) {
   for (int l_Index = 0; l_Index < 257; ++l_Index)
-    m_Registry.AddInstall("B419/T" + std::to_string(l_Index % 5) + "/I" + std::to_string(l_Index), "/opt");
+    AddInstall("B419/T" + std::to_string(l_Index % 5) + "/I" + std::to_string(l_Index), "/opt");
   EXPECT_EQ(Run({"-json"}).m_Status, 1);
   SKIP_WITHOUT_NAMESPACE();
   EXPECT_EQ(Run({}, " >&-").m_Status, 1);
@@ -71,9 +62,9 @@ TEST_F(ListInstallsCommand, StatusIsTheCountAsItStandsAndAClosedOutputEndsNoProc
 // With the registry's or the parser's trace channel on, the walk makes every open, read and parse
 // it describes, whatever the filters: each installation key is opened once per value read.
 TEST_F(ListInstallsCommand, TracedWalkShowsEveryKeyOpenedOncePerValue) {
-  m_Registry.AddInstall("B419/Desktop/X1", "/opt/X1", "419.1");
-  m_Registry.AddInstall("B420/Kiosk/X2", "/opt/X2");
-  m_Registry.AddCommon("Viewer", "B418", "/opt/V");
+  AddInstall("B419/Desktop/X1", "/opt/X1", "419.1");
+  AddInstall("B420/Kiosk/X2", "/opt/X2");
+  AddCommon("Viewer", "B418", "/opt/V");
   // Q4, Q4_Common, two levels, two types, 2 x 2 identifier reads, 3 common reads after the open.
   for (const auto& [l_Channel, l_Line, l_Expected] :
        {std::tuple{"KELSYSREGKEY", "] KELSYSREGKEY:   OpenKeyReal", 14},
@@ -91,9 +82,9 @@ TEST_F(ListInstallsCommand, TracedWalkShowsEveryKeyOpenedOncePerValue) {
 }
 
 TEST_F(ListInstallsCommand, ListingChangesNoFileAndOutputsValidateWithStandardClients) {
-  m_Registry.AddInstall("B419/Desktop/X1", "/opt/\xC3\xA9t\xC3\xA9 & <\\\"co'>/\xE6\x97\xA5\t\\\\\xFF",
-                        "419.1");
-  m_Registry.AddCommon("Viewer", "B418", "");
+  const std::string l_Path = "/opt/\xC3\xA9t\xC3\xA9 & <\\\"co'>/\xE6\x97\xA5\t\\\\";
+  AddInstall("B419/Desktop/X1", l_Path + "\xFF", "419.1");
+  AddCommon("Viewer", "B418", "");
   const std::vector<std::string> l_Before = KELTestSnapshot(At("HKLM"), true);
   Outcome l_Json = Run({"-json"}, "", "LANG=en_US.UTF-8 ");
   SKIP_WITHOUT_NAMESPACE();
@@ -104,11 +95,9 @@ TEST_F(ListInstallsCommand, ListingChangesNoFileAndOutputsValidateWithStandardCl
   EXPECT_EQ(Run({"-json"}, "", "unset LANG LC_ALL; ").m_Out, l_Json.m_Out);
   EXPECT_EQ(KELTestSnapshot(At("HKLM"), true), l_Before);
   // The clients get the documents of a clean fixture: only valid UTF-8.
-  m_Registry.AddInstall("B419/Desktop/X1", "/opt/\xC3\xA9t\xC3\xA9 & <\\\"co'>/\xE6\x97\xA5\t\\\\", "419.1");
-  KELTestWriteFile(At("list.json"), Run({"-json"}).m_Out);
-  KELTestWriteFile(At("list.xml"), Run({}).m_Out);
+  AddInstall("B419/Desktop/X1", l_Path, "419.1");
+  Write("list.json", Run({"-json"}).m_Out);
+  Write("list.xml", Run({}).m_Out);
   WithClient("xmllint", "xmllint --noout " + At("list.xml"));
   WithClient("jq", "jq -e '.installs[1].path == null' " + At("list.json") + " >/dev/null");
 }
-
-}  // namespace

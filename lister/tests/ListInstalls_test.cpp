@@ -1,6 +1,4 @@
 // The whole command in-process, against a temporary registry seen through the test root.
-#include <gtest/gtest.h>
-
 #include <cstring>
 #include <sstream>
 
@@ -9,8 +7,6 @@
 #include "ListInstalls.h"
 #include "ListerRegistry.h"
 
-namespace {
-
 const std::string s_Xml =
     "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<installs>\n  <install buildLevel=\"B419\" "
     "hfxLevel=\"419.1\" ident=\"X1\" path=\"/opt/X1\" type=\"Desktop\"/>\n</installs>";
@@ -18,10 +14,10 @@ const std::string s_Json =
     "{\"installs\": [{\"buildLevel\": \"B419\", \"type\": \"Desktop\", \"ident\": \"X1\", "
     "\"hfxLevel\": \"419.1\", \"path\": \"/opt/X1\"}]}\n";
 
-class ListInstallsTest : public ::testing::Test {
+class ListInstallsTest : public ListerTest {
  protected:
-  void SetUp() override { KELSysRegSetRootForTest(m_Registry.Root().c_str()); }
-  void TearDown() override { KELSysRegSetRootForTest(nullptr); }
+  ListInstallsTest() { KELSysRegSetRootForTest(Root().c_str()); }
+  ~ListInstallsTest() override { KELSysRegSetRootForTest(nullptr); }
 
   // Standard output of the command, whose status must be iStatus and standard error iErr.
   static std::string Run(std::vector<const char*> iArgs, int64_t iStatus, const std::string& iErr = "") {
@@ -40,29 +36,25 @@ class ListInstallsTest : public ::testing::Test {
     std::sort(l_Found.begin(), l_Found.end());
     return l_Found;
   }
-
-  ListerRegistry m_Registry;
 };
 
 // A bad argument: one line on standard error (the -xml/-json conflict after any other), then the
 // usage, and the status 0; the arguments after -h are not looked at.
 TEST_F(ListInstallsTest, BadArgumentsReportThenShowTheUsage) {
-  m_Registry.AddInstall("B419/Desktop/X1", "/opt/X1", "419.1");
+  AddInstall("B419/Desktop/X1", "/opt/X1", "419.1");
   std::ostringstream l_Usage;
   WriteInstallsUsage(l_Usage);
   const std::string l_Both = "Options -xml and -json cannot be used together.\n";
+  auto l_Filter = [](const std::string& iOption, const char* iWhat, const char* iExample) {
+    return "Option " + iOption + " must be followed by the " + iWhat + " you want to filter. For instance " +
+           iOption + " " + iExample + "\n";
+  };
   for (const auto& [l_Args, l_Err] : std::vector<std::pair<std::vector<const char*>, std::string>>{
            {{"-xml", "-level"}, "Missing value behind -level option\n"},
            {{"-o"}, "Missing value behind -o option\n"},
-           {{"-level", ""},
-            "Option -level must be followed by the level you want to filter. For instance -level B419\n"},
-           {{"-type", "-h"},
-            "Option -type must be followed by the installation type you want to filter. For instance -type "
-            "Desktop\n"},
-           {{"-hfxlevel", "-o"},
-            "Option -hfxlevel must be followed by the Hotfix level you want to filter. For instance "
-            "-hfxlevel "
-            "419.2\n"},
+           {{"-level", ""}, l_Filter("-level", "level", "B419")},
+           {{"-type", "-h"}, l_Filter("-type", "installation type", "Desktop")},
+           {{"-hfxlevel", "-o"}, l_Filter("-hfxlevel", "Hotfix level", "419.2")},
            {{"-o", "-json"},
             "Option -o must be followed by the path of the file that will contain the result of the "
             "search.\n"},
@@ -76,19 +68,17 @@ TEST_F(ListInstallsTest, BadArgumentsReportThenShowTheUsage) {
 }
 
 TEST_F(ListInstallsTest, WritesEitherDocumentToStandardOutputOrToAFile) {
-  m_Registry.AddInstall("B419/Desktop/X1", "/opt/X1", "419.1");
-  m_Registry.AddInstall("B419/Server/S1", "/opt/S1");
+  AddInstall("B419/Desktop/X1", "/opt/X1", "419.1");
+  AddInstall("B419/Server/S1", "/opt/S1");
   EXPECT_EQ(Run({"-level", "A", "-level", "B419", "-type", "Desk*", "-xml", "-xml"}, 1), s_Xml);  // last wins
   EXPECT_EQ(Run({"-hfxlevel", "419.1", "-json"}, 1), "\n" + s_Json);
   EXPECT_EQ(Run({"-type", "-Desk"}, 0), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<installs/>");
-  const std::string l_List = m_Registry.At("list");
-  KELTestWriteFile(l_List, std::string(4096, 'x'));
+  const std::string l_List = Write("list", std::string(4096, 'x'));
   EXPECT_EQ(Run({"-json", "-type", "Desktop", "-o", l_List.c_str()}, 1), "");
-  EXPECT_EQ(KELTestReadFile(l_List), s_Json);
+  EXPECT_EQ(Read("list"), s_Json);
   EXPECT_EQ(Run({"-o", l_List.c_str(), "-type", "Desktop"}, 1), "");
-  EXPECT_EQ(KELTestReadFile(l_List), s_Xml);
-  for (const auto& [l_Bad, l_Errno] :
-       {std::pair(m_Registry.Root(), EISDIR), std::pair(m_Registry.At("no/list"), ENOENT)})
+  EXPECT_EQ(Read("list"), s_Xml);
+  for (const auto& [l_Bad, l_Errno] : {std::pair(Root(), EISDIR), std::pair(At("no/list"), ENOENT)})
     for (const char* l_Form : {"-json", "-xml"})
       EXPECT_EQ(Run({l_Form, "-o", l_Bad.c_str()}, 0,
                     "Opening file " + l_Bad + " failed: " + std::strerror(l_Errno) + "\n"),
@@ -96,8 +86,8 @@ TEST_F(ListInstallsTest, WritesEitherDocumentToStandardOutputOrToAFile) {
 }
 
 TEST_F(ListInstallsTest, ProductTreeFirstThenCommonTreeWithMissingValuesFilledIn) {
-  m_Registry.AddCommon("Viewer", "", "");  // neither GAlevel nor Path
-  m_Registry.AddInstall("B419/Desktop/X1", "/opt/a\\\"b&c<d>e'f");
+  AddCommon("Viewer", "", "");  // neither GAlevel nor Path
+  AddInstall("B419/Desktop/X1", "/opt/a\\\"b&c<d>e'f");
   EXPECT_EQ(
       Run({}, 2),
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<installs>\n  <install buildLevel=\"B419\" "
@@ -113,11 +103,11 @@ TEST_F(ListInstallsTest, ProductTreeFirstThenCommonTreeWithMissingValuesFilledIn
 
 TEST_F(ListInstallsTest, FiltersApplyToBothTreesAndBrokenKeysDropOnlyThemselves) {
   for (const char* l_Install : {"B419/Desktop/X1", "B419/Desk/X2", "B419/*top/X3", "b419/D*kX/X4"})
-    m_Registry.AddInstall(l_Install, "/p", "419.1");
-  m_Registry.AddCommon("Desktop", "B420", "/p");
+    AddInstall(l_Install, "/p", "419.1");
+  AddCommon("Desktop", "B420", "/p");
   // A folder without key file is no key; a key file that is not JSON is a key without values.
-  std::filesystem::create_directories(m_Registry.At("HKLM/SOFTWARE/Quorvane/Q4/B500"));
-  KELTestWriteFile(m_Registry.At("HKLM/SOFTWARE/Quorvane/Q4/B419/Desk/X2.json"), "{\"Version\"");
+  std::filesystem::create_directories(At("HKLM/SOFTWARE/Quorvane/Q4/B500"));
+  Write("HKLM/SOFTWARE/Quorvane/Q4/B419/Desk/X2.json", "{\"Version\"");
   using V = std::vector<std::string>;
   EXPECT_EQ(Found("", "Desk*", ""),
             (V{"B419/Desk/X2/UNKNOWN", "B419/Desktop/X1/419.1", "B420/Desktop/NONE/4.1"}));
@@ -127,5 +117,3 @@ TEST_F(ListInstallsTest, FiltersApplyToBothTreesAndBrokenKeysDropOnlyThemselves)
   EXPECT_EQ(Found("b419", "D*k*", "419.1"), (V{"b419/D*kX/X4/419.1"}));
   EXPECT_EQ(Found("B41", "desktop", "419"), V{});
 }
-
-}  // namespace
