@@ -56,76 +56,63 @@ TEST_F(KELSysNLSTest, EnvironmentLocaleCodeSet) {
 // falls back to English. Without a file the process keeps the environment's code set, or converts
 // as UTF-8 when iconv does not know it.
 TEST_F(KELSysNLSTest, StartUpFromLANGAndSupplang) {
-  const std::string kDetected =
-      "[KELSysNLSCore][INFO] DetectNLSCoreFromEnvironment | LangEnv=\"en_US.UTF-8\" | CodePage=\"UTF-8\"";
-  const std::string kStart = Lines({"[KELSysNLSCore][INFO] Environment locale: \"en_US.UTF-8\"", kDetected});
+  const std::string kStart = Lines(
+      {"[KELSysNLSCore][INFO] Environment locale: \"en_US.UTF-8\"",
+       "[KELSysNLSCore][INFO] DetectNLSCoreFromEnvironment | LangEnv=\"en_US.UTF-8\" | CodePage=\"UTF-8\""});
   const std::string kNoFile =
       Lines({"KELSysNLSCore failed to open SUPPLANG_Q4 file. Regenerate the runtime view, or reinstall the "
              "product."});
-  const std::string kFallback =
-      Lines({"[KELSysNLS][WARNING] Failed to validate environment settings => Falling back to default locale "
-             "settings"});
-  auto l_NoCodeSet = [](const char* iCodeSet) {
-    return Lines({std::string("ERROR: SUPPLANG_Q4 does not contain a valid code set for code page: ") +
-                  iCodeSet + "."});
+  auto l_Lang = [](const std::string& iLANG, const std::string& iLang) {
+    return Lines({"[KELSysNLS][INFO] LANG variable: \"" + iLANG + "\"",
+                  "[KELSysNLS][INFO] Lang string (in config file format): \"" + iLang + "\""});
   };
-  const std::string kSupplang =
+  auto l_Rejected = [](const std::string& iCodeSet) {
+    return Lines({"ERROR: SUPPLANG_Q4 does not contain a valid code set for code page: " + iCodeSet + ".",
+                  "[KELSysNLS][WARNING] Failed to validate environment settings => Falling back to default "
+                  "locale settings"});
+  };
+  const char* kSupplang =
       "junk before the section\n*BEGIN* OS section\nen_US English C.UTF-8 UTF-8\n\n"
       "fr_FR\tFrench  fr_FR.ISO-8859-1 ISO-8859-1\nde_DE German\n*END*\nxx_XX Nowhere C.UTF-8 UTF-8\n";
   const std::string kEnglish = "English|ISO-8859-1|";
-  const std::string l_NLS = Path() + "/nls", l_Reffiles = Path() + "/reffiles";
   struct Case {
-    const char* m_LANG;
-    const char* m_Variable;  // the folder variable where the file is looked for
-    std::string m_Folder, m_File, m_Text, m_Tail, m_Settled;
+    const char *m_LANG, *m_File;  // no file when null
+    std::string m_Tail, m_Settled;
   } const l_Cases[] = {
-      {nullptr, nullptr, "", "", "", kStart + kNoFile, "English|UTF-8||utf8"},
-      {nullptr, "KELSysNLSInstallPath", Path() + "/none:" + l_NLS, "nls/SUPPLANG_Q4", kSupplang,
-       kStart + Lines({"[KELSysNLS][INFO] LANG variable: \"en_US.UTF-8\"",
-                       "[KELSysNLS][INFO] Lang string (in config file format): \"en_US\"",
-                       "[KELSysNLS][INFO] Locale string (translated): \"C.UTF-8\"",
-                       "[KELSysNLS][INFO] libC setlocale success: \"C.UTF-8\""}),
+      {nullptr, nullptr, kStart + kNoFile, "English|UTF-8||utf8"},
+      {nullptr, kSupplang,
+       kStart + l_Lang("en_US.UTF-8", "en_US") +
+           Lines({"[KELSysNLS][INFO] Locale string (translated): \"C.UTF-8\"",
+                  "[KELSysNLS][INFO] libC setlocale success: \"C.UTF-8\""}),
        "English|UTF-8|C.UTF-8|utf8"},
       // A locale the C library lacks is not applied; the entry's code set still is.
-      {"fr_FR.iso88591", "KELSysNLSInstallPath", l_NLS, "nls/SUPPLANG_Q4", kSupplang,
+      {"fr_FR.iso88591", kSupplang,
        Lines({"[KELSysNLS][INFO] Locale string (translated): \"fr_FR.ISO-8859-1\""}), "French|ISO-8859-1|"},
       // Not listed, listed with another code set, listed without a code set.
-      {"xx_XX.UTF-8", "MORReffilesPath", l_Reffiles, "reffiles/NLS/SUPPLANG_Q4", kSupplang,
-       Lines({"[KELSysNLS][INFO] Lang string (in config file format): \"xx_XX\""}) + l_NoCodeSet("UTF-8") +
-           kFallback,
-       kEnglish},
-      {"fr_FR.UTF-8", "MORReffilesPath", l_Reffiles, "reffiles/NLS/SUPPLANG_Q4", kSupplang,
-       Lines({"[KELSysNLS][INFO] Lang string (in config file format): \"fr_FR\""}) + l_NoCodeSet("UTF-8") +
-           kFallback,
-       kEnglish},
-      {"de_DE.UTF-8", "MORReffilesPath", l_Reffiles, "reffiles/NLS/SUPPLANG_Q4", kSupplang,
-       Lines({"[KELSysNLS][INFO] Lang string (in config file format): \"de_DE\""}) + l_NoCodeSet("UTF-8") +
-           kFallback,
-       kEnglish},
-      {"de_DE.UTF-8@euro", nullptr, "", "", "",
+      {"xx_XX.UTF-8", kSupplang, l_Lang("xx_XX.UTF-8", "xx_XX") + l_Rejected("UTF-8"), kEnglish},
+      {"fr_FR.UTF-8", kSupplang, l_Lang("fr_FR.UTF-8", "fr_FR") + l_Rejected("UTF-8"), kEnglish},
+      {"de_DE.UTF-8", kSupplang, l_Lang("de_DE.UTF-8", "de_DE") + l_Rejected("UTF-8"), kEnglish},
+      {"de_DE.UTF-8@euro", nullptr,
        Lines({"[KELSysNLSCore][INFO] DetectNLSCoreFromEnvironment | LangEnv=\"de_DE.UTF-8@euro\" | "
               "CodePage=\"UTF-8@euro\""}) +
            kNoFile +
            Lines({"[KELSysIConvTSWrap] failed to initialize converters for conversion UTF-8@euro <-> "
                   "UTF-16LE"}),
        "English|UTF-8||utf8"},
-      {"de_DE.UTF-8@euro", "KELSysNLSInstallPath", l_NLS, "nls/SUPPLANG_Q4",
-       "*BEGIN*\nde_DE German de_DE.UTF-8 UTF-8\n*END*\n", l_NoCodeSet("UTF-8@euro") + kFallback, kEnglish},
-      {"de_DE.UTF-8@euro", "KELSysNLSInstallPath", l_NLS, "nls/SUPPLANG_Q4",
-       "*BEGIN*\nde_DE German de_DE.UTF-8 UTF-8@euro\n*END*\n", l_NoCodeSet("UTF-8@euro") + kFallback,
+      {"de_DE.UTF-8@euro", "*BEGIN*\nde_DE German de_DE.UTF-8 UTF-8\n*END*\n", l_Rejected("UTF-8@euro"),
+       kEnglish},
+      {"de_DE.UTF-8@euro", "*BEGIN*\nde_DE German de_DE.UTF-8 UTF-8@euro\n*END*\n", l_Rejected("UTF-8@euro"),
        kEnglish},
       // A file without its section has no entry.
-      {nullptr, "MORInstallPath", Path(), "reffiles/NLS/SUPPLANG_Q4", "en_US English C.UTF-8 UTF-8\n*END*\n",
-       Lines({"*BEGIN* OS section not found", "[KELSysNLS][INFO] LANG variable: \"en_US.UTF-8\"",
-              "[KELSysNLS][INFO] Lang string (in config file format): \"en_US\""}) +
-           l_NoCodeSet("UTF-8") + kFallback,
+      {nullptr, "en_US English C.UTF-8 UTF-8\n*END*\n",
+       Lines({"*BEGIN* OS section not found"}) + l_Lang("en_US.UTF-8", "en_US") + l_Rejected("UTF-8"),
        kEnglish},
   };
+  setenv("KELSysNLSInstallPath", Path().c_str(), 1);
+  setenv("KELSysNLSCoreTrace", "1", 1);
   for (const Case& l_Case : l_Cases) {
-    for (const char* l_Name : {"MORReffilesPath", "MORInstallPath", "KELSysNLSInstallPath"}) unsetenv(l_Name);
-    if (l_Case.m_Variable) setenv(l_Case.m_Variable, l_Case.m_Folder.c_str(), 1);
-    if (!l_Case.m_File.empty()) Write(l_Case.m_File, l_Case.m_Text);
-    setenv("KELSysNLSCoreTrace", "1", 1);
+    std::filesystem::remove(At("SUPPLANG_Q4"));
+    if (l_Case.m_File) Write("SUPPLANG_Q4", l_Case.m_File);
     UseLANG(l_Case.m_LANG);
     const std::string l_Diagnostics = Captured([] { KELSysNLS::GetProcess(); });
     EXPECT_TRUE(l_Diagnostics.ends_with(l_Case.m_Tail)) << l_Diagnostics;

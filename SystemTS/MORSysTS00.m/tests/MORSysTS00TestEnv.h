@@ -1,6 +1,6 @@
 // Fixture for tests of the text and locale module: every environment variable the module reads is
-// cleared before each test and restored after it, the module's settings are forgotten on both
-// sides, and files live in a fresh temporary folder removed afterwards.
+// cleared before and after each test, the module's settings are forgotten on both sides, and files
+// live in a fresh temporary folder removed afterwards.
 #ifndef MORSysTS00TestEnv_H
 #define MORSysTS00TestEnv_H
 
@@ -9,7 +9,6 @@
 
 #include <clocale>
 #include <cstdlib>
-#include <map>
 #include <optional>
 
 #include "../../../tests/KELTestSupport.h"
@@ -17,39 +16,32 @@
 #include "MORSysTS00Testing.h"
 #include "MORUnicodeString.h"
 
-// The text as bytes: UTF-8, the process code set, and the raw UTF-16 units.
-inline std::string UTF8(const MORUnicodeString& iText) {
+inline MORUnicodeString U(const char* iUTF8) { return MORUnicodeString::FromUTF8(iUTF8); }
+// The text as bytes: UTF-8 or the process code set, and the raw UTF-16 units.
+inline std::string UTF8(const MORUnicodeString& iText, bool iMBCS = false) {
   size_t l_Length = 0;
-  const char* l_Bytes = iText.ConvertToUTF8(&l_Length);
+  const char* l_Bytes = iMBCS ? iText.ConvertToMBCS(&l_Length) : iText.ConvertToUTF8(&l_Length);
   return std::string(l_Bytes, l_Length);
 }
-inline std::string MBCS(const MORUnicodeString& iText) {
-  size_t l_Length = 0;
-  const char* l_Bytes = iText.ConvertToMBCS(&l_Length);
-  return std::string(l_Bytes, l_Length);
-}
+inline std::string MBCS(const MORUnicodeString& iText) { return UTF8(iText, true); }
 inline std::u16string Units(const MORUnicodeString& iText) {
   return std::u16string(iText.ConvertToUTF16(), iText.GetLength());
 }
 
 class MORSysTS00Env : public testing::Test, public KELTestTempDir {
  protected:
-  MORSysTS00Env() : KELTestTempDir("MORSysTS00") {
-    for (const char* l_Name :
-         {"LANG", "LC_ALL", "LC_CTYPE", "MORReffilesPath", "MORInstallPath", "KELSysNLSInstallPath",
-          "KELSysNLSCoreTrace", "MORStringWarningSuppress", "MORDevelopmentStage", "KELSysTrace"}) {
-      const char* l_Value = std::getenv(l_Name);
-      m_Saved[l_Name] = l_Value ? std::optional<std::string>(l_Value) : std::nullopt;
-      unsetenv(l_Name);
-    }
-    MORSysTS00ResetForTests();
-  }
+  MORSysTS00Env() : KELTestTempDir("MORSysTS00") { Clear(); }
   ~MORSysTS00Env() override {
-    for (const auto& [l_Name, l_Value] : m_Saved)
-      l_Value ? setenv(l_Name.c_str(), l_Value->c_str(), 1) : unsetenv(l_Name.c_str());
-    MORSysTS00ResetForTests();
+    Clear();
     MORStringWarning::SetProcessActive(true);
     std::setlocale(LC_ALL, "C");
+  }
+  static void Clear() {
+    for (const char* l_Name :
+         {"LANG", "LC_ALL", "LC_CTYPE", "MORReffilesPath", "MORInstallPath", "KELSysNLSInstallPath",
+          "KELSysNLSCoreTrace", "MORStringWarningSuppress", "MORDevelopmentStage", "KELSysTrace"})
+      unsetenv(l_Name);
+    MORSysTS00ResetForTests();
   }
 
   // Sets LANG (unset when null) and forgets the settled code set.
@@ -73,9 +65,6 @@ class MORSysTS00Env : public testing::Test, public KELTestTempDir {
       l_Text += "[I] KELSysNLSCore: [PID:" + std::to_string(getpid()) + "] " + l_Line + "\n";
     return l_Text;
   }
-
- private:
-  std::map<std::string, std::optional<std::string>> m_Saved;
 };
 
 #endif

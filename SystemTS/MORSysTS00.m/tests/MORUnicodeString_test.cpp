@@ -13,7 +13,7 @@ namespace {
 
 using MORUnicodeStringTest = MORSysTS00Env;
 
-MORUnicodeString U(const char* iUTF8) { return MORUnicodeString::FromUTF8(iUTF8); }
+
 
 TEST_F(MORUnicodeStringTest, NarrowResultsLiveUntilTheStringChanges) {
   MORUnicodeString l_Text = U("key\\name");

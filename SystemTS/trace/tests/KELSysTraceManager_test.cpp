@@ -28,16 +28,14 @@ class KELSysMORTraceTest : public KELSysTraceTest {
   }
 };
 
-TEST_F(KELSysMORTraceTest, ChoosesTraceBaseInOrder) {
+TEST_F(KELSysMORTraceTest, ChoosesTraceBaseInOrderAndCreatesPrivateFoldersOrFails) {
   EXPECT_EQ(Base({{"MORTraceDir", At("a")}, {"MORTemp", At("b")}, {"PWD", At("c")}}), At("a"));
   EXPECT_EQ(Base({{"MORTraceDir", At("none")}, {"MORTemp", At("b")}, {"PWD", At("c")}}), At("b"));
   EXPECT_EQ(Base({{"MORTraceDir", ""}, {"MORTemp", At("none")}, {"PWD", At("c")}}), At("c"));
   EXPECT_EQ(Base({{"MORTemp", ""}}), "/tmp");
   EXPECT_EQ(Base({}), "/tmp");
   EXPECT_EQ(Base({{"MORTraceDir", Path() + "//a/./"}}), At("a"));
-}
 
-TEST_F(KELSysMORTraceTest, CreatesPrivateFoldersOrFails) {
   auto l_Clock = std::make_shared<KELSysTraceFixedClock>();
   KELSysMORTrace l_Places(KELSysTraceMakeEnv({{"MORTraceDir", At("a") + "/"}}), l_Clock);
   std::string l_Folder, l_Utc, l_Local;
@@ -70,20 +68,17 @@ TEST(KELSysMORTrace, NormalizesPaths) {
   for (auto [l_In, l_Out] : l_Cases) EXPECT_EQ(KELSysMORTrace::Normalize(l_In), l_Out) << l_In;
 }
 
-// "name=output[attribute=value,...]" for every channel, in name order.
+// " name=output[attribute=value,...]" for every channel, in name order.
 static std::string Describe(const KELSysTraceManagerBase& iManager) {
   std::string l_Text;
   for (const std::string& l_Name : iManager.GetChannelNames()) {
     const KELSysTraceSettings& l_Set = *iManager.GetSettings(l_Name);
-    l_Text.append(" ").append(l_Name).append("=");
-    l_Text.append(l_Set.m_Kind == KELSysTraceOutputKind::System ? "S:" : "").append(l_Set.m_Output);
-    char l_Open = '[';
-    for (int l_A = 0; l_A < KELSysTraceAttrCount; ++l_A) {
-      if (l_Set.Get(l_A) == 0) continue;
-      l_Text.append(1, l_Open).append(std::to_string(l_A)).append("=").append(std::to_string(l_Set.Get(l_A)));
-      l_Open = ',';
-    }
-    if (l_Open == ',') l_Text.append("]");
+    std::string l_Attributes;
+    for (int l_A = 0; l_A < KELSysTraceAttrCount; ++l_A)
+      if (l_Set.Get(l_A) != 0)
+        l_Attributes += "," + std::to_string(l_A) + "=" + std::to_string(l_Set.Get(l_A));
+    l_Text += " " + l_Name + "=" + (l_Set.m_Kind == KELSysTraceOutputKind::System ? "S:" : "") +
+              l_Set.m_Output + (l_Attributes.empty() ? "" : "[" + l_Attributes.substr(1) + "]");
   }
   return l_Text;
 }
@@ -118,14 +113,14 @@ TEST(KELSysTraceManagerBase, ParsesSpecifications) {
         Case{"-o", "1"},
         Case{" ,;:| ", "2"},
         Case{"-Q A,B", "1 B=STDERR"},
-        Case{"--name A --file x.log --local-time --rotate-file-size 64 --rotate-file-count 11",
-             "1 A=x.log[4=1,12=1,13=11,14=64]"},
         Case{"--name=A -o", "1 A=STDOUT[4=1]"},
         Case{"--na A --stdo", "1 A=STDOUT[4=1]"},
         Case{"--name A -oe", "1 A=STDERR[4=1]"},
         Case{"--name A --name B --stdout", "1 A=STDOUT[4=1] B=STDOUT[4=1]"},
         Case{"--name A --file t.trc,B", "2 A=t.trc[4=1] B=t.trc"}})
     l_Check(l_Variable, l_Expected);
+  l_Check("--name A --file x.log --local-time --rotate-file-size 64 --rotate-file-count 11",
+          "1 A=x.log[4=1,12=1,13=11,14=64]");
   for (const char* l_Ignored : {"-X A", "-F A", "-Iabc A", "-L A", "-I99999999999 A", "-Nx A", "- A",
                                 "--name A --std", "--name A B", "--name", "--name A --rotate-file-count 0",
                                 "--name A --rotate-file-count 10001", "--name A --rotate-file-size 0",
