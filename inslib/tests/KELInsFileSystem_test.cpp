@@ -14,15 +14,12 @@ class KELInsFileSystemTest : public KELInsTestDir {
   void Make(std::initializer_list<std::string> iEntries) {
     for (const std::string& l_Entry : iEntries) {
       const auto l_Arrow = l_Entry.find("->"), l_Equals = l_Entry.find('=');
-      int l_Rc = 0;
-      if (l_Arrow != std::string::npos) {
-        l_Rc = ::symlink(l_Entry.substr(l_Arrow + 2).c_str(), At(l_Entry.substr(0, l_Arrow)).c_str());
-      } else if (l_Equals != std::string::npos) {
+      if (l_Arrow != std::string::npos)
+        std::filesystem::create_symlink(l_Entry.substr(l_Arrow + 2), At(l_Entry.substr(0, l_Arrow)));
+      else if (l_Equals != std::string::npos)
         Write(l_Entry.substr(0, l_Equals), l_Entry.substr(l_Equals + 1));
-      } else {
-        l_Rc = ::mkdir(At(l_Entry).c_str(), 0755);
-      }
-      ASSERT_EQ(l_Rc, 0) << l_Entry;
+      else
+        std::filesystem::create_directory(At(l_Entry));
     }
   }
   void Populate() { Make({"d/", "d/sub/", "f=12345", "ld->d", "lf->f", "dangling->none"}); }

@@ -83,49 +83,41 @@ static std::string Describe(const KELSysTraceManagerBase& iManager) {
   return l_Text;
 }
 
-// Short and long specifications: how many are accepted, and the channels with their settings that
-// they give. Every separator splits specifications; a later one takes the output chosen last, also
-// that of a long specification before it; a bad specification does not spoil its neighbours. Then
-// what neither syntax accepts, which gives nothing.
+// Short and long specifications: "variable => specifications accepted, channels with their settings".
+// Every separator splits specifications; a later one takes the output chosen last, also that of a
+// long specification before it; a bad specification does not spoil its neighbours. Then what neither
+// syntax accepts, which gives nothing ("0").
 TEST(KELSysTraceManagerBase, ParsesSpecifications) {
-  auto l_Check = [](const char* iVariable, const std::string& iExpected) {
+  auto l_Check = [](const std::string& iCase) {
+    const size_t l_Arrow = iCase.find(" => ");
+    const std::string l_Variable = iCase.substr(0, l_Arrow);
+    const std::string l_Expected = l_Arrow == std::string::npos ? "0" : iCase.substr(l_Arrow + 4);
     KELSysTraceManagerBase l_Manager;
-    const int l_Accepted = l_Manager.AddSpecifications(iVariable);
-    EXPECT_EQ(std::to_string(l_Accepted) + Describe(l_Manager), iExpected) << "KELSysTrace=" << iVariable;
-    EXPECT_EQ(l_Manager.HasChannels(), iExpected.find('=') != std::string::npos) << iVariable;
+    const int l_Accepted = l_Manager.AddSpecifications(l_Variable.c_str());
+    EXPECT_EQ(std::to_string(l_Accepted) + Describe(l_Manager), l_Expected) << "KELSysTrace=" << l_Variable;
+    EXPECT_EQ(l_Manager.HasChannels(), l_Expected.find('=') != std::string::npos) << l_Variable;
   };
-  using Case = std::pair<const char*, const char*>;
-  for (const auto& [l_Variable, l_Expected] :
-       {Case{"KELSysJSON", "1 KELSysJSON=STDERR"},
-        Case{"-o KELSYSREGKEY", "1 KELSYSREGKEY=STDOUT"},
-        Case{"-O A -E B -e C", "1 A=STDOUT B=STDERR C=STDERR"},
-        Case{"-o A,B", "2 A=STDOUT B=STDOUT"},
-        Case{"-o A;-e B", "2 A=STDOUT B=STDERR"},
-        Case{"-o:A", "2 A=STDOUT"},
-        Case{"-o A|B", "2 A=STDOUT B=STDOUT"},
-        Case{"-o\tA B", "1 A=STDOUT B=STDOUT"},
-        Case{"-Ftrace.log A -O B", "1 A=trace.log B=STDOUT"},
-        Case{"-Sapp A", "1 A=S:app"},
-        Case{"-I17 -L2 -M80 -N --local-time A", "1 A=STDERR[4=1,8=2,9=17,10=80,12=1]"},
-        Case{"A -I 5 B", "1 A=STDERR[9=5] B=STDERR[9=5]"},
-        Case{"-I0 -L0 A", "1 A=STDERR"},
-        Case{"-o A,-e A", "2 A=STDERR"},
-        Case{"-o", "1"},
-        Case{" ,;:| ", "2"},
-        Case{"-Q A,B", "1 B=STDERR"},
-        Case{"--name=A -o", "1 A=STDOUT[4=1]"},
-        Case{"--na A --stdo", "1 A=STDOUT[4=1]"},
-        Case{"--name A -oe", "1 A=STDERR[4=1]"},
-        Case{"--name A --name B --stdout", "1 A=STDOUT[4=1] B=STDOUT[4=1]"},
-        Case{"--name A --file t.trc,B", "2 A=t.trc[4=1] B=t.trc"}})
-    l_Check(l_Variable, l_Expected);
-  l_Check("--name A --file x.log --local-time --rotate-file-size 64 --rotate-file-count 11",
-          "1 A=x.log[4=1,12=1,13=11,14=64]");
-  for (const char* l_Ignored : {"-X A", "-F A", "-Iabc A", "-L A", "-I99999999999 A", "-Nx A", "- A",
-                                "--name A --std", "--name A B", "--name", "--name A --rotate-file-count 0",
-                                "--name A --rotate-file-count 10001", "--name A --rotate-file-size 0",
-                                "--name A --rotate-file-size=x", "--name A --local-time=1", "--name= -o"})
-    l_Check(l_Ignored, "0");
+  for (const char* l_Case :
+       {"KELSysJSON => 1 KELSysJSON=STDERR", "-o KELSYSREGKEY => 1 KELSYSREGKEY=STDOUT",
+        "-O A -E B -e C => 1 A=STDOUT B=STDERR C=STDERR", "-o A,B => 2 A=STDOUT B=STDOUT",
+        "-o A;-e B => 2 A=STDOUT B=STDERR", "-o:A => 2 A=STDOUT", "-o A|B => 2 A=STDOUT B=STDOUT",
+        "-o\tA B => 1 A=STDOUT B=STDOUT", "-Ftrace.log A -O B => 1 A=trace.log B=STDOUT",
+        "-Sapp A => 1 A=S:app", "-I17 -L2 -M80 -N --local-time A => 1 A=STDERR[4=1,8=2,9=17,10=80,12=1]",
+        "A -I 5 B => 1 A=STDERR[9=5] B=STDERR[9=5]", "-I0 -L0 A => 1 A=STDERR"})
+    l_Check(l_Case);
+  for (const char* l_Case :
+       {"-o A,-e A => 2 A=STDERR", "-o => 1", " ,;:|  => 2", "-Q A,B => 1 B=STDERR",
+        "--name A --file x --local-time --rotate-file-size 64 => 1 A=x[4=1,12=1,14=64]",
+        "--name A --rotate-file-count 11 => 1 A=STDERR[4=1,13=11]", "--name=A -o => 1 A=STDOUT[4=1]",
+        "--na A --stdo => 1 A=STDOUT[4=1]", "--name A -oe => 1 A=STDERR[4=1]",
+        "--name A --name B --stdout => 1 A=STDOUT[4=1] B=STDOUT[4=1]",
+        "--name A --file t.trc,B => 2 A=t.trc[4=1] B=t.trc"})
+    l_Check(l_Case);
+  for (const char* l_Case : {"-X A", "-F A", "-Iabc A", "-L A", "-I99999999999 A", "-Nx A", "- A",
+                             "--name A --std", "--name A B", "--name", "--name A --rotate-file-count 0",
+                             "--name A --rotate-file-count 10001", "--name A --rotate-file-size 0",
+                             "--name A --rotate-file-size=x", "--name A --local-time=1", "--name= -o"})
+    l_Check(l_Case);
 }
 
 TEST(KELSysTraceManagerBase, LimitsFileNamesAndSettingsAndRecognisesOptionFileNames) {
