@@ -37,61 +37,40 @@ TEST_F(KELSysCodePageTest, ProblemsAreReportedAndConversionGoesOn) {
   EXPECT_EQ(l_Units, u"a\xDCFF\u3042\xDCA4");
 
   // Through iconv, as identity, and as UTF-8, where a text that ends between the two units of a pair
-  // ends with a lone one, whatever follows it.
-  struct Case {
-    const char* m_CodeSet;
-    std::u16string m_Units;
-    size_t m_Length;
-    KELSysResult m_Rc;
-    std::string m_Bytes;
-  } const l_Cases[] = {
-      {"EUC-JP", u"\u3042\xDCFF\U0001F600\u00E9\xD800", 6, KEL_E_FAIL, "\xA4\xA2\xFF?\x8F\xAB\xB1?"},
-      {"Identity", u"a\u00E9\u20AC", 3, KEL_E_FAIL, "a\xE9?"},
-      {"UTF-8", u"a\xD83D\xDE00", 2, KEL_S_OK, "a\xEF\xBF\xBD"}};
-  for (const Case& l_Case : l_Cases) {
+  // ends with a lone one, whatever follows it; a pair is one character.
+  using C = std::tuple<const char*, std::u16string, size_t, KELSysResult, std::string>;
+  for (const auto& [l_CodeSet, l_Units16, l_Length, l_Rc, l_Expected] :
+       {C{"EUC-JP", u"\u3042\xDCFF\U0001F600\u00E9\xD800", 6, KEL_E_FAIL, "\xA4\xA2\xFF?\x8F\xAB\xB1?"},
+        C{"Identity", u"a\u00E9\u20AC", 3, KEL_E_FAIL, "a\xE9?"},
+        C{"UTF-8", u"a\xD83D\xDE00", 2, KEL_S_OK, "a\xEF\xBF\xBD"}}) {
     std::string l_Bytes;
-    Captured([&] {
-      EXPECT_EQ(KELSysCodePage(l_Case.m_CodeSet).FromUTF16(l_Case.m_Units.data(), l_Case.m_Length, l_Bytes),
-                l_Case.m_Rc);
-    });
-    EXPECT_EQ(l_Bytes, l_Case.m_Bytes) << l_Case.m_CodeSet;  // a pair is one character
+    Captured(
+        [&] { EXPECT_EQ(KELSysCodePage(l_CodeSet).FromUTF16(l_Units16.data(), l_Length, l_Bytes), l_Rc); });
+    EXPECT_EQ(l_Bytes, l_Expected) << l_CodeSet;
   }
 }
 
+// A character that needs two units is not one unit, through iconv or not.
 TEST_F(KELSysCodePageTest, NextMultiByteCharIsOneUnit) {
-  // A character that needs two units is not one unit, through iconv or not.
   const std::string kBugged =
       Lines({"ERROR: KELSysCodePage::GetNextMultiByteCharAsUTF16 is probably bugged!"});
-  struct Case {
-    const char* m_CodeSet;
-    std::string m_Bytes;
-    KELSysResult m_Rc;
-    char16_t m_Unit;
-    size_t m_Read;
-    std::string m_Diagnostics;
-  } const l_Cases[] = {
-      {"EUC-JP", "\xA4\xA2z", KEL_S_OK, u'\u3042', 2, ""},
-      {"EUC-JP", "z\xA4", KEL_S_OK, u'z', 1, ""},
-      {"EUC-JP", "\xA4", KEL_E_FAIL, 0, 0, ""},
-      {"UTF-8", "\xC3\xA9", KEL_S_OK, u'\u00E9', 2, ""},
-      {"UTF-8", "\xC3", KEL_E_FAIL, 0, 0, ""},
-      {"Identity", "\xE9", KEL_S_OK, u'\u00E9', 1, ""},
-      {"UTF-8", "\xF0\x9F\x98\x80", KEL_E_FAIL, 0, 0, kBugged},
-      {"GB18030", "\x94\x39\xFC\x36", KEL_E_FAIL, 0, 0, kBugged},
-  };
-  for (const Case& l_Case : l_Cases) {
-    const char* l_Text = l_Case.m_Bytes.data();
-    size_t l_Left = l_Case.m_Bytes.size();
+  // Code set, bytes, result, unit, bytes read, diagnostics.
+  using C = std::tuple<const char*, std::string, KELSysResult, char16_t, size_t, std::string>;
+  for (const auto& [l_CodeSet, l_Bytes, l_Rc, l_ExpectedUnit, l_Read, l_Diagnostics] :
+       {C{"EUC-JP", "\xA4\xA2z", KEL_S_OK, u'\u3042', 2, ""}, C{"EUC-JP", "z\xA4", KEL_S_OK, u'z', 1, ""},
+        C{"EUC-JP", "\xA4", KEL_E_FAIL, 0, 0, ""}, C{"UTF-8", "\xC3\xA9", KEL_S_OK, u'\u00E9', 2, ""},
+        C{"UTF-8", "\xC3", KEL_E_FAIL, 0, 0, ""}, C{"Identity", "\xE9", KEL_S_OK, u'\u00E9', 1, ""},
+        C{"UTF-8", "\xF0\x9F\x98\x80", KEL_E_FAIL, 0, 0, kBugged},
+        C{"GB18030", "\x94\x39\xFC\x36", KEL_E_FAIL, 0, 0, kBugged}}) {
+    const char* l_Text = l_Bytes.data();
+    size_t l_Left = l_Bytes.size();
     char16_t l_Unit = 0;
-    EXPECT_EQ(Captured([&] {
-                EXPECT_EQ(
-                    KELSysCodePage(l_Case.m_CodeSet).GetNextMultiByteCharAsUTF16(l_Text, l_Left, l_Unit),
-                    l_Case.m_Rc);
-              }),
-              l_Case.m_Diagnostics)
-        << l_Case.m_CodeSet << " " << l_Case.m_Bytes;
-    EXPECT_EQ(l_Unit, l_Case.m_Unit);
-    EXPECT_EQ(l_Text - l_Case.m_Bytes.data(), static_cast<ptrdiff_t>(l_Case.m_Read));
-    EXPECT_EQ(l_Left + l_Case.m_Read, l_Case.m_Bytes.size());
+    const KELSysCodePage l_Page(l_CodeSet);
+    EXPECT_EQ(Captured([&] { EXPECT_EQ(l_Page.GetNextMultiByteCharAsUTF16(l_Text, l_Left, l_Unit), l_Rc); }),
+              l_Diagnostics)
+        << l_CodeSet << " " << l_Bytes;
+    EXPECT_EQ(l_Unit, l_ExpectedUnit);
+    EXPECT_EQ(l_Text - l_Bytes.data(), static_cast<ptrdiff_t>(l_Read));
+    EXPECT_EQ(l_Left + l_Read, l_Bytes.size());
   }
 }

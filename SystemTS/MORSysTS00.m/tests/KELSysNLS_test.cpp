@@ -17,36 +17,31 @@ static std::string Settled() {
 
 TEST_F(KELSysNLSTest, LanguageTable) {
   char l_CodeSet[KELSysNLS::CodeSetBufferSize] = "untouched";
+  using C = std::tuple<const char*, KELSysResult, const char*>;
   for (auto [l_Language, l_Rc, l_Expected] :
-       {std::tuple<const char*, KELSysResult, const char*>{"Klingon", KEL_E_NOTFOUND, "untouched"},
-        {"japanese", KEL_E_NOTFOUND, "untouched"},
-        {nullptr, KEL_E_INVALIDARG, "untouched"},
-        {"Japanese", KEL_S_OK, "IBM-932"},
-        {"Traditional_Chinese", KEL_S_OK, "CN-BIG5"},
-        {"Icelandic", KEL_S_OK, "ISO-8859-1"}}) {
+       {C{"Klingon", KEL_E_NOTFOUND, "untouched"}, C{"japanese", KEL_E_NOTFOUND, "untouched"},
+        C{nullptr, KEL_E_INVALIDARG, "untouched"}, C{"Japanese", KEL_S_OK, "IBM-932"},
+        C{"Traditional_Chinese", KEL_S_OK, "CN-BIG5"}, C{"Icelandic", KEL_S_OK, "ISO-8859-1"}}) {
     EXPECT_EQ(KELSysNLS::GetCodeSetOfLanguage(l_Language, l_CodeSet), l_Rc);
     EXPECT_STREQ(l_CodeSet, l_Expected);
   }
 }
 
 TEST_F(KELSysNLSTest, EnvironmentLocaleCodeSet) {
-  struct Case {
-    const char *m_LANG, *m_LC_ALL, *m_CodeSet;
-  } const l_Cases[] = {
-      {nullptr, nullptr, "UTF-8"},
-      {"ja_JP.eucJP", nullptr, "eucJP"},
-      {"de_DE.ISO-8859-15@euro", nullptr, "ISO-8859-15@euro"},  // the modifier stays
-      {"de_DE.UTF-8@euro", nullptr, "UTF-8@euro"},
-      {"C", nullptr, "ANSI_X3.4-1968"},  // no point: asks the C library, which knows "C"
-      {"xx_YY", "C.UTF-8", "UTF-8"},     // no point: the C library follows LC_ALL
-  };
-  for (const Case& l_Case : l_Cases) {
-    l_Case.m_LANG ? setenv("LANG", l_Case.m_LANG, 1) : unsetenv("LANG");
-    l_Case.m_LC_ALL ? setenv("LC_ALL", l_Case.m_LC_ALL, 1) : unsetenv("LC_ALL");
+  // A modifier stays in the code set; without a point the C library is asked, which knows "C" and
+  // follows LC_ALL.
+  using C = std::array<const char*, 3>;  // LANG, LC_ALL, code set
+  for (auto [l_LANGVar, l_LC_ALL, l_Expected] :
+       {C{nullptr, nullptr, "UTF-8"}, C{"ja_JP.eucJP", nullptr, "eucJP"},
+        C{"de_DE.ISO-8859-15@euro", nullptr, "ISO-8859-15@euro"},
+        C{"de_DE.UTF-8@euro", nullptr, "UTF-8@euro"}, C{"C", nullptr, "ANSI_X3.4-1968"},
+        C{"xx_YY", "C.UTF-8", "UTF-8"}}) {
+    l_LANGVar ? setenv("LANG", l_LANGVar, 1) : unsetenv("LANG");
+    l_LC_ALL ? setenv("LC_ALL", l_LC_ALL, 1) : unsetenv("LC_ALL");
     std::string l_LANG, l_CodeSet;
     KELSysNLSCore::DetectNLSCoreFromEnvironment(l_LANG, l_CodeSet);
-    EXPECT_EQ(l_LANG, l_Case.m_LANG ? l_Case.m_LANG : "en_US.UTF-8");
-    EXPECT_EQ(l_CodeSet, l_Case.m_CodeSet) << l_LANG;
+    EXPECT_EQ(l_LANG + " " + l_CodeSet,
+              std::string(l_LANGVar ? l_LANGVar : "en_US.UTF-8") + " " + l_Expected);
   }
 }
 
@@ -125,22 +120,18 @@ TEST_F(KELSysNLSTest, SearchTakesTheFirstFileThatOpens) {
   for (const char* l_Path : {"a/NLS/", "b/reffiles/NLS/", "c/"})
     Write(l_Path + std::string("SUPPLANG_Q4"), std::string("*BEGIN*\nen_US ") + l_Path[0] + " C UTF-8\n");
   std::filesystem::create_directories(Path() + "/d/NLS/SUPPLANG_Q4");  // a folder never wins
-  const std::string l_T = Path();
-  struct Case {
-    std::string m_Reffiles, m_Install, m_NLSInstall;
-    const char* m_Language;
-  } const l_Cases[] = {
-      {l_T + "/d:" + l_T + "/a", l_T + "/b", l_T + "/c", "a"},
-      {l_T + "/d:" + l_T + "/x", "::" + l_T + "/b", l_T + "/c", "b"},
-      {l_T + "/b", l_T + "/a", l_T + "/x:" + l_T + "/c", "c"},
-  };
-  for (const Case& l_Case : l_Cases) {
-    setenv("MORReffilesPath", l_Case.m_Reffiles.c_str(), 1);
-    setenv("MORInstallPath", l_Case.m_Install.c_str(), 1);
-    setenv("KELSysNLSInstallPath", l_Case.m_NLSInstall.c_str(), 1);
+  // The folders of each variable, named from the temporary folder, and the one that wins.
+  const std::filesystem::path l_Cwd = std::filesystem::current_path();
+  std::filesystem::current_path(Path());
+  const char* const kVariables[] = {"MORReffilesPath", "MORInstallPath", "KELSysNLSInstallPath"};
+  using C = std::array<const char*, 4>;
+  for (const C& l_Case : {C{"d:a", "b", "c", "a"}, C{"d:x", "::b", "c", "b"}, C{"b", "a", "x:c", "c"}}) {
+    for (int l_Variable = 0; l_Variable < 3; ++l_Variable)
+      setenv(kVariables[l_Variable], l_Case[l_Variable], 1);
     MORSysTS00ResetForTests();
-    EXPECT_EQ(KELSysNLS::GetProcess().GetLanguage(), l_Case.m_Language);
+    EXPECT_EQ(KELSysNLS::GetProcess().GetLanguage(), l_Case[3]);
   }
+  std::filesystem::current_path(l_Cwd);
 }
 
 TEST_F(KELSysNLSTest, ExactlyOneStartModeIsRequired) {

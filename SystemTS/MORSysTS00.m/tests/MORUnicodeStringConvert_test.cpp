@@ -45,26 +45,18 @@ TEST_F(MORUnicodeStringConvertTest, UTF8MatchesIConvOverEveryCodePoint) {
 
 // Any bytes come back unchanged; lone surrogates that no bytes give are written as U+FFFD.
 TEST_F(MORUnicodeStringConvertTest, InvalidUTF8IsKeptByteForByte) {
-  struct Case {
-    const char* m_Name;
-    std::string m_Bytes;
-    std::u16string m_Units;
-  } const l_Cases[] = {
-      {"stray continuation", "a\x80z", u"a\xDC80z"},
-      {"overlong slash", "\xC0\xAF", u"\xDCC0\xDCAF"},
-      {"encoded surrogate", "\xED\xA0\x80", u"\xDCED\xDCA0\xDC80"},
-      {"above U+10FFFF", "\xF4\x90\x80\x80", u"\xDCF4\xDC90\xDC80\xDC80"},
-      {"truncated then valid", "\xE2\x82\xC3\xA9", u"\xDCE2\xDC82\u00E9"},
-      {"truncated at end", "ok\xF0\x9F\x98", u"ok\xDCF0\xDC9F\xDC98"},
-      {"never valid", "\xFF\xFE\xC1", u"\xDCFF\xDCFE\xDCC1"},
-  };
+  // A stray continuation, an overlong slash, an encoded surrogate, a value above U+10FFFF, a truncated
+  // sequence before a valid one and at the end, bytes never valid.
+  using C = std::pair<std::string, std::u16string>;
   MORStringWarning::ThreadOff l_Quiet;
-  for (const Case& l_Case : l_Cases) {
-    MORUnicodeString l_Text = MORUnicodeString::FromUTF8(l_Case.m_Bytes.data(), l_Case.m_Bytes.size());
-    EXPECT_EQ(Units(l_Text), l_Case.m_Units) << l_Case.m_Name;
-    EXPECT_EQ(UTF8(l_Text) + "|" + MBCS(MORUnicodeString(l_Case.m_Bytes.data(), l_Case.m_Bytes.size())),
-              l_Case.m_Bytes + "|" + l_Case.m_Bytes)
-        << l_Case.m_Name;
+  for (const auto& [l_Bytes, l_Units] :
+       {C{"a\x80z", u"a\xDC80z"}, C{"\xC0\xAF", u"\xDCC0\xDCAF"}, C{"\xED\xA0\x80", u"\xDCED\xDCA0\xDC80"},
+        C{"\xF4\x90\x80\x80", u"\xDCF4\xDC90\xDC80\xDC80"}, C{"\xE2\x82\xC3\xA9", u"\xDCE2\xDC82\u00E9"},
+        C{"ok\xF0\x9F\x98", u"ok\xDCF0\xDC9F\xDC98"}, C{"\xFF\xFE\xC1", u"\xDCFF\xDCFE\xDCC1"}}) {
+    MORUnicodeString l_Text = MORUnicodeString::FromUTF8(l_Bytes.data(), l_Bytes.size());
+    EXPECT_EQ(Units(l_Text), l_Units) << l_Bytes;
+    EXPECT_EQ(UTF8(l_Text) + "|" + MBCS(MORUnicodeString(l_Bytes.data(), l_Bytes.size())),
+              l_Bytes + "|" + l_Bytes);
   }
   std::mt19937 l_Random(2024);
   for (int l_Round = 0; l_Round < 2000; ++l_Round) {
