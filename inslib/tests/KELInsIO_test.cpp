@@ -1,4 +1,5 @@
 #include "KELInsIO.h"
+#include "KELInsPath.h"
 
 #include "KELInsTestDir.h"
 
@@ -49,5 +50,18 @@ TEST(KELInsIO, ReplaceAllNeverRescansInsertedText) {
         {"abc", "", "z", 0, "abc#0"}}) {
     const int32_t l_Count = KELInsIO::ReplaceAll(l_Text, l_From, l_To, l_Start);
     EXPECT_EQ(l_Text + "#" + std::to_string(l_Count), l_Expected);
+  }
+}
+
+// Paths are normalised (slashes, doubled separators, one matching pair of enclosing quotes stripped)
+// and split: "input => text|root|parent|name".
+TEST(KELInsPath, NormalisesAndSplits) {
+  for (const std::string l_Case :
+       {"'/a//b/' => /a/b|0|/a|b", "C:\\x\\ => C:/x|-1|C:|x", " => |-1||", "//// => /|0||",
+        "/top => /top|0|/|top", "\"x y//\" => x y|-1||x y", "\"a' => \"a'|-1||\"a'", "' => '|-1||'"}) {
+    const KELInsPath l_Path(l_Case.substr(0, l_Case.find(" => ")));
+    EXPECT_EQ(l_Path.GetText() + "|" + std::to_string(l_Path.GetRoot()) + "|" + l_Path.GetParent().GetText() +
+                  "|" + l_Path.GetName(),
+              l_Case.substr(l_Case.find(" => ") + 4));
   }
 }

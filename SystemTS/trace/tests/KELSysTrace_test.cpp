@@ -12,27 +12,22 @@
 
 // The prefix of a report line for each flag set, time zone and clock failure.
 TEST(KELSysTrace, FormatsReportLinePrefixes) {
-  struct Case {
-    unsigned m_Flags;
-    bool m_Local, m_SubSecond, m_BreakDown;
-    const char* m_Prefix;
-  };
-  for (const Case& l_Case :
-       {Case{0, false, true, true, ""}, Case{4, false, true, true, "(f.cpp : 12) "},
-        Case{1, false, true, true, "[2024-05-01T10:20:30.456Z] "},
-        Case{1, true, true, true, "[2024-05-01@12:20:30.456] "},
-        Case{1, false, false, true, "[2024-05-01T10:20:30Z] "},
-        Case{1, true, false, true, "[2024-05-01@12:20:30] "}, Case{1, false, true, false, "1714558830 "},
-        Case{5, false, true, true, "[2024-05-01T10:20:30.456Z](f.cpp : 12) "},
-        Case{23, false, true, true, "[2024-05-01T10:20:30.456Z] "}}) {
+  using C = std::tuple<unsigned, bool, bool, bool, const char*>;  // flags, local, sub-second, broken down
+  for (const auto& [l_Flags, l_Local, l_SubSecond, l_BreakDown, l_Prefix] :
+       {C{0, false, true, true, ""}, C{4, false, true, true, "(f.cpp : 12) "},
+        C{1, false, true, true, "[2024-05-01T10:20:30.456Z] "},
+        C{1, true, true, true, "[2024-05-01@12:20:30.456] "},
+        C{1, false, false, true, "[2024-05-01T10:20:30Z] "},
+        C{1, true, false, true, "[2024-05-01@12:20:30] "}, C{1, false, true, false, "1714558830 "},
+        C{5, false, true, true, "[2024-05-01T10:20:30.456Z](f.cpp : 12) "},
+        C{23, false, true, true, "[2024-05-01T10:20:30.456Z] "}}) {
     auto l_Clock = std::make_shared<KELSysTraceFixedClock>();
-    l_Clock->m_SubSecond = l_Case.m_SubSecond;
-    l_Clock->m_BreakDown = l_Case.m_BreakDown;
+    l_Clock->m_SubSecond = l_SubSecond;
+    l_Clock->m_BreakDown = l_BreakDown;
     auto l_Out = std::make_shared<KELSysTraceMemoryObj>();
-    KELSysTrace l_Trace("CH", l_Out,
-                        KELSysTraceLayout{l_Case.m_Flags, KELSysTraceDebug, 0, l_Case.m_Local, l_Clock});
-    l_Trace.Report(KELSysTraceWarning, "f.cpp", 12, "x %d\n", 5);
-    EXPECT_EQ(l_Out->GetText(), std::string(l_Case.m_Prefix) + "[W] CH: x 5\n") << l_Case.m_Flags;
+    KELSysTrace("CH", l_Out, KELSysTraceLayout{l_Flags, KELSysTraceDebug, 0, l_Local, l_Clock})
+        .Report(KELSysTraceWarning, "f.cpp", 12, "x %d\n", 5);
+    EXPECT_EQ(l_Out->GetText(), std::string(l_Prefix) + "[W] CH: x 5\n") << l_Flags;
   }
 }
 
