@@ -1,7 +1,6 @@
 // What the tests of every module share: a fresh temporary folder removed afterwards, whole files read
 // and written as bytes, a tree listed with its bytes, and shell quoting.
-#ifndef KELTestSupport_H
-#define KELTestSupport_H
+#pragma once
 
 #include <stdlib.h>
 
@@ -66,5 +65,3 @@ inline std::string KELTestQuote(const std::string& iText) {
   for (char l_Char : iText) l_Quoted += l_Char == '\'' ? std::string("'\\''") : std::string(1, l_Char);
   return l_Quoted + "'";
 }
-
-#endif

@@ -1,8 +1,7 @@
 // Fixture for tests of the text and locale module: every environment variable the module reads is
 // cleared before and after each test, the module's settings are forgotten on both sides, and files
 // live in a fresh temporary folder removed afterwards.
-#ifndef MORSysTS00TestEnv_H
-#define MORSysTS00TestEnv_H
+#pragma once
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -66,5 +65,3 @@ class MORSysTS00Env : public testing::Test, public KELTestTempDir {
     return l_Text;
   }
 };
-
-#endif

@@ -1,6 +1,5 @@
 // Fixtures shared by the trace tests: a private temporary folder and a clock that reads a fixed time.
-#ifndef KELSysTraceTestSupport_H
-#define KELSysTraceTestSupport_H
+#pragma once
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -57,5 +56,3 @@ inline std::string KELSysTracePidPart() {
   snprintf(l_Part, sizeof l_Part, "_P%08d_I", static_cast<int>(getpid()));
   return l_Part;
 }
-
-#endif
