@@ -83,11 +83,11 @@ static std::string Describe(const KELSysTraceManagerBase& iManager) {
   return l_Text;
 }
 
-// Short and long specifications: "variable => specifications accepted, channels with their settings".
-// Every separator splits specifications; a later one takes the output chosen last, also that of a
-// long specification before it; a bad specification does not spoil its neighbours. Then what neither
+// The short and the long syntax of the trace variable: "variable => entries accepted, channels with
+// their settings". Every separator splits entries; a later entry takes the output chosen last, also
+// that of a long entry before it; a bad entry does not spoil its neighbours. Then what neither
 // syntax accepts, which gives nothing ("0").
-TEST(KELSysTraceManagerBase, ParsesSpecifications) {
+TEST(KELSysTraceManagerBase, ParsesTheVariable) {
   auto l_Check = [](const std::string& iCase) {
     const size_t l_Arrow = iCase.find(" => ");
     const std::string l_Variable = iCase.substr(0, l_Arrow);
@@ -152,19 +152,20 @@ TEST_F(KELSysTraceTest, LoadsOptionFiles) {
 
 class KELSysTraceManagerTest : public KELSysTraceTest {
  protected:
-  std::unique_ptr<KELSysTraceManager> Make(const char* iSpecs) {
-    return std::make_unique<KELSysTraceManager>(iSpecs, KELSysTraceMakeEnv({{"MORTraceDir", Path()}}),
+  std::unique_ptr<KELSysTraceManager> Make(const char* iVariable) {
+    return std::make_unique<KELSysTraceManager>(iVariable, KELSysTraceMakeEnv({{"MORTraceDir", Path()}}),
                                                 m_Clock);
   }
   const std::string m_Folder = std::string("/KELSysTrace/D20240501_T102030").append(KELSysTracePidPart());
   std::shared_ptr<KELSysTraceFixedClock> m_Clock = std::make_shared<KELSysTraceFixedClock>();
 };
 
-// A channel is made once, with the layout its settings give, and only when a specification (or,
+// A channel is made once, with the layout its settings give, and only when the variable (or,
 // once the variable is set, an option file) names it; standard error needs no trace folder.
 TEST_F(KELSysTraceManagerTest, BuildsEnabledChannelsOnce) {
-  for (const char* l_Specs : {static_cast<const char*>(nullptr), "", "-Q bad", "--name Other --file o.trc"})
-    EXPECT_EQ(Make(l_Specs)->Find("KELSYSREGKEY"), nullptr) << (l_Specs ? l_Specs : "(unset)");
+  for (const char* l_Variable :
+       {static_cast<const char*>(nullptr), "", "-Q bad", "--name Other --file o.trc"})
+    EXPECT_EQ(Make(l_Variable)->Find("KELSYSREGKEY"), nullptr) << (l_Variable ? l_Variable : "(unset)");
   auto l_Manager = Make("-I16 -L2 -M3 -N --local-time A");
   KELSysTrace* l_Trace = l_Manager->Find("A");
   ASSERT_NE(l_Trace, nullptr);
