@@ -282,12 +282,18 @@ TEST_F(KELRegTest, FailuresNameTheKeyOrFileWithStatusOne) {
   fs::create_directories(m_Root + "/HKLM/Bad");
   std::vector<std::string> l_Before = Snapshot();
   const std::string l_Missing = m_Dir + "/missing.json";
+  KELRegWriteFile(m_Dir + "/bad.json", "{\n  \"Key\": \"HKLM/B\",\n  \"Values\": {\"v\": [3, x]}\n}\n");
   struct Case {
     std::vector<std::string> m_Args;
-    std::string m_Err;
+    std::string m_Err, m_Input = "";
   };
   for (const Case& l_Case :
        {Case{{"query", "HKLM/None"}, "HKLM\\None: no such key"},
+        // A refused import names its input and the fault's place (the faults: KELRegDocument_test).
+        Case{{"import"},
+             "standard input:1:20: unexpected end of the document, expected ',' or '}' in the document",
+             "{\"Key\": \"HKLM/Good\""},
+        Case{{"import", m_Dir + "/bad.json"}, m_Dir + "/bad.json:3:23: expected a REG_SZ string"},
         Case{{"query", "HKLM/K", "-v", "None"}, "HKLM\\K: no value 'None'"},
         Case{{"query", "HKLM/K", "-v", "two\nlines\t"}, "HKLM\\K: no value 'two\\nlines\\t'"},
         Case{{"query", "HKLM/Bad", "-v", "W"}, "HKLM\\Bad: value 'W' is not a valid registry value"},
@@ -302,7 +308,7 @@ TEST_F(KELRegTest, FailuresNameTheKeyOrFileWithStatusOne) {
         Case{{"--root", m_Dir + "/none", "query", "HKLM"}, m_Dir + "/none: " + std::strerror(ENOENT)},
         Case{{"--root=" + m_Root + "/HKLM.json", "query", "HKLM"},
              m_Root + "/HKLM.json: " + std::strerror(ENOTDIR)}})
-    EXPECT_RUN(Reg(l_Case.m_Args, "", l_Case.m_Args[0].starts_with("--root") == false), 1, "",
+    EXPECT_RUN(Reg(l_Case.m_Args, l_Case.m_Input, l_Case.m_Args[0].starts_with("--root") == false), 1, "",
                "KELReg: " + l_Case.m_Err + "\n");
   EXPECT_EQ(Snapshot(), l_Before);
 }

@@ -30,21 +30,6 @@ class KELRegLister : public KELRegTest {
 #define SKIP_WITHOUT_NAMESPACE() \
   if (!m_Skip.empty()) GTEST_SKIP() << m_Skip
 
-TEST_F(KELRegLister, TheListerSeesWhatKELRegRegistersAndUnregisters) {
-  const std::string l_Key = k_Q4 + "\\B500\\Desktop\\N1";
-  EXPECT_RUN(Reg({"add", l_Key, "-v", "Path", "-d", "/opt/q4 new"}), 0, "", "");
-  EXPECT_RUN(Reg({"add", l_Key, "-v", "SPlevel", "-d", "500.1"}), 0, "", "");
-  KELRegOutcome l_Listed = InRegistry("$LISTER -json");
-  SKIP_WITHOUT_NAMESPACE();
-  EXPECT_EQ(l_Listed.m_Status, 1) << l_Listed.m_Err;
-  EXPECT_EQ(l_Listed.m_Out,
-            "\n{\"installs\": [{\"buildLevel\": \"B500\", \"type\": \"Desktop\", \"ident\": \"N1\", "
-            "\"hfxLevel\": \"500.1\", \"path\": \"/opt/q4 new\"}]}\n");
-  // KELReg works on the machine's own registry without --root.
-  EXPECT_EQ(InRegistry("$REG delete '" + l_Key + "' && $LISTER -json").m_Out, "\n{\"installs\": []}\n");
-  EXPECT_FALSE(fs::exists(m_Root + "/HKLM/SOFTWARE/Quorvane/Q4/B500/Desktop/N1.json"));
-}
-
 // Each writer holds the key's lock from its read to its write-back, so none loses another's values:
 // 8 processes add 100 values each to one key, one KELReg run per value.
 TEST_F(KELRegLister, ConcurrentAddsOnOneKeyAreAllKept) {

@@ -75,21 +75,4 @@ TEST_F(KELRegRoundTrip, TextIsTheSameBytesUnderEveryLocale) {
   }
 }
 
-// A refused import (its faults are checked in process, in KELRegDocument_test.cpp): the fault with
-// the input's name and place, status 1, and nothing written, whether the document comes on standard
-// input or from a file.
-TEST_F(KELRegRoundTrip, RefusedImportsWriteNothing) {
-  const std::string l_Good =
-      "{\"Key\": \"HKLM/Good\", \"Values\": {\"v\": [3, \"fine\"]}, \"Subkeys\": {\"S\": {}}}";
-  EXPECT_RUN(
-      Reg({"import"}, l_Good.substr(0, l_Good.size() - 3)), 1, "",
-      "KELReg: standard input:1:70: unexpected end of the document, expected a member name in a key\n");
-  KELRegWriteFile(m_Dir + "/bad.json", "{\n  \"Key\": \"HKLM/B\",\n  \"Values\": {\"v\": [3, x]}\n}\n");
-  EXPECT_RUN(Reg({"import", m_Dir + "/bad.json"}), 1, "",
-             "KELReg: " + m_Dir + "/bad.json:3:23: expected a REG_SZ string\n");
-  EXPECT_TRUE(Snapshot().empty());
-  EXPECT_RUN(Reg({"import"}, l_Good), 0, "", "");
-  EXPECT_EQ(Key("HKLM/Good/S.json"), "{\"Version\":\"1.0\",\"S\":{}}");
-}
-
 }  // namespace
