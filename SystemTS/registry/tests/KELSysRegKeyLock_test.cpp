@@ -1,12 +1,11 @@
 // Several processes on one registry: writers that create trees and read-modify-write keys at once
 // and must lose no update, reads that must never see a write-back halfway, a holder that never lets
-// go, a key file replaced while a writer waits for it, and one thread opening a key twice. Children
-// start together (KELSysRegInChildren) and report every read that went wrong.
+// go, a key file replaced while a writer waits for it, and one thread opening a key many times.
+// Children start together (KELSysRegInChildren) and report every read that went wrong.
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/file.h>
 #include <sys/mman.h>
 
@@ -15,6 +14,7 @@
 #include <iostream>
 #include <thread>
 
+#include "KELSysRegChange.h"
 #include "KELSysRegLock.h"
 #include "KELSysRegTestSupport.h"
 
@@ -22,7 +22,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-std::string Said(const std::string& iWhat, KELSysResult iRc) { return iWhat + ": " + KELSysResultName(iRc); }
+// "" for success, else what failed and how.
+std::string Failed(const std::string& iWhat, KELSysResult iRc) {
+  return iRc == KEL_S_OK ? "" : iWhat + ": " + KELSysResultName(iRc);
+}
 
 class KELSysRegLockTest : public KELSysRegKeyTest {
  protected:
@@ -37,10 +40,17 @@ class KELSysRegLockTest : public KELSysRegKeyTest {
     close(l_Fd);
     return l_Locked;
   }
+  // A descriptor of the key file, locked as another process would hold it.
+  int Hold(const std::string& iRelative) const {
+    const int l_Fd = open(Path(iRelative).c_str(), O_RDONLY | O_CLOEXEC);
+    EXPECT_EQ(flock(l_Fd, LOCK_EX), 0);
+    return l_Fd;
+  }
 };
 
-// Step s of every writer works on key T<s/10>\S<s%5>: a new parent every ten steps, which all the
-// writers create at once, and keys shared by all the writers, each taking two values of each.
+// Step s of every writer creates key T<s/10>\S<s%5> (with its parents): a new parent every ten
+// steps, which all the writers create at once, and keys shared by all the writers, each taking two
+// values of each. Before setting its value, a step must find the one it set there five steps before.
 constexpr int k_Writers = 8, k_Steps = 200;
 std::string StepKey(int iStep) {
   return "T" + std::to_string(iStep / 10) + "\\S" + std::to_string(iStep % 5);
@@ -49,21 +59,16 @@ std::string StepValue(int iWriter, int iStep) {
   return "w" + std::to_string(iWriter) + "_" + std::to_string(iStep);
 }
 
-// Each step creates the key (and its parents) and, before setting its value, must find the value it
-// set there before.
 std::string WriteSteps(int iWriter) {
   for (int l_Step = 0; l_Step < k_Steps; ++l_Step) {
     KELSysRegKey l_Key;
-    const std::string l_Path = StepKey(l_Step);
-    KELSysResult l_Rc = l_Key.CreateKey(KELSysRegHiveLocalMachine, l_Path.c_str(), KELSysRegAccessReadWrite);
-    if (l_Rc != KEL_S_OK) return Said("create " + l_Path, l_Rc);
     uint32_t l_Before = 0;
-    if (l_Step % 10 >= 5 &&
-        l_Key.QueryDWORDValue(StepValue(iWriter, l_Step - 5).c_str(), l_Before) != KEL_S_OK)
-      return "step " + std::to_string(l_Step) + " lost the value of step " + std::to_string(l_Step - 5);
-    l_Rc = l_Key.SetDWORDValue(StepValue(iWriter, l_Step).c_str(), uint32_t(l_Step));
+    KELSysResult l_Rc = l_Key.CreateKey(k_HKLM, StepKey(l_Step).c_str(), k_ReadWrite);
+    if (l_Rc == KEL_S_OK && l_Step % 10 >= 5)
+      l_Rc = l_Key.QueryDWORDValue(StepValue(iWriter, l_Step - 5).c_str(), l_Before);
+    if (l_Rc == KEL_S_OK) l_Rc = l_Key.SetDWORDValue(StepValue(iWriter, l_Step).c_str(), uint32_t(l_Step));
     if (l_Rc == KEL_S_OK) l_Rc = l_Key.CloseKey();
-    if (l_Rc != KEL_S_OK) return Said("set and close in " + l_Path, l_Rc);
+    if (l_Rc != KEL_S_OK) return Failed("step " + std::to_string(l_Step), l_Rc);
   }
   return "";
 }
@@ -74,9 +79,8 @@ TEST_F(KELSysRegLockTest, ConcurrentWritersCreateTreesAndLoseNoUpdate) {
   for (int l_Step = 0; l_Step < k_Steps; ++l_Step) {
     KELSysRegKey l_Key;
     Names l_Names;
-    ASSERT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, StepKey(l_Step).c_str(), KELSysRegAccessRead),
-              KEL_S_OK);
-    EXPECT_EQ(l_Key.EnumValues(l_Names), KEL_S_OK);
+    ASSERT_EQ(l_Key.OpenKey(k_HKLM, StepKey(l_Step).c_str(), k_Read), KEL_S_OK);
+    l_Key.EnumValues(l_Names);
     EXPECT_EQ(l_Names.size(), size_t(2 * k_Writers)) << StepKey(l_Step);
     for (int l_Writer = 0; l_Writer < k_Writers; ++l_Writer) {
       uint32_t l_Number = 0;
@@ -99,23 +103,23 @@ struct ReadCounters {
 };
 constexpr int k_Rewriters = 4, k_Rounds = 150, k_Keys = 4, k_MinReads = 4000;
 
+// The level "w.r" of an odd round r goes with a long path, so the file grows and shrinks.
 std::string PathText(const std::string& iLevel) {
-  // The level "w.r" of an odd round r goes with a long path, so the file grows and shrinks.
-  bool l_Long = (iLevel.back() - '0') % 2 == 1;
-  return "/opt/" + iLevel + (l_Long ? "/" + std::string(4000, 'L') : "");
+  return "/opt/" + iLevel + ((iLevel.back() - '0') % 2 == 1 ? "/" + std::string(4000, 'L') : "");
 }
 
 std::string Rewrite(int iWriter, ReadCounters& ioCounters) {
-  for (int l_Round = 0; l_Round < k_Rounds || ioCounters.m_Reads < k_MinReads; ++l_Round) {
+  for (int l_Round = 0; l_Round < k_Rounds || ioCounters.m_Reads < k_MinReads;
+       ++l_Round, ++ioCounters.m_Writes) {
     KELSysRegKey l_Key;
     const std::string l_Name = "T\\X" + std::to_string((iWriter + l_Round) % k_Keys);
     const std::string l_Level = std::to_string(iWriter) + "." + std::to_string(l_Round);
-    KELSysResult l_Rc = l_Key.OpenKey(KELSysRegHiveLocalMachine, l_Name.c_str(), KELSysRegAccessReadWrite);
+    KELSysResult l_Rc = l_Key.OpenKey(k_HKLM, l_Name.c_str(), k_ReadWrite);
     if (l_Rc == KEL_S_OK) l_Rc = l_Key.SetStringValue("Path", PathText(l_Level).c_str());
     if (l_Rc == KEL_S_OK) l_Rc = l_Key.SetStringValue("SPlevel", l_Level.c_str());
     if (l_Rc == KEL_S_OK) l_Rc = l_Key.CloseKey();
-    if (l_Rc != KEL_S_OK) return Said("rewrite of " + l_Name + " in round " + std::to_string(l_Round), l_Rc);
-    ++ioCounters.m_Writes;
+    if (l_Rc != KEL_S_OK)
+      return Failed("rewrite of " + l_Name + " in round " + std::to_string(l_Round), l_Rc);
   }
   return "";
 }
@@ -125,18 +129,17 @@ std::string ReadAll(ReadCounters& ioCounters) {
     bool l_Writing = ioCounters.m_WritersDone < k_Rewriters;
     KELSysRegKey l_Key;
     const std::string l_Name = "T\\X" + std::to_string(l_Read % k_Keys);
-    MORUnicodeString l_Path, l_Level;
-    KELSysResult l_Rc = l_Key.OpenKey(KELSysRegHiveLocalMachine, l_Name.c_str(), KELSysRegAccessRead);
-    if (l_Rc == KEL_S_OK) l_Rc = l_Key.QueryStringValue("Path", l_Path);
-    if (l_Rc == KEL_S_OK) l_Rc = l_Key.QueryStringValue("SPlevel", l_Level);
-    if (l_Rc != KEL_S_OK) return Said("read " + std::to_string(l_Read) + " of " + l_Name, l_Rc);
-    const std::string l_Text = l_Path.ConvertToUTF8();
-    if (l_Text != PathText(std::string(l_Level.ConvertToUTF8())))
-      return "read " + std::to_string(l_Read) + " of " + l_Name + " found SPlevel " +
-             l_Level.ConvertToUTF8() + " with a path of " + std::to_string(l_Text.size()) + " bytes";
+    const std::string l_What = "read " + std::to_string(l_Read) + " of " + l_Name;
+    KELSysResult l_Rc = l_Key.OpenKey(k_HKLM, l_Name.c_str(), k_Read);
+    if (l_Rc != KEL_S_OK) return Failed(l_What, l_Rc);
+    const std::string l_Path = KELSysRegValue(l_Key, "Path");
+    const std::string l_Level = KELSysRegValue(l_Key, "SPlevel");
+    if (l_Path != PathText(l_Level))
+      return l_What + " found SPlevel " + l_Level + " with a path of " + std::to_string(l_Path.size()) +
+             " bytes";
     ++ioCounters.m_Reads;
     ioCounters.m_ReadsWhileWriting += l_Writing;
-    ioCounters.m_LongSeen += l_Text.size() > 1000;
+    ioCounters.m_LongSeen += l_Path.size() > 1000;
   }
   return "";
 }
@@ -166,63 +169,29 @@ TEST_F(KELSysRegLockTest, ReadersSeeWholeWriteBacksOnly) {
   munmap(l_Page, sizeof(ReadCounters));
 }
 
-// A child takes the exclusive lock and never lets go: opens of every kind give up after the bound,
-// name the key file in the trace, and succeed once the holder is gone.
+// The exclusive lock is held elsewhere and never let go: opens of every kind give up after the
+// bound, name the key file in the trace, and succeed once the holder is gone.
 TEST_F(KELSysRegLockTest, OpenGivesUpOnAStuckHolder) {
   WriteKey("HKLM/K", "{\"K\":{\"V\":[3,\"old\"]}}");
-  int l_Pipe[2];
-  ASSERT_EQ(pipe(l_Pipe), 0);
-  pid_t l_Child = fork();
-  ASSERT_GE(l_Child, 0);
-  if (l_Child == 0) {
-    KELSysRegKey l_Key;
-    char l_Ready =
-        l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite) == KEL_S_OK ? '1' : '0';
-    if (write(l_Pipe[1], &l_Ready, 1) != 1) _exit(1);
-    for (;;) pause();
-  }
-  char l_Ready = 0;
-  ASSERT_EQ(read(l_Pipe[0], &l_Ready, 1), 1);
-  EXPECT_EQ(l_Ready, '1');
-  for (uint32_t l_Access : {KELSysRegAccessRead, KELSysRegAccessReadWrite}) {
+  const int l_Holder = Hold("HKLM/K.json");
+  for (uint32_t l_Access : {k_Read, k_ReadWrite}) {
     KELSysRegKey l_Key;
     l_Key.SetTraceForTest(&m_Trace);
-    auto l_Start = Clock::now();
-    EXPECT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", l_Access), KEL_E_TIMEOUT);
-    auto l_Waited = Clock::now() - l_Start;
+    const auto l_Start = Clock::now();
+    EXPECT_EQ(l_Key.OpenKey(k_HKLM, "K", l_Access), KEL_E_TIMEOUT);
+    const auto l_Waited = Clock::now() - l_Start;
     EXPECT_TRUE(l_Waited >= KELSysRegLockWait && l_Waited < KELSysRegLockWait + std::chrono::seconds(30));
     EXPECT_TRUE(l_Key.GetPath().IsEmpty());
-    const bool l_Read = l_Access == KELSysRegAccessRead;
+    const bool l_Read = l_Access == k_Read;
     EXPECT_EQ(TakeTrace(), "  OpenKeyReal m_Path: , l_OpenMode: " + std::string(l_Read ? "0" : "2") +
                                ", l_Rc: 80004005\n[E] KELSYSREGKEY:   OpenKeyReal " + Path("HKLM/K.json") +
                                ": " + (l_Read ? "shared" : "exclusive") + " lock not granted within " +
                                std::to_string(KELSysRegLockWait.count()) + " ms (E_TIMEOUT)\n");
   }
-  kill(l_Child, SIGKILL);
-  waitpid(l_Child, nullptr, 0);
-  close(l_Pipe[0]);
-  close(l_Pipe[1]);
+  close(l_Holder);
   KELSysRegKey l_Key;
-  MORUnicodeString l_Value;
-  EXPECT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite), KEL_S_OK);
-  EXPECT_TRUE(l_Key.QueryStringValue("V", l_Value) == KEL_S_OK && l_Value == MORUnicodeString("old"));
-}
-
-// A child made by fork while a key is held keeps a descriptor of the locked file: the lock still ends
-// when the parent closes the key, not when the child lets go of that descriptor.
-TEST_F(KELSysRegLockTest, CloseUnlocksWhileAForkedChildKeepsTheFileOpen) {
-  WriteKey("HKLM/K", "{\"K\":{}}");
-  KELSysRegKey l_Key;
-  ASSERT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite), KEL_S_OK);
-  pid_t l_Child = fork();
-  if (l_Child == 0) {
-    for (;;) pause();  // keeps every descriptor it inherited
-  }
-  EXPECT_TRUE(IsLocked("HKLM/K.json"));
-  EXPECT_EQ(l_Key.CloseKey(), KEL_S_OK);
-  EXPECT_FALSE(IsLocked("HKLM/K.json"));
-  kill(l_Child, SIGKILL);
-  waitpid(l_Child, nullptr, 0);
+  EXPECT_EQ(l_Key.OpenKey(k_HKLM, "K", k_ReadWrite), KEL_S_OK);
+  EXPECT_EQ(KELSysRegValue(l_Key, "V"), "old");
 }
 
 // Whether process iPid has iFile open.
@@ -245,56 +214,49 @@ TEST_F(KELSysRegLockTest, WriterThatWaitedOpensTheFileMadeMeanwhile) {
   for (int l_Round = 0; l_Round < 5; ++l_Round) {
     WriteKey("HKLM/K", "{\"K\":{\"V\":[3,\"old\"]}}");
     const std::string l_File = Path("HKLM/K.json");
-    int l_Fd = open(l_File.c_str(), O_RDONLY | O_CLOEXEC);
-    ASSERT_EQ(flock(l_Fd, LOCK_EX), 0);
-    pid_t l_Child = fork();
-    ASSERT_GE(l_Child, 0);
-    if (l_Child == 0) {
+    const int l_Holder = Hold("HKLM/K.json");
+    const pid_t l_Child = KELSysRegFork([] {
       KELSysRegKey l_Key;
-      MORUnicodeString l_Value;
-      KELSysResult l_Rc = l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite);
-      if (l_Rc == KEL_S_OK) l_Rc = l_Key.QueryStringValue("V", l_Value);
-      if (l_Rc == KEL_S_OK) l_Rc = l_Key.SetStringValue("W", "added");
-      if (l_Rc == KEL_S_OK) l_Rc = l_Key.CloseKey();
-      _exit(l_Rc != KEL_S_OK ? 1 : l_Value != MORUnicodeString("new") ? 2 : 0);
-    }
+      return l_Key.OpenKey(k_HKLM, "K", k_ReadWrite) != KEL_S_OK || KELSysRegValue(l_Key, "V") != "new" ||
+             l_Key.SetStringValue("W", "added") != KEL_S_OK || l_Key.CloseKey() != KEL_S_OK;
+    });
     // The child waits for the lock once it has the file open (or gives up after KELSysRegLockWait).
-    const auto l_Deadline = Clock::now() + KELSysRegLockWait;
-    while (!HasOpen(l_Child, l_File) && Clock::now() < l_Deadline) sched_yield();
-    std::ofstream(Path("HKLM/K.new")) << "{\"K\":{\"V\":[3,\"new\"]}}";
+    for (const auto l_Deadline = Clock::now() + KELSysRegLockWait;
+         !HasOpen(l_Child, l_File) && Clock::now() < l_Deadline;)
+      sched_yield();
+    KELTestWriteFile(Path("HKLM/K.new"), "{\"K\":{\"V\":[3,\"new\"]}}");
     ASSERT_EQ(rename(Path("HKLM/K.new").c_str(), l_File.c_str()), 0);
-    flock(l_Fd, LOCK_UN);
-    close(l_Fd);
-    int l_Status = -1;
-    waitpid(l_Child, &l_Status, 0);
-    EXPECT_TRUE(WIFEXITED(l_Status) && WEXITSTATUS(l_Status) == 0) << "round " << l_Round << ": " << l_Status;
+    flock(l_Holder, LOCK_UN);  // the child has the descriptor too
+    close(l_Holder);
+    EXPECT_EQ(KELSysRegReap(l_Child), 0) << "round " << l_Round;
     EXPECT_EQ(Read("HKLM/K.json"), "{\"Version\":\"1.0\",\"K\":{\"V\":[3,\"new\"],\"W\":[3,\"added\"]}}");
   }
 }
 
 // The key objects one thread opens on one file share its lock: none waits for another, the file is
 // locked until the last writer closes, each writes what it holds. Another thread waits as another
-// process would.
+// process would. A child made by fork meanwhile keeps a descriptor of the locked file: the lock
+// still ends when the last key closes, not when the child lets go of that descriptor.
 TEST_F(KELSysRegLockTest, OneThreadSharesItsLockAmongItsKeys) {
   WriteKey("HKLM/K", "{\"K\":{\"V\":[3,\"old\"]}}");
   KELSysRegKey l_First, l_Second, l_Reader, l_Created;
   auto l_Start = Clock::now();
-  ASSERT_EQ(l_Reader.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead), KEL_S_OK);
+  ASSERT_EQ(l_Reader.OpenKey(k_HKLM, "K", k_Read), KEL_S_OK);
   EXPECT_FALSE(IsLocked("HKLM/K.json"));  // a read-only key holds nothing after its read
-  ASSERT_EQ(l_First.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite), KEL_S_OK);
-  ASSERT_EQ(l_Second.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite), KEL_S_OK);
-  ASSERT_EQ(l_Created.CreateKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead), KEL_S_OK);
-  ASSERT_EQ(l_Reader.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead), KEL_S_OK);
+  ASSERT_EQ(l_First.OpenKey(k_HKLM, "K", k_ReadWrite), KEL_S_OK);
+  const pid_t l_Child = KELSysRegFork([] {
+    for (;;) pause();  // keeps every descriptor it inherited
+    return 0;
+  });
+  ASSERT_EQ(l_Second.OpenKey(k_HKLM, "K", k_ReadWrite), KEL_S_OK);
+  ASSERT_EQ(l_Created.CreateKey(k_HKLM, "K", k_Read), KEL_S_OK);
+  ASSERT_EQ(l_Reader.OpenKey(k_HKLM, "K", k_Read), KEL_S_OK);
   EXPECT_LT(Clock::now() - l_Start, KELSysRegLockWait);
   EXPECT_TRUE(IsLocked("HKLM/K.json"));
   KELSysResult l_OtherThread = KEL_S_OK;
-  std::thread([&l_OtherThread] {
-    KELSysRegKey l_Key;
-    l_OtherThread = l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessReadWrite);
-  }).join();
+  std::thread([&l_OtherThread] { l_OtherThread = KELSysRegKey().OpenKey(k_HKLM, "K", k_ReadWrite); }).join();
   EXPECT_EQ(l_OtherThread, KEL_E_TIMEOUT);
-  MORUnicodeString l_Value;
-  EXPECT_TRUE(l_Reader.QueryStringValue("V", l_Value) == KEL_S_OK && l_Value == MORUnicodeString("old"));
+  EXPECT_EQ(KELSysRegValue(l_Reader, "V"), "old");
   EXPECT_EQ(l_First.SetStringValue("V", "first") | l_Second.SetStringValue("W", "second"), KEL_S_OK);
   EXPECT_EQ(l_Created.SetStringValue("V", "created"), KEL_E_ACCESSDENIED);
   // The key that took the lock closes first; the others keep it.
@@ -306,6 +268,45 @@ TEST_F(KELSysRegLockTest, OneThreadSharesItsLockAmongItsKeys) {
   EXPECT_EQ(l_Second.CloseKey(), KEL_S_OK);
   EXPECT_FALSE(IsLocked("HKLM/K.json"));
   EXPECT_EQ(Read("HKLM/K.json"), "{\"Version\":\"1.0\",\"K\":{\"V\":[3,\"old\"],\"W\":[3,\"second\"]}}");
+  KELSysRegReap(l_Child, true);
+}
+
+// Framework writers add one to a counter in place, under the key file's lock, while changes replace
+// the same key file with a renamed copy that holds one more value: every increment and every value
+// is there at the end, and every read in between sees whole text.
+constexpr int k_Framework = 3, k_Changers = 3, k_Times = 40;
+std::string WriteOrChange(int iIndex) {
+  for (int l_Round = 0; l_Round < k_Times; ++l_Round) {
+    KELSysRegKey l_Key, *l_Changed = nullptr;
+    KELSysRegChange l_Change;
+    uint32_t l_Count = 0;
+    const std::string l_Name = "C" + std::to_string(iIndex) + "_" + std::to_string(l_Round);
+    if (iIndex < k_Framework &&
+        (l_Key.OpenKey(k_HKLM, "K", k_ReadWrite) != KEL_S_OK || !l_Key.GetDamage().empty() ||
+         l_Key.QueryDWORDValue("N", l_Count) != KEL_S_OK ||
+         l_Key.SetDWORDValue("N", l_Count + 1) != KEL_S_OK || l_Key.CloseKey() != KEL_S_OK))
+      return "a framework write failed";
+    if (iIndex >= k_Framework &&
+        (l_Change.Begin(k_HKLM) != KEL_S_OK || l_Change.OpenKey("K", false, l_Changed) != KEL_S_OK ||
+         l_Changed->SetStringValue(l_Name.c_str(), "v") != KEL_S_OK || l_Change.Commit() != KEL_S_OK))
+      return "a change failed: " + l_Change.GetWhy();
+  }
+  return "";
+}
+
+TEST_F(KELSysRegLockTest, FrameworkWritersAndChangesOnOneKeyLoseNothing) {
+  WriteKey("HKLM/K", "{\"Version\":\"1.0\",\"K\":{\"N\":[1,0]}}");
+  KELSysRegChange::SetSyncing(false);  // the order of the writes is at stake here, not the disk
+  EXPECT_EQ(KELSysRegInChildren(k_Framework + k_Changers, WriteOrChange), "");
+  KELSysRegChange::SetSyncing(true);
+  KELSysRegKey l_Key;
+  ASSERT_EQ(l_Key.OpenKey(k_HKLM, "K", k_Read), KEL_S_OK);
+  uint32_t l_Count = 0;
+  EXPECT_EQ(l_Key.QueryDWORDValue("N", l_Count), KEL_S_OK);
+  EXPECT_EQ(l_Count, uint32_t(k_Framework * k_Times));
+  Names l_Values;
+  l_Key.EnumValues(l_Values);
+  EXPECT_EQ(l_Values.size(), size_t(1 + k_Changers * k_Times));
 }
 
 }  // namespace

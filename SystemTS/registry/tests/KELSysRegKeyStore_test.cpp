@@ -117,7 +117,7 @@ TEST_P(KELSysRegUnreadTest, OpensWithoutValuesAndKeepsTheFile) {
   const std::string l_File = Path("HKLM/K.json");
   fs::remove(l_File);
   if (!GetParam().m_Make(l_File)) GTEST_SKIP() << GetParam().m_Name << ": no such file can be made here";
-  const std::string l_Head = KELSysRegReadFile(l_File).substr(0, 64);
+  const std::string l_Head = KELTestReadFile(l_File).substr(0, 64);
   const uintmax_t l_Size = fs::file_size(l_File);
   const auto l_Time = fs::last_write_time(l_File);
   char l_Why[256];
@@ -150,7 +150,7 @@ TEST_P(KELSysRegUnreadTest, OpensWithoutValuesAndKeepsTheFile) {
   }
   EXPECT_EQ(fs::file_size(l_File), l_Size);
   EXPECT_EQ(fs::last_write_time(l_File), l_Time);
-  EXPECT_EQ(KELSysRegReadFile(l_File).substr(0, 64), l_Head);
+  EXPECT_EQ(KELTestReadFile(l_File).substr(0, 64), l_Head);
   // Nor does it keep a lock while open: made readable meanwhile, the file is locked by the next writer.
   if (fs::is_symlink(l_File)) return;
   KELSysRegKey l_Unread, l_Writer;
@@ -184,7 +184,7 @@ INSTANTIATE_TEST_SUITE_P(
                                  const char* l_Short = "/sys/devices/system/cpu/online";
                                  struct stat l_Stat;
                                  if (stat(l_Short, &l_Stat) != 0 || !S_ISREG(l_Stat.st_mode) ||
-                                     uintmax_t(l_Stat.st_size) <= KELSysRegReadFile(l_Short).size())
+                                     uintmax_t(l_Stat.st_size) <= KELTestReadFile(l_Short).size())
                                    return false;
                                  fs::create_symlink(l_Short, iPath);
                                  return true;
@@ -339,7 +339,7 @@ int WriteBackCutShort(const std::string& iRoot, const ShortCase& iCase) {
     if (l_Key.SetStringValue(std::string(1, l_Name).c_str(), std::string(1000, l_Name).c_str()) != KEL_S_OK)
       return 1;
   if (l_Key.CloseKey() != KEL_S_OK) return 1;
-  const std::string l_File = iRoot + "/HKLM/K.json", l_Old = KELSysRegReadFile(l_File);
+  const std::string l_File = iRoot + "/HKLM/K.json", l_Old = KELTestReadFile(l_File);
   if (iCase.m_By == k_FileSizeLimit) {
     signal(SIGXFSZ, SIG_IGN);
     rlimit l_Limit{100, RLIM_INFINITY};
@@ -357,7 +357,7 @@ int WriteBackCutShort(const std::string& iRoot, const ShortCase& iCase) {
     if (!iCase.m_Grow && l_Key.DeleteValue(std::string(1, l_Name).c_str()) != KEL_S_OK) return 3;
   if (iCase.m_Grow && l_Key.SetStringValue("Z", std::string(20000, 'z').c_str()) != KEL_S_OK) return 3;
   if (l_Key.CloseKey() != iCase.m_Rc) return 4;
-  const std::string l_Now = KELSysRegReadFile(l_File);
+  const std::string l_Now = KELTestReadFile(l_File);
   if (iCase.m_Rc != KEL_S_OK)
     return l_Now == l_Old && l_Trace->GetText().find("[E] KELSYSREGKEY:   CloseKey " + l_File +
                                                      ": write-back failed (" + KELSysResultName(iCase.m_Rc) +
