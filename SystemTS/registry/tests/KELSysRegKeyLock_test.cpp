@@ -2,7 +2,6 @@
 // and must lose no update, reads that must never see a write-back halfway, a holder that never lets
 // go, a key file replaced while a writer waits for it, and one thread opening a key many times.
 // Children start together (KELSysRegInChildren) and report every read that went wrong.
-#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -21,11 +20,6 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-// "" for success, else what failed and how.
-std::string Failed(const std::string& iWhat, KELSysResult iRc) {
-  return iRc == KEL_S_OK ? "" : iWhat + ": " + KELSysResultName(iRc);
-}
 
 class KELSysRegLockTest : public KELSysRegKeyTest {
  protected:
@@ -68,7 +62,7 @@ std::string WriteSteps(int iWriter) {
       l_Rc = l_Key.QueryDWORDValue(StepValue(iWriter, l_Step - 5).c_str(), l_Before);
     if (l_Rc == KEL_S_OK) l_Rc = l_Key.SetDWORDValue(StepValue(iWriter, l_Step).c_str(), uint32_t(l_Step));
     if (l_Rc == KEL_S_OK) l_Rc = l_Key.CloseKey();
-    if (l_Rc != KEL_S_OK) return Failed("step " + std::to_string(l_Step), l_Rc);
+    if (l_Rc != KEL_S_OK) return "step " + std::to_string(l_Step) + ": " + KELSysResultName(l_Rc);
   }
   return "";
 }
@@ -90,83 +84,6 @@ TEST_F(KELSysRegLockTest, ConcurrentWritersCreateTreesAndLoseNoUpdate) {
   }
   EXPECT_EQ(l_Found, k_Writers * k_Steps);
   EXPECT_TRUE(Exists("HKLM.json") && Read("HKLM/T0/S0.json").starts_with("{\"Version\":\"1.0\",\"S0\":{\"w"));
-  std::cout << "[ FIGURES  ] " << k_Writers << " processes x " << k_Steps
-            << " create/set/close cycles: " << l_Found << " values found\n";
-}
-
-// Writers set Path and SPlevel of the keys T/X0..T/X3 together, Path alternately short and long,
-// for at least k_Rounds rounds and until the reader has made k_MinReads reads; the reader opens and
-// queries the keys until the writers are done. So the reads up to k_MinReads all meet writers.
-struct ReadCounters {
-  std::atomic<int> m_WritersDone{0};
-  std::atomic<long> m_Writes{0}, m_Reads{0}, m_ReadsWhileWriting{0}, m_LongSeen{0};
-};
-constexpr int k_Rewriters = 4, k_Rounds = 150, k_Keys = 4, k_MinReads = 4000;
-
-// The level "w.r" of an odd round r goes with a long path, so the file grows and shrinks.
-std::string PathText(const std::string& iLevel) {
-  return "/opt/" + iLevel + ((iLevel.back() - '0') % 2 == 1 ? "/" + std::string(4000, 'L') : "");
-}
-
-std::string Rewrite(int iWriter, ReadCounters& ioCounters) {
-  for (int l_Round = 0; l_Round < k_Rounds || ioCounters.m_Reads < k_MinReads;
-       ++l_Round, ++ioCounters.m_Writes) {
-    KELSysRegKey l_Key;
-    const std::string l_Name = "T\\X" + std::to_string((iWriter + l_Round) % k_Keys);
-    const std::string l_Level = std::to_string(iWriter) + "." + std::to_string(l_Round);
-    KELSysResult l_Rc = l_Key.OpenKey(k_HKLM, l_Name.c_str(), k_ReadWrite);
-    if (l_Rc == KEL_S_OK) l_Rc = l_Key.SetStringValue("Path", PathText(l_Level).c_str());
-    if (l_Rc == KEL_S_OK) l_Rc = l_Key.SetStringValue("SPlevel", l_Level.c_str());
-    if (l_Rc == KEL_S_OK) l_Rc = l_Key.CloseKey();
-    if (l_Rc != KEL_S_OK)
-      return Failed("rewrite of " + l_Name + " in round " + std::to_string(l_Round), l_Rc);
-  }
-  return "";
-}
-
-std::string ReadAll(ReadCounters& ioCounters) {
-  for (long l_Read = 0; ioCounters.m_WritersDone < k_Rewriters || l_Read < k_MinReads; ++l_Read) {
-    bool l_Writing = ioCounters.m_WritersDone < k_Rewriters;
-    KELSysRegKey l_Key;
-    const std::string l_Name = "T\\X" + std::to_string(l_Read % k_Keys);
-    const std::string l_What = "read " + std::to_string(l_Read) + " of " + l_Name;
-    KELSysResult l_Rc = l_Key.OpenKey(k_HKLM, l_Name.c_str(), k_Read);
-    if (l_Rc != KEL_S_OK) return Failed(l_What, l_Rc);
-    const std::string l_Path = KELSysRegValue(l_Key, "Path");
-    const std::string l_Level = KELSysRegValue(l_Key, "SPlevel");
-    if (l_Path != PathText(l_Level))
-      return l_What + " found SPlevel " + l_Level + " with a path of " + std::to_string(l_Path.size()) +
-             " bytes";
-    ++ioCounters.m_Reads;
-    ioCounters.m_ReadsWhileWriting += l_Writing;
-    ioCounters.m_LongSeen += l_Path.size() > 1000;
-  }
-  return "";
-}
-
-TEST_F(KELSysRegLockTest, ReadersSeeWholeWriteBacksOnly) {
-  for (int l_Key = 0; l_Key < k_Keys; ++l_Key)
-    WriteKey("HKLM/T/X" + std::to_string(l_Key),
-             "{\"X" + std::to_string(l_Key) + "\":{\"Path\":[3,\"/opt/9.0\"],\"SPlevel\":[3,\"9.0\"]}}");
-  void* l_Page =
-      mmap(nullptr, sizeof(ReadCounters), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  ASSERT_NE(l_Page, MAP_FAILED);
-  ReadCounters* l_Counters = new (l_Page) ReadCounters();
-  EXPECT_EQ(KELSysRegInChildren(k_Rewriters + 1,
-                                [l_Counters](int iChild) {
-                                  if (iChild == k_Rewriters) return ReadAll(*l_Counters);
-                                  std::string l_Said = Rewrite(iChild, *l_Counters);
-                                  ++l_Counters->m_WritersDone;  // also after a failure: the reader stops
-                                  return l_Said;
-                                }),
-            "");
-  EXPECT_GE(l_Counters->m_Writes, k_Rewriters * k_Rounds);
-  EXPECT_GE(l_Counters->m_ReadsWhileWriting, k_MinReads);
-  EXPECT_GT(l_Counters->m_LongSeen, 0);
-  std::cout << "[ FIGURES  ] " << k_Rewriters << " writers, " << l_Counters->m_Writes
-            << " rewrites; 1 reader: " << l_Counters->m_Reads << " reads (" << l_Counters->m_ReadsWhileWriting
-            << " while writers ran, " << l_Counters->m_LongSeen << " long paths)\n";
-  munmap(l_Page, sizeof(ReadCounters));
 }
 
 // The exclusive lock is held elsewhere and never let go: opens of every kind give up after the
@@ -196,16 +113,10 @@ TEST_F(KELSysRegLockTest, OpenGivesUpOnAStuckHolder) {
 
 // Whether process iPid has iFile open.
 bool HasOpen(pid_t iPid, const std::string& iFile) {
-  const std::string l_Folder = "/proc/" + std::to_string(iPid) + "/fd/";
-  DIR* l_Dir = opendir(l_Folder.c_str());
-  bool l_Found = false;
-  while (dirent* l_Entry = l_Dir ? readdir(l_Dir) : nullptr) {
-    char l_Target[4096];
-    ssize_t l_Length = readlink((l_Folder + l_Entry->d_name).c_str(), l_Target, sizeof l_Target);
-    l_Found |= l_Length > 0 && std::string_view(l_Target, size_t(l_Length)) == iFile;
-  }
-  if (l_Dir) closedir(l_Dir);
-  return l_Found;
+  std::error_code l_Error;
+  for (const auto& l_Fd : fs::directory_iterator("/proc/" + std::to_string(iPid) + "/fd", l_Error))
+    if (fs::read_symlink(l_Fd.path(), l_Error) == iFile) return true;
+  return false;
 }
 
 // A writer that opened the key file and then waited for its lock while the file was replaced (a
@@ -271,42 +182,98 @@ TEST_F(KELSysRegLockTest, OneThreadSharesItsLockAmongItsKeys) {
   KELSysRegReap(l_Child, true);
 }
 
-// Framework writers add one to a counter in place, under the key file's lock, while changes replace
-// the same key file with a renamed copy that holds one more value: every increment and every value
-// is there at the end, and every read in between sees whole text.
-constexpr int k_Framework = 3, k_Changers = 3, k_Times = 40;
-std::string WriteOrChange(int iIndex) {
-  for (int l_Round = 0; l_Round < k_Times; ++l_Round) {
+// On the keys X0..X3 at once, each child taking them in turn: framework writers add one to a key's
+// counter N and set its Path and SPlevel together (Path alternately short and long, so the file
+// grows and shrinks in place), under the key file's lock; changes replace a key file with a renamed
+// copy that holds one more value; a reader opens and queries the keys until the writers are done. The
+// framework writers go on for at least k_Rounds rounds and until the reader has made k_MinReads reads, so
+// those all meet writers. Every read sees whole text, and every increment and every value is there at the
+// end.
+constexpr int k_Framework = 3, k_Changers = 3, k_Rounds = 150, k_Changes = 40, k_MinReads = 4000, k_Keys = 4;
+struct Counters {
+  std::atomic<long> m_WritersDone{0}, m_Writes{0}, m_Reads{0}, m_ReadsWhileWriting{0}, m_LongSeen{0};
+};
+
+// The level "w.r" of an odd round r goes with a long path.
+std::string PathText(const std::string& iLevel) {
+  return "/opt/" + iLevel + ((iLevel.back() - '0') % 2 == 1 ? "/" + std::string(4000, 'L') : "");
+}
+
+std::string WriteOrRead(int iChild, Counters& ioCounters) {
+  for (long l_Round = 0;
+       iChild < k_Framework                ? l_Round < k_Rounds || ioCounters.m_Reads < k_MinReads
+       : iChild < k_Framework + k_Changers ? l_Round < k_Changes
+                                           : ioCounters.m_WritersDone < k_Framework || l_Round < k_MinReads;
+       ++l_Round) {
+    const bool l_Writing = ioCounters.m_WritersDone < k_Framework;
+    const std::string l_Level = std::to_string(iChild) + "." + std::to_string(l_Round);
     KELSysRegKey l_Key, *l_Changed = nullptr;
     KELSysRegChange l_Change;
     uint32_t l_Count = 0;
-    const std::string l_Name = "C" + std::to_string(iIndex) + "_" + std::to_string(l_Round);
-    if (iIndex < k_Framework &&
-        (l_Key.OpenKey(k_HKLM, "K", k_ReadWrite) != KEL_S_OK || !l_Key.GetDamage().empty() ||
-         l_Key.QueryDWORDValue("N", l_Count) != KEL_S_OK ||
-         l_Key.SetDWORDValue("N", l_Count + 1) != KEL_S_OK || l_Key.CloseKey() != KEL_S_OK))
-      return "a framework write failed";
-    if (iIndex >= k_Framework &&
-        (l_Change.Begin(k_HKLM) != KEL_S_OK || l_Change.OpenKey("K", false, l_Changed) != KEL_S_OK ||
-         l_Changed->SetStringValue(l_Name.c_str(), "v") != KEL_S_OK || l_Change.Commit() != KEL_S_OK))
-      return "a change failed: " + l_Change.GetWhy();
+    const std::string l_Name = "X" + std::to_string((iChild + l_Round) % k_Keys);
+    if (iChild >= k_Framework + k_Changers) {
+      const KELSysResult l_Rc = l_Key.OpenKey(k_HKLM, l_Name.c_str(), k_Read);
+      const std::string l_Path = KELSysRegValue(l_Key, "Path"), l_Read = KELSysRegValue(l_Key, "SPlevel");
+      if (l_Rc != KEL_S_OK || !l_Key.GetDamage().empty() || l_Path != PathText(l_Read))
+        return "read " + l_Level + " (" + KELSysResultName(l_Rc) + ") found SPlevel " + l_Read +
+               " with a path of " + std::to_string(l_Path.size()) + " bytes";
+      ++ioCounters.m_Reads;
+      ioCounters.m_ReadsWhileWriting += l_Writing;
+      ioCounters.m_LongSeen += l_Path.size() > 1000;
+    } else if (iChild >= k_Framework) {
+      if (l_Change.Begin(k_HKLM) != KEL_S_OK ||
+          l_Change.OpenKey(l_Name.c_str(), false, l_Changed) != KEL_S_OK ||
+          l_Changed->SetStringValue(("C" + l_Level).c_str(), "v") != KEL_S_OK ||
+          l_Change.Commit() != KEL_S_OK)
+        return "change " + l_Level + " failed: " + l_Change.GetWhy();
+    } else if (l_Key.OpenKey(k_HKLM, l_Name.c_str(), k_ReadWrite) != KEL_S_OK || !l_Key.GetDamage().empty() ||
+               l_Key.QueryDWORDValue("N", l_Count) != KEL_S_OK ||
+               l_Key.SetDWORDValue("N", l_Count + 1) != KEL_S_OK ||
+               l_Key.SetStringValue("Path", PathText(l_Level).c_str()) != KEL_S_OK ||
+               l_Key.SetStringValue("SPlevel", l_Level.c_str()) != KEL_S_OK || l_Key.CloseKey() != KEL_S_OK) {
+      ++ioCounters.m_WritersDone;  // the reader stops
+      return "framework write " + l_Level + " failed";
+    } else {
+      ++ioCounters.m_Writes;
+    }
   }
+  if (iChild < k_Framework) ++ioCounters.m_WritersDone;
   return "";
 }
 
-TEST_F(KELSysRegLockTest, FrameworkWritersAndChangesOnOneKeyLoseNothing) {
-  WriteKey("HKLM/K", "{\"Version\":\"1.0\",\"K\":{\"N\":[1,0]}}");
+TEST_F(KELSysRegLockTest, FrameworkWritersChangesAndReadersOnTheSameKeys) {
+  for (int l_Key = 0; l_Key < k_Keys; ++l_Key)
+    WriteKey("HKLM/X" + std::to_string(l_Key),
+             "{\"X" + std::to_string(l_Key) +
+                 "\":{\"N\":[1,0],\"Path\":[3,\"/opt/9.0\"],\"SPlevel\":[3,\"9.0\"]}}");
+  void* l_Page = mmap(nullptr, sizeof(Counters), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(l_Page, MAP_FAILED);
+  Counters* l_Counters = new (l_Page) Counters();
   KELSysRegChange::SetSyncing(false);  // the order of the writes is at stake here, not the disk
-  EXPECT_EQ(KELSysRegInChildren(k_Framework + k_Changers, WriteOrChange), "");
+  EXPECT_EQ(KELSysRegInChildren(k_Framework + k_Changers + 1,
+                                [l_Counters](int iChild) { return WriteOrRead(iChild, *l_Counters); }),
+            "");
   KELSysRegChange::SetSyncing(true);
-  KELSysRegKey l_Key;
-  ASSERT_EQ(l_Key.OpenKey(k_HKLM, "K", k_Read), KEL_S_OK);
-  uint32_t l_Count = 0;
-  EXPECT_EQ(l_Key.QueryDWORDValue("N", l_Count), KEL_S_OK);
-  EXPECT_EQ(l_Count, uint32_t(k_Framework * k_Times));
+  EXPECT_GE(l_Counters->m_Writes, k_Framework * k_Rounds);
+  EXPECT_GE(l_Counters->m_ReadsWhileWriting, k_MinReads);
+  EXPECT_GT(l_Counters->m_LongSeen, 0);
+  std::cout << "[ FIGURES  ] " << k_Framework << " writers, " << l_Counters->m_Writes << " rewrites, "
+            << k_Changers * k_Changes << " changes; 1 reader: " << l_Counters->m_Reads << " reads ("
+            << l_Counters->m_ReadsWhileWriting << " while writers ran, " << l_Counters->m_LongSeen
+            << " long paths)\n";
+  uint32_t l_Sum = 0;
   Names l_Values;
-  l_Key.EnumValues(l_Values);
-  EXPECT_EQ(l_Values.size(), size_t(1 + k_Changers * k_Times));
+  for (int l_Key = 0; l_Key < k_Keys; ++l_Key) {
+    KELSysRegKey l_Open;
+    uint32_t l_Count = 0;
+    ASSERT_EQ(l_Open.OpenKey(k_HKLM, ("X" + std::to_string(l_Key)).c_str(), k_Read), KEL_S_OK);
+    EXPECT_EQ(l_Open.QueryDWORDValue("N", l_Count), KEL_S_OK);
+    l_Sum += l_Count;
+    l_Open.EnumValues(l_Values);
+  }
+  EXPECT_EQ(l_Sum, uint32_t(l_Counters->m_Writes));
+  EXPECT_EQ(l_Values.size(), size_t(3 * k_Keys + k_Changers * k_Changes));
+  munmap(l_Page, sizeof(Counters));
 }
 
 }  // namespace
