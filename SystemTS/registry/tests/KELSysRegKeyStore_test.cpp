@@ -15,13 +15,11 @@
 
 namespace {
 
-class KELSysRegKeyTreeTest : public KELSysRegKeyTest {};
-
 // Creating a key makes the file and folder of every missing parent, up to the hive's own file.
 // Subkeys are the key files with a folder beside them, in the folder's listing order. Deleting takes
 // a key without subkeys, or a whole tree with the links in it (never what they lead to), or the open
 // key itself.
-TEST_F(KELSysRegKeyTreeTest, CreatesListsAndDeletesKeys) {
+TEST_F(KELSysRegKeyTest, CreatesListsAndDeletesKeys) {
   KELSysRegKey l_Key, l_Child;
   l_Key.SetTraceForTest(&m_Trace);
   ASSERT_EQ(l_Key.CreateKey(k_HKLM, "P\\Tree\\Sub", k_ReadWrite), KEL_S_OK);
@@ -83,7 +81,7 @@ TEST_F(KELSysRegKeyTreeTest, CreatesListsAndDeletesKeys) {
 // or a file whose reads end before the size it reports (a system attribute file, reached through a
 // link). It opens as a key without values, with a trace line saying why; its subkeys are
 // listed and opened; every change is refused and nothing is written back over the unread bytes.
-TEST_F(KELSysRegKeyTreeTest, UnreadFileOpensWithoutValuesAndIsKept) {
+TEST_F(KELSysRegKeyTest, UnreadFileOpensWithoutValuesAndIsKept) {
   WriteKey("HKLM/K");
   WriteKey("HKLM/K/Sub", "{\"Sub\":{\"V\":[3,\"below\"]}}");
   const std::string l_File = Path("HKLM/K.json");
@@ -171,40 +169,36 @@ void Lay(ChildPart iPart, const std::string& iAt, const std::string& iTarget, bo
   if (iPart == k_Link) fs::create_symlink(iTarget, iAt);
 }
 
-TEST_F(KELSysRegKeyTreeTest, ChildOpensAsTheWholePathWould) {
-  struct Case {
-    const char* m_Name;
-    ChildPart m_Folder, m_File;
-    KELSysResult m_Rc;    // of an open for reading; one for writing fails or not alike
-    const char* m_Value;  // of "V" after the open
-  };
+TEST_F(KELSysRegKeyTest, ChildOpensAsTheWholePathWould) {
   alarm(10);
-  for (const Case& l_Case :
-       {Case{"Real", k_Real, k_Real, KEL_S_OK, "file"}, Case{"FolderLink", k_Link, k_Real, KEL_S_OK, "file"},
-        Case{"FileLink", k_Real, k_Link, KEL_S_OK, "linked file"},
-        Case{"NoFolder", k_Missing, k_Real, KEL_E_FAIL, "?"},
-        Case{"NoFile", k_Real, k_Missing, KELSysResultFromErrno(ENOENT), "?"},
-        Case{"FifoFile", k_Real, k_Fifo, KEL_E_FAIL, "?"},
-        Case{"FolderFile", k_Real, k_Folder, KEL_E_FAIL, "?"},
-        Case{"DeviceFile", k_Real, k_Device, KEL_E_FAIL, "?"}}) {
-    const std::string l_Hive = std::string(l_Case.m_Name) + "/HKLM/";
-    KELSysRegSetRootForTest(Path(l_Case.m_Name).c_str());
+  // The layout, what stands at P/C and P/C.json, the result of an open for reading (one for writing
+  // fails or not alike) and the value of V after the open.
+  for (const auto& [l_Name, l_Folder, l_File, l_Result, l_Value] :
+       {std::tuple{"Real", k_Real, k_Real, KEL_S_OK, "file"},
+        {"FolderLink", k_Link, k_Real, KEL_S_OK, "file"},
+        {"FileLink", k_Real, k_Link, KEL_S_OK, "linked file"},
+        {"NoFolder", k_Missing, k_Real, KEL_E_FAIL, "?"},
+        {"NoFile", k_Real, k_Missing, KELSysResultFromErrno(ENOENT), "?"},
+        {"FifoFile", k_Real, k_Fifo, KEL_E_FAIL, "?"},
+        {"FolderFile", k_Real, k_Folder, KEL_E_FAIL, "?"},
+        {"DeviceFile", k_Real, k_Device, KEL_E_FAIL, "?"}}) {
+    const std::string l_Hive = std::string(l_Name) + "/HKLM/";
+    KELSysRegSetRootForTest(Path(l_Name).c_str());
     WriteKey(l_Hive + "P");
     KELTestWriteFile(Path(l_Hive + "C.json"), "{\"C\":{\"V\":[3,\"decoy\"]}}");
-    Lay(l_Case.m_Folder, Path(l_Hive + "P/C"), Path(l_Hive + "Elsewhere"), true);
-    Lay(l_Case.m_File, Path(l_Hive + "P/C.json"), Path(l_Case.m_Name + std::string("/Target.json")), false);
+    Lay(l_Folder, Path(l_Hive + "P/C"), Path(l_Hive + "Elsewhere"), true);
+    Lay(l_File, Path(l_Hive + "P/C.json"), Path(l_Name + std::string("/Target.json")), false);
     for (uint32_t l_Access : {k_Read, k_ReadWrite})
       for (bool l_BelowParent : {true, false}) {
-        SCOPED_TRACE(l_Case.m_Name +
-                     std::string(l_BelowParent ? " below P, access " : " from the hive, access ") +
+        SCOPED_TRACE(l_Name + std::string(l_BelowParent ? " below P, access " : " from the hive, access ") +
                      std::to_string(l_Access));
         KELSysRegKey l_Parent, l_Key;
         ASSERT_EQ(l_Parent.OpenKey(k_HKLM, "P", k_Read), KEL_S_OK);
         const KELSysResult l_Rc =
             l_BelowParent ? l_Key.OpenKey(l_Parent, "C", l_Access) : l_Key.OpenKey(k_HKLM, "P\\C", l_Access);
-        EXPECT_EQ(l_Rc < 0, l_Case.m_Rc < 0);
-        EXPECT_TRUE(l_Access != k_Read || l_Rc == l_Case.m_Rc) << KELSysResultName(l_Rc);
-        EXPECT_EQ(KELSysRegValue(l_Key, "V"), l_Case.m_Value);
+        EXPECT_EQ(l_Rc < 0, l_Result < 0);
+        EXPECT_TRUE(l_Access != k_Read || l_Rc == l_Result) << KELSysResultName(l_Rc);
+        EXPECT_EQ(KELSysRegValue(l_Key, "V"), l_Value);
         EXPECT_EQ(l_Key.GetPath().IsEmpty(), l_Rc < 0);
       }
   }
@@ -214,23 +208,20 @@ TEST_F(KELSysRegKeyTreeTest, ChildOpensAsTheWholePathWould) {
 // A key named from the hive by a path with links or ".." steps in it is the key of that whole path:
 // a registry reached through a link, a step out of a folder and back, a step through a missing one.
 // A child named ".." of P is the file "...json" in P's own folder.
-TEST_F(KELSysRegKeyTreeTest, KeyPathsWithLinksAndDotsOpenAsTheWholePath) {
+TEST_F(KELSysRegKeyTest, KeyPathsWithLinksAndDotsOpenAsTheWholePath) {
   WriteKey("Real/HKLM/P/C", "{\"C\":{\"V\":[3,\"file\"]}}");
   fs::create_directory_symlink(Path("Real"), Path("Linked"));
-  struct Case {
-    const char* m_Root;
-    const char* m_KeyPath;
-    KELSysResult m_Rc;
-  };
-  for (const Case& l_Case : {Case{"Real", "P\\C", KEL_S_OK}, Case{"Linked", "P\\C", KEL_S_OK},
-                             Case{"Real", "P\\..\\P\\C", KEL_S_OK}, Case{"Real", "Q\\..\\P\\C", KEL_E_FAIL},
-                             Case{"Linked", "P\\C\\..\\C", KEL_S_OK}}) {
-    KELSysRegSetRootForTest(Path(l_Case.m_Root).c_str());
+  for (const auto& [l_Root, l_KeyPath, l_Result] : {std::tuple{"Real", "P\\C", KEL_S_OK},
+                                                    {"Linked", "P\\C", KEL_S_OK},
+                                                    {"Real", "P\\..\\P\\C", KEL_S_OK},
+                                                    {"Real", "Q\\..\\P\\C", KEL_E_FAIL},
+                                                    {"Linked", "P\\C\\..\\C", KEL_S_OK}}) {
+    KELSysRegSetRootForTest(Path(l_Root).c_str());
     for (int l_Round = 0; l_Round < 6; ++l_Round) {
       KELSysRegKey l_Key;
-      SCOPED_TRACE(std::string(l_Case.m_Root) + " " + l_Case.m_KeyPath);
-      ASSERT_EQ(l_Key.OpenKey(k_HKLM, l_Case.m_KeyPath, k_ReadWrite), l_Case.m_Rc);
-      if (l_Case.m_Rc != KEL_S_OK) continue;
+      SCOPED_TRACE(std::string(l_Root) + " " + l_KeyPath);
+      ASSERT_EQ(l_Key.OpenKey(k_HKLM, l_KeyPath, k_ReadWrite), l_Result);
+      if (l_Result != KEL_S_OK) continue;
       EXPECT_EQ(KELSysRegValue(l_Key, "V"), "file");
       EXPECT_EQ(l_Key.SetDWORDValue("N", uint32_t(l_Round)), KEL_S_OK);
       EXPECT_EQ(l_Key.CloseKey(), KEL_S_OK);
@@ -267,21 +258,19 @@ bool MakeMountNamespace() {
 // bytes afterwards and the close reports the failure. On the full disk a shrinking write-back needs
 // no new room and succeeds. Each case runs in a child, which ends with the first step that failed,
 // 0 when all passed, or k_NoNamespace.
-TEST_F(KELSysRegKeyTreeTest, WriteBackCutShortLeavesTheOldBytesAndReportsTheFailure) {
-  struct Case {
-    const char* m_Name;
-    bool m_FullDisk, m_Grow;
-    KELSysResult m_Rc;  // of the close
-  };
-  for (const Case& l_Case : {Case{"FileSizeLimitShrink", false, false, KELSysResultFromErrno(EFBIG)},
-                             Case{"FileSizeLimitGrow", false, true, KELSysResultFromErrno(EFBIG)},
-                             Case{"FullDiskShrink", true, false, KEL_S_OK},
-                             Case{"FullDiskGrow", true, true, KELSysResultFromErrno(ENOSPC)}}) {
-    const std::string l_Root = Path(l_Case.m_Name), l_File = l_Root + "/HKLM/K.json";
+TEST_F(KELSysRegKeyTest, WriteBackCutShortLeavesTheOldBytesAndReportsTheFailure) {
+  // How the write-back is cut short, whether it grows the file, and the result of the close.
+  for (const auto& [l_Name, l_FullDisk, l_Grow, l_Result] :
+       {std::tuple{"FileSizeLimitShrink", false, false, KELSysResultFromErrno(EFBIG)},
+        {"FileSizeLimitGrow", false, true, KELSysResultFromErrno(EFBIG)},
+        {"FullDiskShrink", true, false, KEL_S_OK},
+        {"FullDiskGrow", true, true, KELSysResultFromErrno(ENOSPC)}}) {
+    const std::string l_Root = Path(l_Name), l_File = l_Root + "/HKLM/K.json";
     fs::create_directory(l_Root);
-    const int l_Status = KELSysRegReap(KELSysRegFork([&] {
+    const int l_Status = KELSysRegReap(KELSysRegFork([&, l_Name = l_Name, l_FullDisk = l_FullDisk,
+                                                      l_Grow = l_Grow, l_Result = l_Result] {
       KELSysRegSetRootForTest(l_Root.c_str());
-      if (l_Case.m_FullDisk &&
+      if (l_FullDisk &&
           (!MakeMountNamespace() || mount("tmpfs", l_Root.c_str(), "tmpfs", 0, "size=64k") != 0))
         return k_NoNamespace;
       KELSysRegKey l_Key;
@@ -291,34 +280,33 @@ TEST_F(KELSysRegKeyTreeTest, WriteBackCutShortLeavesTheOldBytesAndReportsTheFail
       if ((l_Rc | l_Key.CloseKey()) != KEL_S_OK) return 1;
       const std::string l_Old = KELTestReadFile(l_File);
       rlimit l_Limit{100, RLIM_INFINITY};
-      if (l_Case.m_FullDisk)
+      if (l_FullDisk)
         for (std::ofstream l_Filler(l_Root + "/filler"); l_Filler << std::string(4096, 'f') << std::flush;) {
         }
       else if (signal(SIGXFSZ, SIG_IGN) == SIG_ERR || setrlimit(RLIMIT_FSIZE, &l_Limit) != 0)
         return 2;
       l_Key.SetTraceForTest(&m_Trace);
       if (l_Key.OpenKey(k_HKLM, "K", k_ReadWrite) != KEL_S_OK) return 3;
-      for (char l_Name = 'A'; l_Name < 'J' && !l_Case.m_Grow; ++l_Name)
+      for (char l_Name = 'A'; l_Name < 'J' && !l_Grow; ++l_Name)
         l_Rc |= l_Key.DeleteValue(std::string(1, l_Name).c_str());
-      if (l_Case.m_Grow) l_Rc = l_Key.SetStringValue("Z", std::string(20000, 'z').c_str());
+      if (l_Grow) l_Rc = l_Key.SetStringValue("Z", std::string(20000, 'z').c_str());
       if (l_Rc != KEL_S_OK) return 3;
-      if (l_Key.CloseKey() != l_Case.m_Rc) return 4;
-      if (KELTestReadFile(l_File) != (l_Case.m_Rc != KEL_S_OK ? l_Old
-                                                              : "{\"Version\":\"1.0\",\"K\":{\"J\":[3,\"" +
-                                                                    std::string(1000, 'J') + "\"]}}"))
+      if (l_Key.CloseKey() != l_Result) return 4;
+      if (KELTestReadFile(l_File) != (l_Result != KEL_S_OK ? l_Old
+                                                           : "{\"Version\":\"1.0\",\"K\":{\"J\":[3,\"" +
+                                                                 std::string(1000, 'J') + "\"]}}"))
         return 5;
-      return l_Case.m_Rc == KEL_S_OK ||
-                     TakeTrace().find("[E] KELSYSREGKEY:   CloseKey " + l_File + ": write-back failed (" +
-                                      KELSysResultName(l_Case.m_Rc) + "), old text put back (S_OK)\n") !=
-                         std::string::npos
+      return l_Result == KEL_S_OK || TakeTrace().find("[E] KELSYSREGKEY:   CloseKey " + l_File +
+                                                      ": write-back failed (" + KELSysResultName(l_Result) +
+                                                      "), old text put back (S_OK)\n") != std::string::npos
                  ? 0
                  : 6;
     }));
-    ASSERT_TRUE(WIFEXITED(l_Status)) << l_Case.m_Name << ": child ended by signal " << WTERMSIG(l_Status);
+    ASSERT_TRUE(WIFEXITED(l_Status)) << l_Name << ": child ended by signal " << WTERMSIG(l_Status);
     if (WEXITSTATUS(l_Status) == k_NoNamespace)
-      std::cout << "[ SKIPPED  ] " << l_Case.m_Name << ": no private mount namespace can be made here\n";
+      std::cout << "[ SKIPPED  ] " << l_Name << ": no private mount namespace can be made here\n";
     else
-      EXPECT_EQ(WEXITSTATUS(l_Status), 0) << l_Case.m_Name << ": first failed step of the child";
+      EXPECT_EQ(WEXITSTATUS(l_Status), 0) << l_Name << ": first failed step of the child";
   }
 }
 
@@ -327,7 +315,7 @@ TEST_F(KELSysRegKeyTreeTest, WriteBackCutShortLeavesTheOldBytesAndReportsTheFail
 // holds containers of one member each with blanks between them is read; written back tight, the same
 // tree would take more than the registry's budget for the shorter text.) The close says so; the old
 // text stays.
-TEST_F(KELSysRegKeyTreeTest, WriteBackTooBigOrCostlyKeepsTheOldText) {
+TEST_F(KELSysRegKeyTest, WriteBackTooBigOrCostlyKeepsTheOldText) {
   std::string l_Costly = "{\"Version\":\"1.0\",\"K\":{\"V\":[[1]";
   for (int l_Unit = 0; l_Unit < 20000; ++l_Unit) l_Costly += ",      [1]";
   l_Costly += "]}}";

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <functional>
+#include <iostream>
 #include <memory>
 
 #include "../../../tests/KELTestSupport.h"
@@ -42,27 +43,23 @@ inline int KELSysRegReap(pid_t iChild, bool iKill = false) {
 
 // Runs iBody(0) ... iBody(iCount - 1) each in a child process of its own, starting them together
 // once all are made, and waits for them all. Each body returns what went wrong, or "" when all was
-// well; the result is every complaint, one per line, with how the children that did not end
-// normally ended.
+// well; a child writes that on the standard error and fails. The result tells how the children that
+// did not end well ended, one per line: "" when all did.
 inline std::string KELSysRegInChildren(int iCount, const std::function<std::string(int)>& iBody) {
-  int l_Go[2], l_Report[2];
-  if (pipe(l_Go) != 0 || pipe(l_Report) != 0) return "no pipe\n";
+  int l_Go[2];
+  if (pipe(l_Go) != 0) return "no pipe";
   std::vector<pid_t> l_Children;
   for (int l_Index = 0; l_Index < iCount; ++l_Index)
     l_Children.push_back(KELSysRegFork([&] {
       close(l_Go[1]);
-      char l_Byte;
-      if (read(l_Go[0], &l_Byte, 1) != 0) return 1;  // end of file once the parent made them all
-      std::string l_Said = iBody(l_Index);
-      if (!l_Said.empty()) l_Said = "child " + std::to_string(l_Index) + ": " + l_Said + "\n";
-      return write(l_Report[1], l_Said.data(), l_Said.size()) == ssize_t(l_Said.size()) ? 0 : 1;
+      char l_Byte;  // the read ends (at the end of the file) once the parent has made them all
+      const std::string l_Said = read(l_Go[0], &l_Byte, 1) == 0 ? iBody(l_Index) : "not started";
+      if (!l_Said.empty()) std::cerr << "child " << l_Index << ": " << l_Said << std::endl;
+      return l_Said.empty() ? 0 : 1;
     }));
-  for (int l_Fd : {l_Go[0], l_Go[1], l_Report[1]}) close(l_Fd);
+  close(l_Go[0]);
+  close(l_Go[1]);
   std::string l_Said;
-  char l_Buffer[4096];
-  for (ssize_t l_Got; (l_Got = read(l_Report[0], l_Buffer, sizeof l_Buffer)) > 0;)
-    l_Said.append(l_Buffer, size_t(l_Got));
-  close(l_Report[0]);
   for (pid_t l_Child : l_Children)
     if (int l_Status = KELSysRegReap(l_Child); !WIFEXITED(l_Status) || WEXITSTATUS(l_Status) != 0)
       l_Said += "a child ended with status " + std::to_string(l_Status) + "\n";
