@@ -2,10 +2,6 @@
 // and must lose no update, reads that must never see a write-back halfway, a holder that never lets
 // go, a key file replaced while a writer waits for it, and one thread opening a key many times.
 // Children start together (KELSysRegInChildren) and report every read that went wrong.
-#include <errno.h>
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/file.h>
 #include <sys/mman.h>
 
 #include <atomic>
@@ -26,14 +22,6 @@ class KELSysRegLockTest : public KELSysRegKeyTest {
   // A hang ends the test binary instead of the CI run.
   void SetUp() override { alarm(300); }
   void TearDown() override { alarm(0); }
-
-  // Whether the key file is locked: a new open file description cannot lock it.
-  bool IsLocked(const std::string& iRelative) const {
-    int l_Fd = open(Path(iRelative).c_str(), O_RDONLY | O_CLOEXEC);
-    bool l_Locked = flock(l_Fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-    close(l_Fd);
-    return l_Locked;
-  }
 };
 
 // Step s of every writer creates key T<s/10>\S<s%5> (with its parents): a new parent every ten
@@ -123,10 +111,7 @@ TEST_F(KELSysRegLockTest, OneThreadSharesItsLockAmongItsKeys) {
   ASSERT_EQ(l_Reader.OpenKey(k_HKLM, "K", k_Read), KEL_S_OK);
   EXPECT_FALSE(IsLocked("HKLM/K.json"));  // a read-only key holds nothing after its read
   ASSERT_EQ(l_First.OpenKey(k_HKLM, "K", k_ReadWrite), KEL_S_OK);
-  const pid_t l_Child = KELSysRegFork([] {
-    for (;;) pause();  // keeps every descriptor it inherited
-    return 0;
-  });
+  const pid_t l_Child = KELSysRegFork(pause);  // keeps every descriptor it inherited until killed
   ASSERT_EQ(l_Second.OpenKey(k_HKLM, "K", k_ReadWrite), KEL_S_OK);
   ASSERT_EQ(l_Created.CreateKey(k_HKLM, "K", k_Read), KEL_S_OK);
   ASSERT_EQ(l_Reader.OpenKey(k_HKLM, "K", k_Read), KEL_S_OK);

@@ -1,10 +1,7 @@
 // What opening keys costs at its peak when their files have the costliest shapes: at most 16 times
 // the bytes of the files read plus KELSysJSONPeakFixed for each key open at once, up to the file
 // size limit, whatever the shape. The shapes that would cost more are refused, and only they.
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <cstdlib>
 
 #include "../../MORSysTS03.m/tests/KELSysJSONShapes.h"
 #include "../../MORSysTS03.m/tests/KELSysMemoryPeak.h"

@@ -1,10 +1,6 @@
 // Keys as files and folders: creating, listing and deleting them, key files that are not what they
 // should be, and a disk that fills up during a write-back.
-#include <errno.h>
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sched.h>
-#include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -139,9 +135,7 @@ TEST_F(KELSysRegKeyTest, UnreadFileOpensWithoutValuesAndIsKept) {
     ASSERT_EQ(l_Unread.OpenKey(k_HKLM, "K", k_ReadWrite), KEL_S_OK);
     KELTestWriteFile(l_File, "{\"K\":{}}");
     ASSERT_EQ(l_Writer.OpenKey(k_HKLM, "K", k_ReadWrite), KEL_S_OK);
-    const int l_Fd = open(l_File.c_str(), O_RDONLY | O_CLOEXEC);
-    EXPECT_NE(flock(l_Fd, LOCK_EX | LOCK_NB), 0);
-    close(l_Fd);
+    EXPECT_TRUE(IsLocked("HKLM/K.json"));
   }
 }
 
@@ -153,20 +147,17 @@ TEST_F(KELSysRegKeyTest, UnreadFileOpensWithoutValuesAndIsKept) {
 // failed to open answers queries with success and no output.
 enum ChildPart { k_Missing, k_Real, k_Link, k_Fifo, k_Folder, k_Device };
 
-// Lays the part at iAt: a link leads to iTarget, made as a folder (iFolder) or as a key file.
+// Lays the part at iAt: a folder (iFolder) or a key file, or a link to one made at iTarget, or a
+// FIFO, a folder or a link to a device where the key file should be.
 void Lay(ChildPart iPart, const std::string& iAt, const std::string& iTarget, bool iFolder) {
-  const std::string& l_Made = iPart == k_Link ? iTarget : iAt;
-  if (iPart == k_Fifo) {
-    ASSERT_EQ(mkfifo(iAt.c_str(), 0644), 0);
-  } else if (iPart == k_Folder || (iFolder && (iPart == k_Real || iPart == k_Link))) {
-    fs::create_directories(l_Made);
-  } else if (iPart == k_Device) {
-    fs::create_symlink("/dev/zero", iAt);
-  } else if (iPart != k_Missing) {
+  const bool l_Made = iPart == k_Real || iPart == k_Link;
+  if (iPart == k_Fifo) mkfifo(iAt.c_str(), 0644);
+  if (iPart == k_Folder || (l_Made && iFolder)) fs::create_directories(iPart == k_Link ? iTarget : iAt);
+  if (l_Made && !iFolder)
     KELTestWriteFile(
-        l_Made, std::string("{\"C\":{\"V\":[3,\"") + (iPart == k_Real ? "file" : "linked file") + "\"]}}");
-  }
-  if (iPart == k_Link) fs::create_symlink(iTarget, iAt);
+        iPart == k_Link ? iTarget : iAt,
+        std::string("{\"C\":{\"V\":[3,\"") + (iPart == k_Real ? "file" : "linked file") + "\"]}}");
+  if (iPart == k_Link || iPart == k_Device) fs::create_symlink(iPart == k_Link ? iTarget : "/dev/zero", iAt);
 }
 
 TEST_F(KELSysRegKeyTest, ChildOpensAsTheWholePathWould) {
@@ -190,7 +181,7 @@ TEST_F(KELSysRegKeyTest, ChildOpensAsTheWholePathWould) {
     Lay(l_File, Path(l_Hive + "P/C.json"), Path(l_Name + std::string("/Target.json")), false);
     for (uint32_t l_Access : {k_Read, k_ReadWrite})
       for (bool l_BelowParent : {true, false}) {
-        SCOPED_TRACE(l_Name + std::string(l_BelowParent ? " below P, access " : " from the hive, access ") +
+        SCOPED_TRACE(l_Name + std::string(l_BelowParent ? " below P" : " from the hive") +
                      std::to_string(l_Access));
         KELSysRegKey l_Parent, l_Key;
         ASSERT_EQ(l_Parent.OpenKey(k_HKLM, "P", k_Read), KEL_S_OK);

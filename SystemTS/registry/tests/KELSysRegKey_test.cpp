@@ -1,10 +1,6 @@
 // Keys and their values: hives and key paths mapped onto files (also below a registry root of the
 // program's own), every value type written and read back, what the queries and the open make of
 // every shape a key file and a value can take, and keys opened read-only.
-#include "KELSysRegKey.h"
-
-#include <gtest/gtest.h>
-
 #include "KELSysRegTestSupport.h"
 
 namespace {
@@ -60,7 +56,6 @@ TEST_F(KELSysRegKeyTest, RoundTripsEveryValueTypeAndMapsKeyPathsOntoFiles) {
 
   // A registry root set by the program (trailing slashes dropped) moves all three hives, HKCU
   // included, and takes precedence over the test root.
-  fs::create_directories(Path("image"));
   EXPECT_EQ(KELSysRegSetRegistryRoot((Path("image") + "//").c_str()), KEL_S_OK);
   EXPECT_EQ(KELSysRegGetRegistryRoot(), Path("image"));
   for (auto [l_Hive, l_Name] : {std::pair{KELSysRegHiveClassesRoot, "HKCR"},

@@ -5,7 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <errno.h>
+#include <fcntl.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -57,8 +60,7 @@ inline std::string KELSysRegInChildren(int iCount, const std::function<std::stri
       if (!l_Said.empty()) std::cerr << "child " << l_Index << ": " << l_Said << std::endl;
       return l_Said.empty() ? 0 : 1;
     }));
-  close(l_Go[0]);
-  close(l_Go[1]);
+  for (int l_Fd : l_Go) close(l_Fd);
   std::string l_Said;
   for (pid_t l_Child : l_Children)
     if (int l_Status = KELSysRegReap(l_Child); !WIFEXITED(l_Status) || WEXITSTATUS(l_Status) != 0)
@@ -95,6 +97,13 @@ class KELSysRegKeyTest : public testing::Test {
   }
   std::string Read(const std::string& iRelative) const { return KELTestReadFile(Path(iRelative)); }
   bool Exists(const std::string& iRelative) const { return fs::exists(fs::symlink_status(Path(iRelative))); }
+  // Whether the key file is locked: a new open file description cannot lock it.
+  bool IsLocked(const std::string& iRelative) const {
+    int l_Fd = open(Path(iRelative).c_str(), O_RDONLY | O_CLOEXEC);
+    bool l_Locked = flock(l_Fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    close(l_Fd);
+    return l_Locked;
+  }
   // The trace lines so far, without their "[D] KELSYSREGKEY: " heads; then forgotten.
   std::string TakeTrace() {
     std::string l_Text = m_TraceOutput->GetText(), l_Head = "[D] KELSYSREGKEY: ";
