@@ -1,13 +1,11 @@
-// Several processes on one registry: writers that create trees and read-modify-write keys at once
-// and must lose no update, reads that must never see a write-back halfway, a holder that never lets
-// go, a key file replaced while a writer waits for it, and one thread opening a key many times.
-// Children start together (KELSysRegInChildren) and report every read that went wrong.
+// Locks on key files: a holder that never lets go, a key file replaced while a writer waits for it,
+// one thread opening a key many times, and many processes on one registry at once: writers that
+// create trees and read-modify-write keys and must lose no update, changes that replace key files,
+// and reads that must never see a write-back halfway. Children start together (KELSysRegInChildren)
+// and report every read that went wrong.
 #include <sys/mman.h>
 
 #include <atomic>
-#include <chrono>
-#include <iostream>
-#include <thread>
 
 #include "KELSysRegChange.h"
 #include "KELSysRegLock.h"
@@ -196,10 +194,9 @@ std::string WriteOrRead(int iChild, Counters& ioCounters) {
 
 // The writers of steps and the children on X0..X3 all at once.
 TEST_F(KELSysRegLockTest, ManyProcessesLoseNoUpdateAndReadWholeText) {
-  for (int l_Key = 0; l_Key < k_Keys; ++l_Key)
-    WriteKey("HKLM/X" + std::to_string(l_Key),
-             "{\"X" + std::to_string(l_Key) +
-                 "\":{\"N\":[1,0],\"Path\":[3,\"/opt/9.0\"],\"SPlevel\":[3,\"9.0\"]}}");
+  for (std::string l_Key : {"X0", "X1", "X2", "X3"})  // k_Keys of them
+    WriteKey("HKLM/" + l_Key,
+             "{\"" + l_Key + "\":{\"N\":[1,0],\"Path\":[3,\"/opt/9.0\"],\"SPlevel\":[3,\"9.0\"]}}");
   void* l_Page = mmap(nullptr, sizeof(Counters), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   ASSERT_NE(l_Page, MAP_FAILED);
   Counters* l_Counters = new (l_Page) Counters();

@@ -35,14 +35,13 @@ TEST_F(KELSysRegKeyTest, CreatesListsAndDeletesKeys) {
   EXPECT_EQ(l_Child.CreateKey(l_Key, "E", k_ReadWrite), KEL_E_FAIL);
   EXPECT_EQ(l_Child.CreateKey(k_HKLM, "", k_ReadWrite), KEL_E_FAIL);
 
-  for (const char* l_Key : {"HKLM/P/Leaf", "HKLM/P/ViaLink"}) WriteKey(l_Key);
+  WriteKey("HKLM/P/Leaf");
   WriteKey("HKLM/Outside", "keep");
   fs::create_directory_symlink(Path("HKLM/Outside"), Path("HKLM/P/Tree/Sub/Link"));
-  for (const char* l_Folder : {"FolderOnly", "Odd.txt", "Dir.json", "Dir", "Dangling"})
+  for (const char* l_Folder : {"FolderOnly", "Odd.txt", "Dir.json", "Dir", "Dangling", "ViaLink"})
     fs::create_directories(Path("HKLM/P/") + l_Folder);
   for (const char* l_File : {"FileOnly.json", "Plain", "...json", "Target"})
     KELTestWriteFile(Path("HKLM/P/") + l_File, "");
-  fs::remove(Path("HKLM/P/ViaLink.json"));
   fs::create_symlink(Path("HKLM/P/Target"), Path("HKLM/P/ViaLink.json"));
   fs::create_symlink(Path("HKLM/P/Nowhere"), Path("HKLM/P/Dangling.json"));
   Names l_Expected{"kept"}, l_Names{"kept"};
@@ -82,7 +81,6 @@ TEST_F(KELSysRegKeyTest, UnreadFileOpensWithoutValuesAndIsKept) {
   WriteKey("HKLM/K/Sub", "{\"Sub\":{\"V\":[3,\"below\"]}}");
   const std::string l_File = Path("HKLM/K.json");
   const char* l_Short = "/sys/devices/system/cpu/online";
-  struct stat l_Stat;
   for (int l_Case : {0, 1, 2}) {
     SCOPED_TRACE(l_Case == 0 ? "over the limit" : l_Case == 1 ? "costly" : "short read");
     fs::remove(l_File);
@@ -91,8 +89,7 @@ TEST_F(KELSysRegKeyTest, UnreadFileOpensWithoutValuesAndIsKept) {
       ASSERT_EQ(truncate(l_File.c_str(), off_t(MORFileLockBytesMaxSize + 1)), 0);
     } else if (l_Case == 1) {
       KELTestWriteFile(l_File, KELSysJSONShapeText(KELSysJSONShape::OneMemberArrays, size_t(256) << 10));
-    } else if (stat(l_Short, &l_Stat) != 0 || !S_ISREG(l_Stat.st_mode) ||
-               uintmax_t(l_Stat.st_size) <= KELTestReadFile(l_Short).size()) {
+    } else if (!fs::is_regular_file(l_Short) || fs::file_size(l_Short) <= KELTestReadFile(l_Short).size()) {
       GTEST_SKIP() << "no file whose reads end short here";
     } else {
       fs::create_symlink(l_Short, l_File);
@@ -181,8 +178,7 @@ TEST_F(KELSysRegKeyTest, ChildOpensAsTheWholePathWould) {
     Lay(l_File, Path(l_Hive + "P/C.json"), Path(l_Name + std::string("/Target.json")), false);
     for (uint32_t l_Access : {k_Read, k_ReadWrite})
       for (bool l_BelowParent : {true, false}) {
-        SCOPED_TRACE(l_Name + std::string(l_BelowParent ? " below P" : " from the hive") +
-                     std::to_string(l_Access));
+        SCOPED_TRACE(l_Name + std::to_string(l_Access) + (l_BelowParent ? " below P" : " from the hive"));
         KELSysRegKey l_Parent, l_Key;
         ASSERT_EQ(l_Parent.OpenKey(k_HKLM, "P", k_Read), KEL_S_OK);
         const KELSysResult l_Rc =
@@ -266,8 +262,8 @@ TEST_F(KELSysRegKeyTest, WriteBackCutShortLeavesTheOldBytesAndReportsTheFailure)
         return k_NoNamespace;
       KELSysRegKey l_Key;
       KELSysResult l_Rc = l_Key.CreateKey(k_HKLM, "K", k_ReadWrite);
-      for (char l_Name = 'A'; l_Name < 'K'; ++l_Name)
-        l_Rc |= l_Key.SetStringValue(std::string(1, l_Name).c_str(), std::string(1000, l_Name).c_str());
+      for (char l_Letter = 'A'; l_Letter < 'K'; ++l_Letter)
+        l_Rc |= l_Key.SetStringValue(std::string(1, l_Letter).c_str(), std::string(1000, l_Letter).c_str());
       if ((l_Rc | l_Key.CloseKey()) != KEL_S_OK) return 1;
       const std::string l_Old = KELTestReadFile(l_File);
       rlimit l_Limit{100, RLIM_INFINITY};
@@ -278,20 +274,16 @@ TEST_F(KELSysRegKeyTest, WriteBackCutShortLeavesTheOldBytesAndReportsTheFailure)
         return 2;
       l_Key.SetTraceForTest(&m_Trace);
       if (l_Key.OpenKey(k_HKLM, "K", k_ReadWrite) != KEL_S_OK) return 3;
-      for (char l_Name = 'A'; l_Name < 'J' && !l_Grow; ++l_Name)
-        l_Rc |= l_Key.DeleteValue(std::string(1, l_Name).c_str());
+      for (char l_Letter = 'A'; l_Letter < 'J' && !l_Grow; ++l_Letter)
+        l_Rc |= l_Key.DeleteValue(std::string(1, l_Letter).c_str());
       if (l_Grow) l_Rc = l_Key.SetStringValue("Z", std::string(20000, 'z').c_str());
       if (l_Rc != KEL_S_OK) return 3;
       if (l_Key.CloseKey() != l_Result) return 4;
-      if (KELTestReadFile(l_File) != (l_Result != KEL_S_OK ? l_Old
-                                                           : "{\"Version\":\"1.0\",\"K\":{\"J\":[3,\"" +
-                                                                 std::string(1000, 'J') + "\"]}}"))
-        return 5;
-      return l_Result == KEL_S_OK || TakeTrace().find("[E] KELSYSREGKEY:   CloseKey " + l_File +
-                                                      ": write-back failed (" + KELSysResultName(l_Result) +
-                                                      "), old text put back (S_OK)\n") != std::string::npos
-                 ? 0
-                 : 6;
+      const std::string l_New = "{\"Version\":\"1.0\",\"K\":{\"J\":[3,\"" + std::string(1000, 'J') + "\"]}}";
+      if (KELTestReadFile(l_File) != (l_Result != KEL_S_OK ? l_Old : l_New)) return 5;
+      const std::string l_Line = "[E] KELSYSREGKEY:   CloseKey " + l_File + ": write-back failed (" +
+                                 KELSysResultName(l_Result) + "), old text put back (S_OK)\n";
+      return l_Result == KEL_S_OK || TakeTrace().find(l_Line) != std::string::npos ? 0 : 6;
     }));
     ASSERT_TRUE(WIFEXITED(l_Status)) << l_Name << ": child ended by signal " << WTERMSIG(l_Status);
     if (WEXITSTATUS(l_Status) == k_NoNamespace)

@@ -15,7 +15,6 @@
 
 #include <functional>
 #include <iostream>
-#include <memory>
 
 #include "../../../tests/KELTestSupport.h"
 #include "KELSysRegKey.h"
