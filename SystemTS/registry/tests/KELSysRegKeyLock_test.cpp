@@ -140,7 +140,7 @@ TEST_F(KELSysRegLockTest, OneThreadSharesItsLockAmongItsKeys) {
 // framework writers go on for at least k_Rounds rounds and until the reader has made k_MinReads reads, so
 // those all meet writers. Every read sees whole text, and every increment and every value is there at the
 // end.
-constexpr int k_Framework = 3, k_Changers = 3, k_Rounds = 150, k_Changes = 40, k_MinReads = 4000, k_Keys = 4;
+constexpr int k_Framework = 4, k_Changers = 3, k_Rounds = 150, k_Changes = 40, k_MinReads = 4000, k_Keys = 4;
 struct Counters {
   std::atomic<long> m_WritersDone{0}, m_Writes{0}, m_Reads{0}, m_ReadsWhileWriting{0}, m_LongSeen{0};
 };

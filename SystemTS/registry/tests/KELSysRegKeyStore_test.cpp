@@ -178,7 +178,7 @@ TEST_F(KELSysRegKeyTest, ChildOpensAsTheWholePathWould) {
     Lay(l_File, Path(l_Hive + "P/C.json"), Path(l_Name + std::string("/Target.json")), false);
     for (uint32_t l_Access : {k_Read, k_ReadWrite})
       for (bool l_BelowParent : {true, false}) {
-        SCOPED_TRACE(l_Name + std::to_string(l_Access) + (l_BelowParent ? " below P" : " from the hive"));
+        SCOPED_TRACE(l_Name + (" " + std::to_string(l_Access)) + (l_BelowParent ? " below P" : " by path"));
         KELSysRegKey l_Parent, l_Key;
         ASSERT_EQ(l_Parent.OpenKey(k_HKLM, "P", k_Read), KEL_S_OK);
         const KELSysResult l_Rc =
