@@ -1,48 +1,20 @@
-#include "KELSysRegKey.h"
-
-#include <gtest/gtest.h>
-
+// Keys and their values: hives and key paths mapped onto files (also below a registry root of the
+// program's own), every value type written and read back, what the queries and the open make of
+// every shape a key file and a value can take, and keys opened read-only.
 #include "KELSysRegTestSupport.h"
 
 namespace {
 
 const char* const k_Q4 = "SOFTWARE\\Quorvane\\Q4";
 const std::string k_Q4File = "HKLM/SOFTWARE/Quorvane/Q4.json";
-const char* const k_OpenRead =
-    "  OpenKeyReal m_Path: , l_OpenMode: 0, l_Rc: 80004005\n    l_Stat.grfMode: 0\n";
 
-TEST_F(KELSysRegKeyTest, MapsHivesAndKeyPathsOntoFiles) {
-  for (const char* l_Key : {"HKLM/SOFTWARE", "HKLM/SOFTWARE/Quorvane", "HKLM/SOFTWARE/Quorvane/Q4", "HKCR/A",
-                            "home/.Quorvane/HKCU/A"})
-    WriteKey(l_Key);
+// Every value type is written and read back, and the key file gets exactly its bytes. Hives and key
+// paths map onto files: from the hive, below open keys, and below a registry root of the program's
+// own.
+TEST_F(KELSysRegKeyTest, RoundTripsEveryValueTypeAndMapsKeyPathsOntoFiles) {
   KELSysRegKey l_Key, l_Parent, l_Child;
-  ASSERT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, k_Q4, KELSysRegAccessRead), KEL_S_OK);
-  EXPECT_EQ(l_Key.GetPath().ConvertToUTF8(), Path(k_Q4File));
-  // A missing key folder, or no hive, fails and leaves the open key as it was.
-  EXPECT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, "SOFTWARE\\Nothing", KELSysRegAccessRead), KEL_E_FAIL);
-  EXPECT_EQ(l_Key.OpenKey(4, "A", KELSysRegAccessRead) | l_Key.OpenKey(l_Parent, "A", KELSysRegAccessRead),
-            KEL_E_FAIL);
-  EXPECT_EQ(l_Key.GetPath().ConvertToUTF8(), Path(k_Q4File));
-  for (int l_Hive : {KELSysRegHiveClassesRoot, KELSysRegHiveCurrentUser}) {
-    ASSERT_EQ(l_Key.OpenKey(l_Hive, "A", KELSysRegAccessRead), KEL_S_OK);
-    EXPECT_EQ(l_Key.GetPath().ConvertToUTF8(),
-              Path(l_Hive == KELSysRegHiveClassesRoot ? "HKCR/A.json" : "home/.Quorvane/HKCU/A.json"));
-  }
-  // Below open keys, one component (looked up in the parent's folder) or several at a time.
-  ASSERT_EQ(l_Parent.OpenKey(KELSysRegHiveLocalMachine, "SOFTWARE", KELSysRegAccessRead), KEL_S_OK);
-  ASSERT_EQ(l_Child.OpenKey(l_Parent, "Quorvane", KELSysRegAccessRead), KEL_S_OK);
-  for (KELSysRegKey* l_Base : {&l_Parent, &l_Child}) {
-    ASSERT_EQ(l_Key.OpenKey(*l_Base, l_Base == &l_Child ? "Q4" : "Quorvane\\Q4", KELSysRegAccessRead),
-              KEL_S_OK);
-    EXPECT_EQ(l_Key.GetPath().ConvertToUTF8(), Path(k_Q4File));
-  }
-  EXPECT_EQ(l_Key.OpenKey(l_Child, "Q5", KELSysRegAccessRead), KEL_E_FAIL);
-}
-
-TEST_F(KELSysRegKeyTest, RoundTripsEveryValueTypeAndWritesExactBytes) {
   const MORUnicodeString l_Text = MORUnicodeString::FromUTF8("caf\xC3\xA9 \xFF raw");
-  KELSysRegKey l_Key;
-  ASSERT_EQ(l_Key.CreateKey(KELSysRegHiveLocalMachine, k_Q4, KELSysRegAccessReadWrite), KEL_S_OK);
+  ASSERT_EQ(l_Key.CreateKey(k_HKLM, k_Q4, k_ReadWrite), KEL_S_OK);
   EXPECT_EQ(l_Key.SetDWORDValue("D", 0xFFFFFFFBu) | l_Key.SetQWORDValue("Q", ~0ull) |
                 l_Key.SetMultiStringValue("M", {"a", l_Text, ""}),
             KEL_S_OK);
@@ -50,7 +22,7 @@ TEST_F(KELSysRegKeyTest, RoundTripsEveryValueTypeAndWritesExactBytes) {
   EXPECT_EQ(l_Key.SetStringValue("S", l_Text), KEL_S_OK);  // replaced, and moved to the end
   EXPECT_EQ(l_Key.CloseKey(), KEL_S_OK);
   // An existing key is created again with its values.
-  ASSERT_EQ(l_Key.CreateKey(KELSysRegHiveLocalMachine, k_Q4, KELSysRegAccessReadWrite), KEL_S_OK);
+  ASSERT_EQ(l_Key.CreateKey(k_HKLM, k_Q4, k_ReadWrite), KEL_S_OK);
   uint32_t l_D = 0;
   uint64_t l_Q = 0;
   MORUnicodeString l_S;
@@ -66,86 +38,133 @@ TEST_F(KELSysRegKeyTest, RoundTripsEveryValueTypeAndWritesExactBytes) {
   EXPECT_EQ(l_Key.DeleteValue("M") | l_Key.DeleteValue("S") | l_Key.DeleteValue("Missing"), KEL_S_OK);
   EXPECT_EQ(l_Key.CloseKey(), KEL_S_OK);
   EXPECT_EQ(Read(k_Q4File), "{\"Version\":\"1.0\",\"Q4\":{\"D\":[1,4294967291],\"Q\":[2,-1]}}");
-}
 
-// A key file's text, and what two queries of its value V make of it: results and outputs (which
-// start as 99 and "?"). The last files open as keys without values.
-TEST_F(KELSysRegKeyTest, QueriesCheckTypeAndShape) {
-  struct QueryCase {
-    const char* m_File;
-    KELSysResult m_Dword, m_String;
-    uint32_t m_DwordOut;
-    const char* m_StringOut;
-  };
-  for (const QueryCase& l_Case :
-       {QueryCase{"{\"K\":{\"V\":[1, 42]}}", KEL_S_OK, KEL_E_FAIL, 42, "?"},
-        QueryCase{"{ \"K\" : { \"V\" : [3.0, \"x\"] } }", KEL_E_FAIL, KEL_S_OK, 99, "x"},
-        QueryCase{"{\"K\":{\"V\":[1,42,0]}}", KEL_E_FAIL, KEL_E_FAIL, 42, "?"},  // written, refused
-        QueryCase{"{\"K\":{\"V\":[]}}", KEL_S_OK, KEL_S_OK, 99, "?"},
-        QueryCase{"{\"K\":{\"V\":[1,\"42\"]}}", KEL_E_FAIL, KEL_E_FAIL, 99, "?"},
-        QueryCase{"{\"K\":{\"V\":\"x\"}}", KEL_E_FAIL, KEL_E_FAIL, 99, "?"},
-        QueryCase{"{\"K\":{\"V\":[3,\"a\"],\"V\":[3,\"b\"]}}", KEL_E_FAIL, KEL_S_OK, 99, "a"},
-        QueryCase{"", KEL_E_FAIL, KEL_E_FAIL, 99, "?"},
-        QueryCase{"not json", KEL_E_FAIL, KEL_E_FAIL, 99, "?"},
-        QueryCase{"{\"Other\":{\"V\":[1,1]}}", KEL_E_FAIL, KEL_E_FAIL, 99, "?"},
-        QueryCase{"{\"K\":[1]}", KEL_E_FAIL, KEL_E_FAIL, 99, "?"}}) {
-    WriteKey("HKLM/K", l_Case.m_File);
-    KELSysRegKey l_Key;
-    ASSERT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead), KEL_S_OK);
-    uint32_t l_Dword = 99;
-    MORUnicodeString l_String = "?";
-    EXPECT_EQ(l_Key.QueryDWORDValue("V", l_Dword), l_Case.m_Dword) << l_Case.m_File;
-    EXPECT_EQ(l_Key.QueryStringValue("V", l_String), l_Case.m_String) << l_Case.m_File;
-    EXPECT_EQ(l_Dword, l_Case.m_DwordOut) << l_Case.m_File;
-    EXPECT_EQ(l_String, MORUnicodeString(l_Case.m_StringOut)) << l_Case.m_File;
+  ASSERT_EQ(l_Key.OpenKey(k_HKLM, k_Q4, k_Read), KEL_S_OK);
+  EXPECT_EQ(l_Key.GetPath().ConvertToUTF8(), Path(k_Q4File));
+  // A missing key folder, or no hive, fails and leaves the open key as it was.
+  EXPECT_EQ(l_Key.OpenKey(k_HKLM, "SOFTWARE\\Nothing", k_Read), KEL_E_FAIL);
+  EXPECT_EQ(l_Key.OpenKey(4, "A", k_Read) | l_Key.OpenKey(l_Parent, "A", k_Read), KEL_E_FAIL);
+  EXPECT_EQ(l_Key.GetPath().ConvertToUTF8(), Path(k_Q4File));
+  // Below open keys, one component (looked up in the parent's folder) or several at a time.
+  ASSERT_EQ(l_Parent.OpenKey(k_HKLM, "SOFTWARE", k_Read), KEL_S_OK);
+  ASSERT_EQ(l_Child.OpenKey(l_Parent, "Quorvane", k_Read), KEL_S_OK);
+  for (KELSysRegKey* l_Base : {&l_Parent, &l_Child}) {
+    ASSERT_EQ(l_Key.OpenKey(*l_Base, l_Base == &l_Child ? "Q4" : "Quorvane\\Q4", k_Read), KEL_S_OK);
+    EXPECT_EQ(l_Key.GetPath().ConvertToUTF8(), Path(k_Q4File));
   }
+  EXPECT_EQ(l_Key.OpenKey(l_Child, "Q5", k_Read), KEL_E_FAIL);
+
+  // A registry root set by the program (trailing slashes dropped) moves all three hives, HKCU
+  // included, and takes precedence over the test root.
+  EXPECT_EQ(KELSysRegSetRegistryRoot((Path("image") + "//").c_str()), KEL_S_OK);
+  EXPECT_EQ(KELSysRegGetRegistryRoot(), Path("image"));
+  for (auto [l_Hive, l_Name] : {std::pair{KELSysRegHiveClassesRoot, "HKCR"},
+                                {KELSysRegHiveCurrentUser, "HKCU"},
+                                {KELSysRegHiveLocalMachine, "HKLM"}}) {
+    ASSERT_EQ(l_Key.CreateKey(l_Hive, "A\\B", k_ReadWrite), KEL_S_OK) << l_Name;
+    EXPECT_EQ(l_Key.GetPath().ConvertToUTF8(), Path("image/") + l_Name + "/A/B.json");
+    EXPECT_TRUE(Exists(std::string("image/") + l_Name + ".json")) << l_Name;
+  }
+  l_Key.CloseKey();
+  fs::create_directories(Path("image/HKLM/Stray"));  // no key file: not a key
+  Names l_Names;
+  EXPECT_EQ(KELSysRegListHive(k_HKLM, l_Names), KEL_S_OK);
+  EXPECT_EQ(l_Names, Names{"A"});
+  EXPECT_EQ(KELSysRegListHive(4, l_Names), KEL_E_FAIL);
+  fs::remove_all(Path("image/HKCR"));
+  EXPECT_EQ(KELSysRegListHive(KELSysRegHiveClassesRoot, l_Names), KEL_E_NOTFOUND);
+  EXPECT_FALSE(Exists("HKLM/A") || Exists("HKCR") || Exists("home/.Quorvane"));
+  // Restored: the test root and HOME again.
+  EXPECT_TRUE(KELSysRegSetRegistryRoot("") == KEL_S_OK && KELSysRegGetRegistryRoot().empty());
+  ASSERT_EQ(l_Key.CreateKey(KELSysRegHiveCurrentUser, "A", k_ReadWrite), KEL_S_OK);
+  EXPECT_EQ(l_Key.GetPath().ConvertToUTF8(), Path("home/.Quorvane/HKCU/A.json"));
 }
 
-TEST_F(KELSysRegKeyTest, QueriesListsUpToABadElement) {
-  WriteKey("HKLM/K", "{\"K\":{\"M\":[4,[\"a\",\"b\",5,\"c\"]]}}");
-  KELSysRegKey l_Key;
-  Names l_List{"kept"};
-  ASSERT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead), KEL_S_OK);
-  EXPECT_EQ(l_Key.QueryMultiStringValue("M", l_List), KEL_E_FAIL);
-  EXPECT_EQ(l_List, (Names{"kept", "a", "b"}));
+// A key file's text, and what a key opened on it for writing makes of it: "damage | queries |
+// file". The queries are those of the value V as DWORD, as string, its type and as a list, each
+// output (starting as 99, "?", 99 and "kept") marked "!" when the query fails; the file is "kept"
+// when the close left its bytes as they were. A sound key is written back, changed or not; a
+// damaged one never is.
+TEST_F(KELSysRegKeyTest, OpenAndQueriesCheckEveryShapeOfFileAndValue) {
+  const std::pair<std::string, const char*> k_Cases[] = {
+      {"{\"K\":{\"V\":[1, 42]}}", "|42 ?! 1 kept!|rewritten"},
+      {"{\"K\":{\"V\":[2,-1]}}", "|99! ?! 2 kept!|rewritten"},
+      {"{ \"K\" : { \"V\" : [3.0, \"x\"] } }", "|99! x 3 kept!|rewritten"},
+      {"{\"K\":{\"V\":[4,[\"a\",\"b\"]]}}", "|99! ?! 4 kept,a,b|rewritten"},
+      {"{\"K\":{\"V\":[4,[]]}}", "|99! ?! 4 kept|rewritten"},
+      {"{\"K\":{\"V\":[4,[\"a\",\"b\",5,\"c\"]]}}", "|99! ?! 99! kept,a,b!|rewritten"},  // up to the bad one
+      {"{\"K\":{\"V\":[1,42,0]}}", "|42! ?! 99! kept!|rewritten"},                       // written, refused
+      {"{\"K\":{\"V\":[3,\"x\",1]}}", "|99! x! 99! kept!|rewritten"},
+      {"{\"K\":{\"V\":[3]}}", "|99! ? 99! kept!|rewritten"},
+      {"{\"K\":{\"V\":[]}}", "|99 ? 99! kept|rewritten"},
+      {"{\"K\":{\"V\":[1,\"42\"]}}", "|99! ?! 99! kept!|rewritten"},
+      {"{\"K\":{\"V\":[5,1]}}", "|99! ?! 99! kept!|rewritten"},
+      {"{\"K\":{\"V\":\"x\"}}", "|99! ?! 99! kept!|rewritten"},
+      {"{\"K\":{\"V\":[3,\"a\"],\"V\":[3,\"b\"]}}", "|99! a 3 kept!|rewritten"},
+      {"", "|99! ?! 99! kept!|rewritten"},
+      {"{\"Version\":\"1.0\",\"K\":{\"V\":[3,\"v",
+       "not valid JSON at line 1, column 30|99! ?! 99! kept!|kept"},
+      {"{\"K\":\n" + std::string(1001, '[') + std::string(1001, ']') + "}",
+       "nested deeper than 1000 levels at line 2, column 1000|99! ?! 99! kept!|kept"},
+      {"{\"Other\":{\"V\":[1,1]}}", "holds no values of key K|99! ?! 99! kept!|kept"},
+      {"{\"K\":[1]}", "holds no values of key K|99! ?! 99! kept!|kept"},
+      {std::string((1 << 20) + 1, ' '), "1048577 bytes, over the limit of 1048576|99! ?! 99! kept!|kept"}};
+  const auto l_Said = [](KELSysResult iRc, const std::string& iOutput) {
+    return iOutput + (iRc == KEL_S_OK ? "" : iRc == KEL_E_FAIL ? "!" : "!" + KELSysResultName(iRc));
+  };
+  for (const auto& [l_File, l_Expected] : k_Cases) {
+    WriteKey("HKLM/K", l_File);
+    KELSysRegKey l_Key;
+    ASSERT_EQ(l_Key.OpenKey(k_HKLM, "K", k_ReadWrite), KEL_S_OK);
+    uint32_t l_Dword = 99, l_Type = 99;
+    MORUnicodeString l_String = "?";
+    Names l_List{"kept"};
+    const KELSysResult l_Rc[] = {l_Key.QueryDWORDValue("V", l_Dword), l_Key.QueryStringValue("V", l_String),
+                                 l_Key.QueryValueType("V", l_Type), l_Key.QueryMultiStringValue("V", l_List)};
+    std::string l_Items;
+    for (const MORUnicodeString& l_Item : l_List)
+      l_Items += (l_Items.empty() ? "" : ",") + std::string(l_Item.ConvertToUTF8());
+    const std::string l_Got = l_Key.GetDamage() + "|" + l_Said(l_Rc[0], std::to_string(l_Dword)) + " " +
+                              l_Said(l_Rc[1], l_String.ConvertToUTF8()) + " " +
+                              l_Said(l_Rc[2], std::to_string(l_Type)) + " " + l_Said(l_Rc[3], l_Items);
+    EXPECT_EQ(l_Key.CloseKey(), KEL_S_OK);
+    EXPECT_EQ(l_Got + (Read("HKLM/K.json") == l_File ? "|kept" : "|rewritten"), l_Expected)
+        << l_File.substr(0, 40);
+  }
+  uint32_t l_Type = 99;  // nothing open: the output untouched
+  EXPECT_TRUE(KELSysRegKey().QueryValueType("V", l_Type) == KEL_S_OK && l_Type == 99u);
 }
 
 // Access flags without both 0x1 and 0x8 open read-only: every change is refused, and the file keeps
 // its bytes and its time whether the trace is on (the write-back is tried) or off (it is skipped).
-class KELSysRegReadOnlyTest : public KELSysRegKeyTest,
-                              public testing::WithParamInterface<std::tuple<uint32_t, bool>> {};
-
-TEST_P(KELSysRegReadOnlyTest, NeverChangesTheFile) {
+TEST_F(KELSysRegKeyTest, ReadOnlyKeysNeverChangeTheFile) {
   const std::string l_Bytes = "{\"K\":{\"Path\":[3,\"/opt\"]},\"Version\":\"1.0\"}   ";
-  WriteKey("HKLM/K", l_Bytes);
-  WriteKey("HKLM/K/Sub");
-  const auto l_Time = fs::last_write_time(Path("HKLM/K.json"));
-  KELSysRegKey l_Key;
-  if (std::get<1>(GetParam())) l_Key.SetTraceForTest(&m_Trace);
-  ASSERT_EQ(l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", std::get<0>(GetParam())), KEL_S_OK);
-  MORUnicodeString l_Value;
-  EXPECT_TRUE(l_Key.QueryStringValue("Path", l_Value) == KEL_S_OK &&
-              l_Key.QueryStringValue("No", l_Value) == KEL_E_FAIL);
-  for (KELSysResult l_Rc :
-       {l_Key.SetStringValue("Path", "/other"), l_Key.SetDWORDValue("N", 1), l_Key.DeleteValue("Path"),
-        l_Key.DeleteSubKey("Sub"), l_Key.RecurseDeleteKey("Sub")})
-    EXPECT_EQ(l_Rc, KEL_E_ACCESSDENIED);
-  EXPECT_EQ(l_Key.CloseKey(), KEL_S_OK);
-  EXPECT_EQ(Read("HKLM/K.json"), l_Bytes);
-  EXPECT_EQ(fs::last_write_time(Path("HKLM/K.json")), l_Time);
-  EXPECT_TRUE(Exists("HKLM/K/Sub.json"));
   std::string l_Trace =
-      std::string(k_OpenRead) + "  QueryValue OK iValueName: Path\n  QueryValue KO iValueName: No\n";
+      "  OpenKeyReal m_Path: , l_OpenMode: 0, l_Rc: 80004005\n    l_Stat.grfMode: 0\n"
+      "  QueryValue OK iValueName: Path\n  QueryValue KO iValueName: No\n";
   for (int l_Count = 0; l_Count < 5; ++l_Count) l_Trace += "  CheckWriteAccess false (l_Stat.grfMode: 0)\n";
   l_Trace += "  CloseKey l_JSON: {\"Version\":\"1.0\",\"K\":{\"Path\":[3,\"/opt\"]}}\n";
-  EXPECT_EQ(TakeTrace(), std::get<1>(GetParam()) ? l_Trace : "");
+  for (uint32_t l_Access : {0x8u, 0x2u, 0x1u, 0x0u, 0x7u})
+    for (bool l_Traced : {false, true}) {
+      SCOPED_TRACE("access " + std::to_string(l_Access) + (l_Traced ? ", traced" : ""));
+      WriteKey("HKLM/K", l_Bytes);
+      WriteKey("HKLM/K/Sub");
+      const auto l_Time = fs::last_write_time(Path("HKLM/K.json"));
+      KELSysRegKey l_Key;
+      if (l_Traced) l_Key.SetTraceForTest(&m_Trace);
+      ASSERT_EQ(l_Key.OpenKey(k_HKLM, "K", l_Access), KEL_S_OK);
+      EXPECT_EQ(KELSysRegValue(l_Key, "Path"), "/opt");
+      EXPECT_EQ(KELSysRegValue(l_Key, "No"), "!E_FAIL");
+      for (KELSysResult l_Rc :
+           {l_Key.SetStringValue("Path", "/other"), l_Key.SetDWORDValue("N", 1), l_Key.DeleteValue("Path"),
+            l_Key.DeleteSubKey("Sub"), l_Key.RecurseDeleteKey("Sub")})
+        EXPECT_EQ(l_Rc, KEL_E_ACCESSDENIED);
+      EXPECT_EQ(l_Key.CloseKey(), KEL_S_OK);
+      EXPECT_EQ(Read("HKLM/K.json"), l_Bytes);
+      EXPECT_EQ(fs::last_write_time(Path("HKLM/K.json")), l_Time);
+      EXPECT_TRUE(Exists("HKLM/K/Sub.json"));
+      EXPECT_EQ(TakeTrace(), l_Traced ? l_Trace : "");
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Flags, KELSysRegReadOnlyTest,
-                         testing::Combine(testing::Values(0x8u, 0x2u, 0x1u, 0x0u, 0x7u), testing::Bool()),
-                         [](const testing::TestParamInfo<std::tuple<uint32_t, bool>>& iInfo) {
-                           return "Access" + std::to_string(std::get<0>(iInfo.param)) +
-                                  (std::get<1>(iInfo.param) ? "Traced" : "");
-                         });
 
 }  // namespace

@@ -1,77 +1,78 @@
 // Fixture of the registry tests: a fresh registry root and home folder under /tmp, files read and
-// written by path relative to it, and the key trace captured in memory.
+// written by path relative to it, the key trace captured in memory, and children to run at once.
 #ifndef KELSysRegTestSupport_H
 #define KELSysRegTestSupport_H
 
 #include <gtest/gtest.h>
 
-#include <sched.h>
+#include <errno.h>
+#include <fcntl.h>
 #include <signal.h>
-#include <sys/mman.h>
+#include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <cstdlib>
 #include <functional>
-#include <memory>
+#include <iostream>
 
 #include "../../../tests/KELTestSupport.h"
 #include "KELSysRegKey.h"
+#include "KELSysRegRoot.h"
 #include "KELSysRegTestRoot.h"
 #include "KELSysTrace.h"
 #include "KELSysTraceObj.h"
 
 namespace fs = std::filesystem;
 using Names = std::vector<MORUnicodeString>;
+constexpr int k_HKLM = KELSysRegHiveLocalMachine;
+constexpr uint32_t k_Read = KELSysRegAccessRead, k_ReadWrite = KELSysRegAccessReadWrite;
 
-inline std::string KELSysRegReadFile(const std::string& iPath) { return KELTestReadFile(iPath); }
+// Runs iBody in a child process, which ends with the status iBody returns; the child's id.
+inline pid_t KELSysRegFork(const std::function<int()>& iBody) {
+  const pid_t l_Child = fork();
+  if (l_Child != 0) return l_Child;
+  prctl(PR_SET_PDEATHSIG, SIGKILL);  // a test ended by its alarm leaves no child behind
+  _exit(iBody());
+}
+
+// How the child iChild ended (a waitpid status; -1 for no child), killed first when iKill.
+inline int KELSysRegReap(pid_t iChild, bool iKill = false) {
+  int l_Status = -1;
+  if (iChild > 0 && (!iKill || kill(iChild, SIGKILL) == 0)) waitpid(iChild, &l_Status, 0);
+  return l_Status;
+}
 
 // Runs iBody(0) ... iBody(iCount - 1) each in a child process of its own, starting them together
 // once all are made, and waits for them all. Each body returns what went wrong, or "" when all was
-// well; the result is every complaint, one per line, with how the children that did not end
-// normally ended.
+// well; a child writes that on the standard error and fails. The result tells how the children that
+// did not end well ended, one per line: "" when all did.
 inline std::string KELSysRegInChildren(int iCount, const std::function<std::string(int)>& iBody) {
-  void* l_Page =
-      mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  if (l_Page == MAP_FAILED) return "no shared page\n";
-  auto* l_Arrived = new (l_Page) std::atomic<int>(0);
-  std::vector<std::pair<pid_t, int>> l_Children;
+  int l_Go[2];
+  if (pipe(l_Go) != 0) return "no pipe";
+  std::vector<pid_t> l_Children;
+  for (int l_Index = 0; l_Index < iCount; ++l_Index)
+    l_Children.push_back(KELSysRegFork([&] {
+      close(l_Go[1]);
+      char l_Byte;  // the read ends (at the end of the file) once the parent has made them all
+      const std::string l_Said = read(l_Go[0], &l_Byte, 1) == 0 ? iBody(l_Index) : "not started";
+      if (!l_Said.empty()) std::cerr << "child " << l_Index << ": " << l_Said << std::endl;
+      return l_Said.empty() ? 0 : 1;
+    }));
+  for (int l_Fd : l_Go) close(l_Fd);
   std::string l_Said;
-  for (int l_Index = 0; l_Index < iCount; ++l_Index) {
-    int l_Pipe[2];
-    pid_t l_Child = pipe(l_Pipe) == 0 ? fork() : -1;
-    if (l_Child == 0) {
-      prctl(PR_SET_PDEATHSIG, SIGKILL);  // a test ended by its alarm leaves no child behind
-      close(l_Pipe[0]);
-      for (++*l_Arrived; *l_Arrived < iCount;) sched_yield();
-      std::string l_Report = iBody(l_Index);
-      if (!l_Report.empty()) l_Report = "child " + std::to_string(l_Index) + ": " + l_Report + "\n";
-      ssize_t l_Ignored = write(l_Pipe[1], l_Report.data(), l_Report.size());
-      (void)l_Ignored;
-      _exit(0);
-    }
-    if (l_Child < 0) {
-      l_Said = "no pipe or no child\n";
-      *l_Arrived += iCount;  // the children made so far run all the same
-      break;
-    }
-    close(l_Pipe[1]);
-    l_Children.emplace_back(l_Child, l_Pipe[0]);
-  }
-  for (auto [l_Child, l_Fd] : l_Children) {
-    char l_Buffer[4096];
-    for (ssize_t l_Got; (l_Got = read(l_Fd, l_Buffer, sizeof l_Buffer)) > 0;)
-      l_Said.append(l_Buffer, size_t(l_Got));
-    close(l_Fd);
-    int l_Status = 0;
-    waitpid(l_Child, &l_Status, 0);
-    if (!WIFEXITED(l_Status) || WEXITSTATUS(l_Status) != 0)
+  for (pid_t l_Child : l_Children)
+    if (int l_Status = KELSysRegReap(l_Child); !WIFEXITED(l_Status) || WEXITSTATUS(l_Status) != 0)
       l_Said += "a child ended with status " + std::to_string(l_Status) + "\n";
-  }
-  munmap(l_Page, sizeof(std::atomic<int>));
   return l_Said;
+}
+
+// The string value iName of iKey as its query hands it out (starting from "?"), or "!" and the
+// query's result when that fails.
+inline std::string KELSysRegValue(KELSysRegKey& iKey, const char* iName) {
+  MORUnicodeString l_Value = "?";
+  const KELSysResult l_Rc = iKey.QueryStringValue(iName, l_Value);
+  return l_Rc == KEL_S_OK ? std::string(l_Value.ConvertToUTF8()) : "!" + KELSysResultName(l_Rc);
 }
 
 class KELSysRegKeyTest : public testing::Test {
@@ -83,6 +84,7 @@ class KELSysRegKeyTest : public testing::Test {
   }
   ~KELSysRegKeyTest() override {
     KELSysRegSetRootForTest(nullptr);
+    KELSysRegSetRegistryRoot(nullptr);
     setenv("HOME", m_OldHome.c_str(), 1);
   }
 
@@ -92,9 +94,15 @@ class KELSysRegKeyTest : public testing::Test {
     fs::create_directories(Path(iRelative));
     KELTestWriteFile(Path(iRelative + ".json"), iBytes);
   }
-  std::string Read(const std::string& iRelative) const { return KELSysRegReadFile(Path(iRelative)); }
+  std::string Read(const std::string& iRelative) const { return KELTestReadFile(Path(iRelative)); }
   bool Exists(const std::string& iRelative) const { return fs::exists(fs::symlink_status(Path(iRelative))); }
-
+  // Whether the key file is locked: a new open file description cannot lock it.
+  bool IsLocked(const std::string& iRelative) const {
+    int l_Fd = open(Path(iRelative).c_str(), O_RDONLY | O_CLOEXEC);
+    bool l_Locked = flock(l_Fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    close(l_Fd);
+    return l_Locked;
+  }
   // The trace lines so far, without their "[D] KELSYSREGKEY: " heads; then forgotten.
   std::string TakeTrace() {
     std::string l_Text = m_TraceOutput->GetText(), l_Head = "[D] KELSYSREGKEY: ";
