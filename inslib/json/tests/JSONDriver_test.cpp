@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "JSON.h"
+#include "JSONTestUtil.h"
 
 namespace {
 
@@ -40,19 +41,16 @@ TEST(JSONDriver, BuildsTopDownAndRefusesMisuse) {
 // A member read as the kind asked for, or a message naming what it is; number conversions that fail
 // pass their own exceptions through.
 TEST(JSONDriver, GetAttributeReadsEachKindOrNamesTheFault) {
-  std::shared_ptr<Value> l_Object = JSON::CreateObject();
-  for (const auto& [l_Name, l_Value] :
-       std::vector<std::pair<const char*, std::shared_ptr<Value>>>{{"int", JSON::CreateNumber("-42")},
-                                                                   {"float", JSON::CreateNumber("2.5")},
-                                                                   {"big", JSON::CreateNumber("9000000000")},
-                                                                   {"abc", JSON::CreateNumber("abc")},
-                                                                   {"str", JSON::CreateString("text")},
-                                                                   {"yes", JSON::CreateTrue()},
-                                                                   {"no", JSON::CreateFalse()},
-                                                                   {"nul", JSON::CreateNull()},
-                                                                   {"arr", JSON::CreateArray()},
-                                                                   {"obj", JSON::CreateObject()}})
-    l_Object->GetObjectValues().Add(l_Name, l_Value);
+  std::shared_ptr<Value> l_Object = Obj({{"int", JSON::CreateNumber("-42")},
+                                         {"float", JSON::CreateNumber("2.5")},
+                                         {"big", JSON::CreateNumber("9000000000")},
+                                         {"abc", JSON::CreateNumber("abc")},
+                                         {"str", JSON::CreateString("text")},
+                                         {"yes", JSON::CreateTrue()},
+                                         {"no", JSON::CreateFalse()},
+                                         {"nul", JSON::CreateNull()},
+                                         {"arr", JSON::CreateArray()},
+                                         {"obj", JSON::CreateObject()}});
   int l_Int = 0;
   float l_Float = 0;
   std::int64_t l_Big = 0;

@@ -5,20 +5,14 @@
 #include <thread>
 
 #include "JSON.h"
+#include "JSONTestUtil.h"
 
 namespace {
 
-using JSON::Array;
 using JSON::Object;
 using JSON::Value;
 using testing::StrEq;
 using testing::ThrowsMessage;
-
-std::string Compact(const Value& iValue) {
-  std::ostringstream l_Out;
-  iValue.Serialize(l_Out);
-  return l_Out.str();
-}
 
 std::string Indented(const Value& iValue, int iLevel = 0) {
   std::ostringstream l_Out;
@@ -28,19 +22,13 @@ std::string Indented(const Value& iValue, int iLevel = 0) {
 
 // {"n": 1.50, "s": "x", "t": true, "f": false, "z": null, "a": [1, {}], "e": []}
 std::shared_ptr<Value> Sample() {
-  std::shared_ptr<Value> l_Root = JSON::CreateObject();
-  Object& l_Object = l_Root->GetObjectValues();
-  l_Object.Add("n", JSON::CreateNumber("1.50"));
-  l_Object.Add("s", JSON::CreateString("x"));
-  l_Object.Add("t", JSON::CreateBoolean(true));
-  l_Object.Add("f", JSON::CreateBoolean(false));
-  l_Object.Add("z", JSON::CreateString("", true));
-  std::shared_ptr<Value> l_Array = JSON::CreateArray();
-  l_Array->GetArrayValues().Add(JSON::CreateNumber("1"));
-  l_Array->GetArrayValues().Add(JSON::CreateObject());
-  l_Object.Add("a", l_Array);
-  l_Object.Add("e", JSON::CreateArray());
-  return l_Root;
+  return Obj({{"n", JSON::CreateNumber("1.50")},
+              {"s", JSON::CreateString("x")},
+              {"t", JSON::CreateBoolean(true)},
+              {"f", JSON::CreateBoolean(false)},
+              {"z", JSON::CreateString("", true)},
+              {"a", Arr({JSON::CreateNumber("1"), JSON::CreateObject()})},
+              {"e", JSON::CreateArray()}});
 }
 
 TEST(JSONValue, WritesCompactAndIndentedText) {
@@ -70,16 +58,14 @@ TEST(JSONValue, OnlyCompactStringsAreEscaped) {
     EXPECT_EQ(Compact(*l_String), "\"" + l_Compact + "\"");
     EXPECT_EQ(Indented(*l_String), "\"" + l_Stored + "\"");
   }
-  std::shared_ptr<Value> l_Root = JSON::CreateObject();
-  l_Root->GetObjectValues().Add("k\"y", JSON::CreateNull());
-  EXPECT_EQ(Compact(*l_Root), "{\"k\"y\": null}");
+  EXPECT_EQ(Compact(*Obj({{"k\"y", JSON::CreateNull()}})), "{\"k\"y\": null}");
 }
 
 TEST(JSONValue, LongTextsArriveWhole) {
   // Runs longer than the writer's buffer go around it; the pieces must still come out in order.
   const std::string l_Long = std::string(70000, 'a') + "\"" + std::string(40000, 'b');
-  std::shared_ptr<Value> l_Array = JSON::CreateArray();
-  for (int l_Copy = 0; l_Copy < 3; ++l_Copy) l_Array->GetArrayValues().Add(JSON::CreateString(l_Long));
+  const std::shared_ptr<Value> l_Array =
+      Arr({JSON::CreateString(l_Long), JSON::CreateString(l_Long), JSON::CreateString(l_Long)});
   const std::string l_Escaped = "\"" + std::string(70000, 'a') + "\\\"" + std::string(40000, 'b') + "\"";
   EXPECT_EQ(Compact(*l_Array), "[" + l_Escaped + ", " + l_Escaped + ", " + l_Escaped + "]");
   std::string l_Text = "<";
@@ -89,24 +75,17 @@ TEST(JSONValue, LongTextsArriveWhole) {
   EXPECT_EQ(Indented(*l_Array), "[" + l_Raw + "," + l_Raw + "," + l_Raw + "\n]");
 }
 
-std::string KeyOf(int iIndex) {
-  std::string l_Key = "k";
-  return l_Key += std::to_string(iIndex);
-}
-
 TEST(JSONObject, AddReplacesInPlaceAndFindsByExactKey) {
   for (int l_Count : {3, 8, 9, 200}) {  // both sides of the switch to the hash index
     Object l_Object;
-    for (int l_Key = 0; l_Key < l_Count; ++l_Key) {
-      l_Object.Add(KeyOf(l_Key), JSON::CreateNumber(std::to_string(l_Key)));
-    }
+    for (int l_Key = 0; l_Key < l_Count; ++l_Key)
+      l_Object.Add("k" + std::to_string(l_Key), JSON::CreateNumber(std::to_string(l_Key)));
     l_Object.Add("k1", JSON::CreateString("again"));
     ASSERT_EQ(l_Object.Size(), static_cast<std::size_t>(l_Count));
     EXPECT_EQ(l_Object.GetMembers()[1].m_Key, "k1");
     EXPECT_TRUE(l_Object.Get("k1")->IsString());
-    for (int l_Key = 2; l_Key < l_Count; ++l_Key) {
-      EXPECT_EQ(l_Object.GetMembers()[l_Key].m_Value, l_Object.Get(KeyOf(l_Key)));
-    }
+    for (int l_Key = 2; l_Key < l_Count; ++l_Key)
+      EXPECT_EQ(l_Object.GetMembers()[l_Key].m_Value, l_Object.Get("k" + std::to_string(l_Key)));
     EXPECT_EQ(l_Object.Get("K1"), nullptr);
     EXPECT_EQ(l_Object.Get("k"), nullptr);
   }
@@ -136,7 +115,9 @@ TEST(JSONValue, TypeTestsNamesAndContainerAccess) {
   EXPECT_THROW(JSON::Item(JSON::TypeArray, ""), std::invalid_argument);
 }
 
-TEST(JSONValue, CloneCopiesTheWholeTree) {
+// A clone is a tree of its own; trees may be freed on another thread than the one that made them,
+// whose nodes then serve that thread.
+TEST(JSONValue, ClonesAndFreesTrees) {
   const std::shared_ptr<Value> l_Original = Sample();
   const std::shared_ptr<Value> l_Copy = l_Original->Clone();
   EXPECT_EQ(Compact(*l_Copy), Compact(*l_Original));
@@ -144,11 +125,9 @@ TEST(JSONValue, CloneCopiesTheWholeTree) {
   l_Copy->GetObjectValues().Add("s", JSON::CreateString("changed"));
   EXPECT_EQ(Compact(*l_Original), Compact(*Sample()));
   EXPECT_NE(l_Copy->GetObjectValues().Get("n"), l_Original->GetObjectValues().Get("n"));
-}
 
-TEST(JSONValue, TreesMayBeFreedOnAnotherThread) {
-  std::vector<std::shared_ptr<Value>> l_Trees;
-  for (int l_Tree = 0; l_Tree < 50; ++l_Tree) l_Trees.push_back(Sample());
+  std::vector<std::shared_ptr<Value>> l_Trees(50);
+  for (std::shared_ptr<Value>& l_Tree : l_Trees) l_Tree = Sample();
   std::thread([&l_Trees] {
     l_Trees.clear();
     for (int l_Tree = 0; l_Tree < 50; ++l_Tree) EXPECT_EQ(Compact(*Sample()), Compact(*Sample()));
@@ -158,18 +137,11 @@ TEST(JSONValue, TreesMayBeFreedOnAnotherThread) {
 }
 
 TEST(JSONValue, DeepTreesNeedNoRecursion) {
+  // Arrays and objects alternate from the root down, the innermost an empty object.
   constexpr int kDepth = 100000;
-  std::shared_ptr<Value> l_Root = JSON::CreateArray();
-  Value* l_Tip = l_Root.get();
-  for (int l_Level = 1; l_Level < kDepth; ++l_Level) {
-    std::shared_ptr<Value> l_Next = (l_Level % 2) ? JSON::CreateObject() : JSON::CreateArray();
-    if (l_Tip->IsArray()) {
-      l_Tip->GetArrayValues().Add(l_Next);
-    } else {
-      l_Tip->GetObjectValues().Add("", l_Next);
-    }
-    l_Tip = l_Next.get();
-  }
+  std::shared_ptr<Value> l_Root = JSON::CreateObject();
+  for (int l_Level = kDepth - 2; l_Level >= 0; --l_Level)
+    l_Root = l_Level % 2 ? Obj({{"", l_Root}}) : Arr({l_Root});
   const std::string l_Text = Compact(*l_Root);
   EXPECT_EQ(l_Text.substr(0, 12), "[{\"\": [{\"\": ");
   // Each array and object pair takes `[{"": ` and `}]`; the innermost object is an empty `{}`.
