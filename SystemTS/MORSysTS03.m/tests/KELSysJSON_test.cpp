@@ -1,13 +1,11 @@
 // Building trees from texts and writing them back: primitives, strings, structure checks, the two
 // written forms, traversal, and the trace lines of a build.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <random>
 #include <string>
 #include <vector>
@@ -18,10 +16,7 @@
 
 namespace {
 
-struct Case {
-  std::string m_Text;
-  std::string m_Written;
-};
+using Case = std::pair<std::string, std::string>;  // a text, and its tree written compact
 
 const std::string g_Digits63(63, '7');
 const std::string g_Point63 = "0." + std::string(61, '5');
@@ -59,17 +54,13 @@ const Case k_Rewrites[] = {
 // Texts built into trees and written back compact: primitives as the C library reads them, strings
 // as they stand, and the structure checks of a build.
 TEST(KELSysJSONRewrite, WritesCompact) {
-  for (const Case& l_Case : k_Rewrites) EXPECT_EQ(Rewrite(l_Case.m_Text), l_Case.m_Written) << l_Case.m_Text;
+  for (const auto& [l_Text, l_Written] : k_Rewrites) EXPECT_EQ(Rewrite(l_Text), l_Written) << l_Text;
 }
 
 // The framework's form of Write: appended to a MORUnicodeString, indented by one, through the
 // node's base class. Its UTF-8 is the narrow text byte for byte, bytes that are not UTF-8 included.
 TEST(KELSysJSONWrite, UnicodeFormGivesTheSameBytes) {
-  KELSysJSON l_JSON;
-  const std::string l_Text = "{\"k\\u00e9\xff\":[\"\xc3\xa9\x80\",1.0,{}]}";
-  ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK);
-  KELSysJSONValue l_Root;
-  ASSERT_EQ(l_JSON.Build(l_Root), KEL_S_OK);
+  const KELSysJSONValue l_Root = Built("{\"k\\u00e9\xff\":[\"\xc3\xa9\x80\",1.0,{}]}");
   const KELSysJSONBase& l_Node = l_Root;
   for (bool l_Compact : {true, false}) {
     for (const char* l_Indent : {"", "\t", "  "}) {
@@ -163,10 +154,7 @@ TEST(KELSysJSONDocument, ReadsNumbersAsTheCLibrary) {
   std::string l_Text = "[";
   for (const std::string& l_Number : l_Numbers) l_Text += l_Number + ",";
   l_Text.back() = ']';
-  KELSysJSON l_JSON;
-  KELSysJSONValue l_Root;
-  ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK);
-  ASSERT_EQ(l_JSON.Build(l_Root), KEL_S_OK);
+  const KELSysJSONValue l_Root = Built(l_Text);
   ASSERT_EQ(l_Root.GetArray().GetSize(), l_Numbers.size());
   for (size_t l_Index = 0; l_Index < l_Numbers.size(); ++l_Index) {
     const char* l_Number = l_Numbers[l_Index].c_str();
@@ -188,9 +176,7 @@ TEST(KELSysJSONDocument, IsReusable) {
   for (const std::string l_Text : {"[1,[2,[3]]]", "{\"a\":\"b\"}", "{", "77"}) {
     KELSysResult l_Parsed = l_JSON.Parse(l_Text.data(), l_Text.size());
     KELSysResult l_Built = l_JSON.Build(l_Root);
-    std::string l_Out;
-    l_Root.Write(l_Out, true, "");
-    EXPECT_EQ(l_Out, l_Parsed == KEL_S_OK ? Rewrite(l_Text) : "null") << l_Text;
+    EXPECT_EQ(Compact(l_Root), l_Parsed == KEL_S_OK ? Rewrite(l_Text) : "null") << l_Text;
     EXPECT_EQ(l_Built, l_Parsed == KEL_S_OK ? KEL_S_OK : KEL_E_FAIL) << l_Text;
   }
 }
@@ -210,12 +196,9 @@ const bool g_TraceChild = [] {
 }();
 
 TEST(KELSysJSONDocument, TracesTheBuild) {
-  char l_Self[4096];
-  ssize_t l_Length = readlink("/proc/self/exe", l_Self, sizeof l_Self - 1);
-  ASSERT_GT(l_Length, 0);
-  l_Self[l_Length] = '\0';
-  std::string l_Command =
-      "KELSysTrace=KELSysJSON KELSysJSONTestTraceChild=1 '" + std::string(l_Self) + "' 2>&1 >/dev/null";
+  const std::string l_Command = "KELSysTrace=KELSysJSON KELSysJSONTestTraceChild=1 '" +
+                                std::filesystem::read_symlink("/proc/self/exe").string() +
+                                "' 2>&1 >/dev/null";
   FILE* l_Child = popen(l_Command.c_str(), "r");
   ASSERT_NE(l_Child, nullptr);
   std::string l_Lines;
