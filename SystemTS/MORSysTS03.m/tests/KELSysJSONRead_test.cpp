@@ -265,10 +265,11 @@ const char* const k_LongerTexts[] = {"{\"\\q\":1}",
                                      "[\"\\u00e9\", \"\\\\\", \"\\\"\"]",
                                      "[1, -5, 12ab, 1E5, 1e5, 0.1, 1,5, 99999999999999999999]"};
 
-// Colons also chain closed containers into a tree deeper than the open-bracket bound: both readings
-// refuse it at the same depth, and take it one level less deep.
-TEST(KELSysJSONRead, MatchesTheTokenWalkOnOddTexts) {
-  KELSysJSONReadWork l_Work;
+// Those texts, the text of a NUL, and colon chains of closed containers into a tree deeper than the
+// open-bracket bound (both readings refuse it at the same depth, and take it one level less deep).
+// Then random texts over the bytes that steer the tokenizer, many of them well formed enough to
+// walk some way. Every outcome must match.
+TEST(KELSysJSONRead, MatchesTheTokenWalk) {
   std::vector<std::string> l_Texts(std::begin(k_Texts), std::end(k_Texts));
   l_Texts.insert(l_Texts.end(), std::begin(k_LongerTexts), std::end(k_LongerTexts));
   l_Texts.push_back(std::string("[1]\0[2", 6));
@@ -278,31 +279,24 @@ TEST(KELSysJSONRead, MatchesTheTokenWalkOnOddTexts) {
     l_Texts.push_back(l_Chain + "]");
     EXPECT_EQ(ByTokens(l_Texts.back()).find("walked 1") != std::string::npos, l_Depth == KELSysJSONMaxDepth);
   }
-  for (const std::string& l_Text : l_Texts) {
-    EXPECT_EQ(InOneGo(l_Text, l_Work), ByTokens(l_Text)) << l_Text;
-    ExpectSameTree(l_Text);
-  }
-}
-
-// Random texts over the bytes that steer the tokenizer, many of them well formed enough to walk
-// some way: every outcome must match.
-TEST(KELSysJSONRead, MatchesTheTokenWalkOnRandomTexts) {
-  const std::vector<std::string> l_Pieces = {"[", "]",       "{",    "}",     ":",    ",",
-                                             " ", "\"a\"",   "\"\"", "1",     "true", "null",
-                                             "x", "\"\\n\"", "2.5",  "\"b\"", "[]",   "{}"};
+  const size_t l_Odd = l_Texts.size();
+  const std::string l_Pieces[] = {"[", "]",    "{",    "}", ":",       ",",   " ",     "\"a\"", "\"\"",
+                                  "1", "true", "null", "x", "\"\\n\"", "2.5", "\"b\"", "[]",    "{}"};
   std::mt19937 l_Random(20261124);
+  while (l_Texts.size() < l_Odd + 20000) {
+    std::string& l_Text = l_Texts.emplace_back();
+    for (auto l_Length = l_Random() % 24; l_Length > 0; --l_Length)
+      l_Text += l_Pieces[l_Random() % std::size(l_Pieces)];
+  }
   KELSysJSONReadWork l_Work;
   int l_Walked = 0;
-  for (int l_Round = 0; l_Round < 20000; ++l_Round) {
-    std::string l_Text;
-    const int l_Length = static_cast<int>(l_Random() % 24);
-    for (int l_Piece = 0; l_Piece < l_Length; ++l_Piece) l_Text += l_Pieces[l_Random() % l_Pieces.size()];
-    const std::string l_Expected = ByTokens(l_Text);
-    ASSERT_EQ(InOneGo(l_Text, l_Work), l_Expected) << l_Text;
+  for (size_t l_Index = 0; l_Index < l_Texts.size(); ++l_Index) {
+    const std::string l_Expected = ByTokens(l_Texts[l_Index]);
+    ASSERT_EQ(InOneGo(l_Texts[l_Index], l_Work), l_Expected) << l_Texts[l_Index];
     l_Walked += l_Expected.find("walked 1") != std::string::npos;
-    if (l_Round % 10 == 0) ExpectSameTree(l_Text);
+    if (l_Index < l_Odd || (l_Index - l_Odd) % 10 == 0) ExpectSameTree(l_Texts[l_Index]);
   }
-  EXPECT_GT(l_Walked, 2000);  // the table reaches the walk, not only the tokenizer's refusals
+  EXPECT_GT(l_Walked, 2000);  // the random texts reach the walk, not only the tokenizer's refusals
 }
 
 // A failed read reports where the tokenizer would, and leaves the root null; a good one after it

@@ -16,14 +16,19 @@ inline std::string Compact(const KELSysJSONBase& iNode) {
   return l_Result == KEL_S_OK ? l_Out : "write " + KELSysResultName(l_Result);
 }
 
-// Parses iText with a fresh document and builds the tree into ioRoot: "" when both succeed, else
-// "parse <code>" or "build <code>".
+// Parses iText with a fresh document and builds the tree into ioRoot: the tree's compact text, or
+// "parse <code>" / "build <code>" for a failure.
 inline std::string Build(const std::string& iText, KELSysJSONValue& ioRoot) {
   KELSysJSON l_JSON;
   KELSysResult l_Result = l_JSON.Parse(iText.data(), iText.size());
   if (l_Result != KEL_S_OK) return "parse " + KELSysResultName(l_Result);
   l_Result = l_JSON.Build(ioRoot);
-  return l_Result == KEL_S_OK ? "" : "build " + KELSysResultName(l_Result);
+  return l_Result == KEL_S_OK ? Compact(ioRoot) : "build " + KELSysResultName(l_Result);
+}
+
+inline std::string Rewrite(const std::string& iText) {
+  KELSysJSONValue l_Root;
+  return Build(iText, l_Root);
 }
 
 // The tree of iText, null when it cannot be built.
@@ -31,13 +36,6 @@ inline KELSysJSONValue Built(const std::string& iText) {
   KELSysJSONValue l_Root;
   Build(iText, l_Root);
   return l_Root;
-}
-
-// The compact text of iText's tree, or the failure of Build.
-inline std::string Rewrite(const std::string& iText) {
-  KELSysJSONValue l_Root;
-  const std::string l_Failure = Build(iText, l_Root);
-  return l_Failure.empty() ? Compact(l_Root) : l_Failure;
 }
 
 // An error sink whose lines the test reads back.
