@@ -299,21 +299,6 @@ TEST(KELSysJSONRead, MatchesTheTokenWalk) {
   EXPECT_GT(l_Walked, 2000);  // the random texts reach the walk, not only the tokenizer's refusals
 }
 
-// A failed read reports where the tokenizer would, and leaves the root null; a good one after it
-// reads whole with the same document.
-TEST(KELSysJSONRead, ReportsFailuresAndRecovers) {
-  KELSysJSON l_JSON;
-  KELSysJSONValue l_Root;
-  l_Root.SetInteger(int64_t{7});
-  EXPECT_EQ(l_JSON.Read("[1, \"\\q\"]", 9, l_Root), KEL_E_FAIL);
-  EXPECT_TRUE(l_Root.IsNull());
-  EXPECT_EQ(l_JSON.Read(nullptr, 0, l_Root), KEL_E_INVALIDARG);
-  EXPECT_EQ(l_JSON.Read("{\"a\":1}", 7, l_Root), KEL_S_OK);
-  EXPECT_EQ(l_Root.GetObject().Lookup("a").GetInteger(), 1);
-  EXPECT_EQ(l_JSON.Read("7", 1, l_Root), KEL_S_OK);  // a fresh document parsing "7" has no token room
-  EXPECT_EQ(l_Root.GetInteger(), 7);
-}
-
 // A budget refuses a text whose tree would take more, as if memory had run out, and leaves the
 // document as good as before. The least budget that reads a text is its tree's blocks and a little
 // working storage, on either path (the token array for short texts; for long ones the spine, and a

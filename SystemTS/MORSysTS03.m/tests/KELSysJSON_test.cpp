@@ -80,30 +80,27 @@ TEST(KELSysJSONWrite, UnicodeFormGivesTheSameBytes) {
 }
 
 // Records the events of a traversal as one line of text.
-class Recorder : public KELSysJSONTraverse {
- public:
+struct Recorder : KELSysJSONTraverse {
   std::string m_Events;
   int m_StopAfter = -1;
 
-  bool Note(const std::string& iEvent) {
+  bool Add(const std::string& iEvent) {
     m_Events += iEvent + " ";
     return m_StopAfter < 0 || --m_StopAfter > 0;
   }
-  bool OnObjectBegin() override { return Note("{"); }
-  bool OnPairKey(const char* iKey, size_t iLength) override {
-    return Note("k:" + std::string(iKey, iLength));
-  }
-  bool OnObjectEnd() override { return Note("}"); }
-  bool OnArrayBegin() override { return Note("["); }
-  bool OnArrayItemBegin() override { return Note("<"); }
-  bool OnArrayItemEnd() override { return Note(">"); }
-  bool OnArrayEnd() override { return Note("]"); }
-  bool OnNull() override { return Note("null"); }
-  bool OnBoolean(bool iValue) override { return Note(iValue ? "true" : "false"); }
-  bool OnDouble(double iValue) override { return Note("d:" + std::to_string(iValue)); }
-  bool OnInteger(int64_t iValue) override { return Note("i:" + std::to_string(iValue)); }
-  bool OnString(const char* iBytes, size_t iLength) override {
-    return Note("s:" + std::string(iBytes, iLength));
+  bool OnObjectBegin() override { return Add("{"); }
+  bool OnPairKey(const char* iKey, size_t iLength) override { return Add("k:" + std::string(iKey, iLength)); }
+  bool OnObjectEnd() override { return Add("}"); }
+  bool OnArrayBegin() override { return Add("["); }
+  bool OnArrayItemBegin() override { return Add("<"); }
+  bool OnArrayItemEnd() override { return Add(">"); }
+  bool OnArrayEnd() override { return Add("]"); }
+  bool OnNull() override { return Add("null"); }
+  bool OnBoolean(bool iValue) override { return Add(iValue ? "true" : "false"); }
+  bool OnDouble(double iValue) override { return Add("d:" + std::to_string(iValue)); }
+  bool OnInteger(int64_t iValue) override { return Add("i:" + std::to_string(iValue)); }
+  bool OnString(const char* iText, size_t iLength) override {
+    return Add("s:" + std::string(iText, iLength));
   }
 };
 
@@ -169,7 +166,9 @@ TEST(KELSysJSONDocument, ReadsNumbersAsTheCLibrary) {
   }
 }
 
-// A document parses many texts; each build fills a tree from the last parse only.
+// A document parses many texts; each build fills a tree from the last parse only, and fails with
+// no tree after a failed parse. A failed read leaves the root null; a good one after it reads
+// whole with the same document.
 TEST(KELSysJSONDocument, IsReusable) {
   KELSysJSON l_JSON;
   KELSysJSONValue l_Root;
@@ -179,6 +178,14 @@ TEST(KELSysJSONDocument, IsReusable) {
     EXPECT_EQ(Compact(l_Root), l_Parsed == KEL_S_OK ? Rewrite(l_Text) : "null") << l_Text;
     EXPECT_EQ(l_Built, l_Parsed == KEL_S_OK ? KEL_S_OK : KEL_E_FAIL) << l_Text;
   }
+  l_Root.SetInteger(int64_t{7});
+  EXPECT_EQ(l_JSON.Read("[1, \"\\q\"]", 9, l_Root), KEL_E_FAIL);
+  EXPECT_TRUE(l_Root.IsNull());
+  EXPECT_EQ(l_JSON.Read(nullptr, 0, l_Root), KEL_E_INVALIDARG);
+  EXPECT_EQ(l_JSON.Read("{\"a\":1}", 7, l_Root), KEL_S_OK);
+  EXPECT_EQ(l_Root.GetObject().Lookup("a").GetInteger(), 1);
+  EXPECT_EQ(l_JSON.Read("7", 1, l_Root), KEL_S_OK);  // a fresh document parsing "7" has no token room
+  EXPECT_EQ(l_Root.GetInteger(), 7);
 }
 
 // The build trace lines need the channel switched on by the environment before the process asks
