@@ -51,6 +51,9 @@ std::shared_ptr<Value> Sample() {
               {"e", JSON::CreateArray()}});
 }
 
+// The compact and the indented text, to a stream or appended to a string. Only the compact form
+// escapes strings (quote, backslash, the named control characters); the indented form and keys are
+// written as stored. Runs longer than the writer's buffer go around it, and still come out in order.
 TEST(JSONValue, WritesCompactAndIndentedText) {
   const std::shared_ptr<Value> l_Root = Sample();
   EXPECT_EQ(Compact(*l_Root),
@@ -60,14 +63,6 @@ TEST(JSONValue, WritesCompactAndIndentedText) {
             "    \"a\": [\n        1,\n        {}\n    ],\n    \"e\": []\n}");
   EXPECT_EQ(Indented(*l_Root->GetObjectValues().Get("a"), 1), "[\n        1,\n        {}\n    ]");
   EXPECT_EQ(Indented(*JSON::CreateArray()), "[]");
-  std::string l_Appended = "x=";
-  JSON::CreateObject()->Serialize(l_Appended);
-  EXPECT_EQ(l_Appended, "x={}");
-}
-
-// Only the compact form escapes strings (quote, backslash, the named control characters); the indented
-// form and keys are written as stored.
-TEST(JSONValue, OnlyCompactStringsAreEscaped) {
   using Case = std::pair<std::string, std::string>;  // stored, compact
   for (const auto& [l_Stored, l_Compact] :
        {Case{"q\"b\\n\n", "q\\\"b\\\\n\\n"}, Case{"\b\f\r\t", "\\b\\f\\r\\t"},
@@ -79,10 +74,6 @@ TEST(JSONValue, OnlyCompactStringsAreEscaped) {
     EXPECT_EQ(Indented(*l_String), "\"" + l_Stored + "\"");
   }
   EXPECT_EQ(Compact(*Obj({{"k\"y", JSON::CreateNull()}})), "{\"k\"y\": null}");
-}
-
-TEST(JSONValue, LongTextsArriveWhole) {
-  // Runs longer than the writer's buffer go around it; the pieces must still come out in order.
   const std::string l_Long = std::string(70000, 'a') + "\"" + std::string(40000, 'b');
   const std::shared_ptr<Value> l_Array =
       Arr({JSON::CreateString(l_Long), JSON::CreateString(l_Long), JSON::CreateString(l_Long)});
