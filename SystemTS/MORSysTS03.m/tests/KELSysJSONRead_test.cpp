@@ -23,17 +23,19 @@ namespace {
 using ::testing::EndsWith;
 using ::testing::MatchesRegex;
 
-// The tokens of iText from a tokenizer given iRoom records, and one more each time it runs out:
-// oResult is their count or the failure, oPosition where the tokenizer stopped.
-std::vector<KELSysJSONTokenRecord> Tokenize(const std::string& iText, size_t iRoom, int32_t& oResult,
-                                            uint32_t& oPosition) {
+// The tokens of iText from a tokenizer given iRoom records, and one more each time it runs out;
+// oResult gets their count or the failure, oPosition where the tokenizer stopped.
+std::vector<KELSysJSONTokenRecord> Tokenize(const std::string& iText, size_t iRoom,
+                                            int32_t* oResult = nullptr, uint32_t* oPosition = nullptr) {
   std::vector<KELSysJSONTokenRecord> l_Tokens(iRoom);
   KELSysJSONTokenizer l_Tokenizer;
-  while ((oResult = l_Tokenizer.Run(iText.data(), static_cast<uint32_t>(iText.size()), l_Tokens.data(),
-                                    static_cast<uint32_t>(l_Tokens.size()))) == KELSysJSONTokenizeNoMemory)
+  int32_t l_Result;
+  while ((l_Result = l_Tokenizer.Run(iText.data(), static_cast<uint32_t>(iText.size()), l_Tokens.data(),
+                                     static_cast<uint32_t>(l_Tokens.size()))) == KELSysJSONTokenizeNoMemory)
     l_Tokens.resize(l_Tokens.size() + 1);
-  oPosition = l_Tokenizer.m_Pos;
-  l_Tokens.resize(static_cast<size_t>(std::max(oResult, 0)));
+  if (oResult) *oResult = l_Result;
+  if (oPosition) *oPosition = l_Tokenizer.m_Pos;
+  l_Tokens.resize(static_cast<size_t>(std::max(l_Result, 0)));
   return l_Tokens;
 }
 
@@ -139,13 +141,10 @@ TEST(KELSysJSONTokenizer, ResumedPassEqualsSinglePass) {
   for (const std::string l_Text : {"{\"k\":[1,\"two\",{\"x\":null}],\"l\":\"\\u0041\"}", "[[[[[]]]],[[]],7]",
                                    "a b c d e f g h", "{\"a\":\"b\",\"c\":[true,false]}"}) {
     std::string l_Records[2];
-    for (size_t l_Room : {size_t(1), l_Text.size() + 1}) {
-      int32_t l_Count;
-      uint32_t l_Position;
-      for (const KELSysJSONTokenRecord& l_Token : Tokenize(l_Text, l_Room, l_Count, l_Position))
+    for (size_t l_Room : {size_t(1), l_Text.size() + 1})
+      for (const KELSysJSONTokenRecord& l_Token : Tokenize(l_Text, l_Room))
         l_Records[l_Room == 1] +=
             Show({l_Token.m_Type, l_Token.m_Start, l_Token.m_End, l_Token.m_Size, l_Token.m_Parent});
-    }
     EXPECT_FALSE(l_Records[0].empty()) << l_Text;
     EXPECT_EQ(l_Records[1], l_Records[0]) << l_Text;
   }
@@ -204,7 +203,8 @@ std::string Outcome(int32_t iTokenize, uint32_t iPosition, size_t iTree = 0, boo
 std::string ByTokens(const std::string& iText) {
   int32_t l_Count;
   uint32_t l_Position;
-  const std::vector<KELSysJSONTokenRecord> l_Tokens = Tokenize(iText, iText.size() + 1, l_Count, l_Position);
+  const std::vector<KELSysJSONTokenRecord> l_Tokens =
+      Tokenize(iText, iText.size() + 1, &l_Count, &l_Position);
   if (l_Count <= 0) return Outcome(l_Count, l_Position);
   Recorder l_Recorder;
   std::vector<KELSysJSONWalker::Frame> l_Stack;
@@ -308,9 +308,7 @@ TEST(KELSysJSONRead, ABudgetRefusesCostlierTexts) {
     std::string l_Text = "{\"a\":[\"xyz\"";
     for (size_t l_Unit = 0; l_Unit < l_Units; ++l_Unit) l_Text += ",[1],{\"k\":\"v\"}";
     l_Text += "]}";
-    int32_t l_Count;
-    uint32_t l_Position;
-    const size_t l_Tree = TreeOf(Tokenize(l_Text, l_Text.size(), l_Count, l_Position));
+    const size_t l_Tree = TreeOf(Tokenize(l_Text, l_Text.size()));
     KELSysJSON l_JSON;
     KELSysJSONValue l_Root;
     size_t l_Low = 0, l_High = SIZE_MAX / 2;  // refused at l_Low, read at l_High
