@@ -66,7 +66,7 @@ TEST(KELSysJSONRewrite, WritesCompact) {
 TEST(KELSysJSONWrite, UnicodeFormGivesTheSameBytes) {
   const KELSysJSONValue l_Root = Built("{\"k\\u00e9\xff\":[\"\xc3\xa9\x80\",1.0,{}]}");
   const KELSysJSONBase& l_Node = l_Root;
-  for (bool l_Compact : {true, false}) {
+  for (bool l_Compact : {true, false})
     for (const char* l_Indent : {"", "\t", "  "}) {
       std::string l_Narrow = "x=";
       ASSERT_EQ(l_Node.Write(l_Narrow, l_Compact, std::string(l_Indent)), KEL_S_OK);
@@ -74,7 +74,6 @@ TEST(KELSysJSONWrite, UnicodeFormGivesTheSameBytes) {
       ASSERT_EQ(l_Node.Write(l_Out, l_Compact, MORUnicodeString::FromUTF8(l_Indent)), KEL_S_OK);
       EXPECT_EQ(std::string(l_Out.ConvertToUTF8()), l_Narrow) << l_Compact << " '" << l_Indent << "'";
     }
-  }
   // Each closing bracket drops the first character of its container's indentation, here a blank.
   MORUnicodeString l_Out;
   ASSERT_EQ(l_Root.GetObject().Write(l_Out, false, MORUnicodeString::FromUTF8("  ")), KEL_S_OK);
@@ -198,11 +197,8 @@ TEST(KELSysJSONDocument, IsReusable) {
 const bool g_TraceChild = [] {
   if (std::getenv("KELSysJSONTestTraceChild") == nullptr) return false;
   const std::string l_Text = "{\"k\":[\"s\",tru,true,false,null,1.5,-2," + g_Digits63 + "7]}";
-  KELSysJSON l_JSON;
-  KELSysJSONValue l_Root;
-  if (l_JSON.Parse(l_Text.data(), l_Text.size()) == KEL_S_OK) l_JSON.Build(l_Root);
-  const std::string l_Deep = "[" + std::string(KELSysJSONMaxDepth, '[');
-  l_JSON.Parse(l_Deep.data(), l_Deep.size());
+  Rewrite(l_Text);
+  Rewrite("[" + std::string(KELSysJSONMaxDepth, '['));
   std::exit(0);
 }();
 
