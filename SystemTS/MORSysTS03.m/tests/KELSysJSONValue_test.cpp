@@ -129,15 +129,12 @@ std::string Appended(const std::string& iList, const std::string& iItem) {
   return iList.substr(0, iList.size() - 1) + (iList.size() > 2 ? "," : "") + iItem + iList.back();
 }
 
-// What a value should show after each step.
+// What a value should show after each step: its own text (or "[" / "{" when that is the text of
+// its array / object), and the texts of both containers.
 struct Model {
-  KELSysJSONType m_Type = KELSysJSONTypeNull;
-  std::string m_Scalar = "null", m_Array = "[]", m_Object = "{}";
+  std::string m_Own = "null", m_Array = "[]", m_Object = "{}";
   std::string Shows() const {
-    return (m_Type == KELSysJSONTypeArray    ? m_Array
-            : m_Type == KELSysJSONTypeObject ? m_Object
-                                             : m_Scalar) +
-           " " + m_Array + " " + m_Object;
+    return (m_Own == "[" ? m_Array : m_Own == "{" ? m_Object : m_Own) + " " + m_Array + " " + m_Object;
   }
 };
 
@@ -147,13 +144,13 @@ Model Apply(char iStep, KELSysJSONValue& ioValue, Model ioModel) {
   switch (iStep) {
     case 's':
       EXPECT_EQ(ioValue.SetString(k_Long), KEL_S_OK);
-      return Model{KELSysJSONTypeString, Quoted(k_Long)};
+      return Model{Quoted(k_Long)};
     case 'e':
       EXPECT_EQ(ioValue.SetString(""), KEL_S_OK);
-      return Model{KELSysJSONTypeString, "\"\""};
+      return Model{"\"\""};
     case 'i':
       EXPECT_EQ(ioValue.SetInteger(int64_t{-1} << 40), KEL_S_OK);
-      return Model{KELSysJSONTypeInteger, "-1099511627776"};
+      return Model{"-1099511627776"};
     case 'n':
       ioValue.SetNull();
       return Model{};
@@ -167,13 +164,13 @@ Model Apply(char iStep, KELSysJSONValue& ioValue, Model ioModel) {
       return ioModel;
     case 'S':  // set from parts of itself
       EXPECT_EQ(ioValue.SetString(ioValue.GetString()), KEL_S_OK);
-      return Model{KELSysJSONTypeString, Quoted(l_String)};
+      return Model{Quoted(l_String)};
     case 'X':
       EXPECT_EQ(ioValue.SetArray(ioValue.GetArray()), KEL_S_OK);
-      return Model{KELSysJSONTypeArray, "", ioModel.m_Array};
+      return Model{"[", ioModel.m_Array};
     case 'Y':
       EXPECT_EQ(ioValue.SetObject(std::move(ioValue.GetObject())), KEL_S_OK);
-      return Model{KELSysJSONTypeObject, "", "[]", ioModel.m_Object};
+      return Model{"{", "[]", ioModel.m_Object};
     case 'w': {  // a swap hands everything over
       KELSysJSONValue l_Other = Built("\"other\"");
       l_Other.Swap(ioValue);
@@ -190,10 +187,10 @@ Model Apply(char iStep, KELSysJSONValue& ioValue, Model ioModel) {
     }
     case 'p':  // a build keeps the root's containers
       EXPECT_EQ(Build(Quoted("built by the parser"), ioValue), Quoted("built by the parser"));
-      return Model{KELSysJSONTypeString, Quoted("built by the parser")};
+      return Model{Quoted("built by the parser")};
     case 'P':
       EXPECT_EQ(Build("[5,\"x\",{}]", ioValue), "[5,\"x\",{}]");
-      return Model{KELSysJSONTypeArray, "", "[5,\"x\",{}]"};
+      return Model{"[", "[5,\"x\",{}]"};
   }
   ADD_FAILURE() << "no step " << iStep;
   return ioModel;
