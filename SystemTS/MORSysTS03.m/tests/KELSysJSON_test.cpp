@@ -229,6 +229,7 @@ TEST(KELSysJSONDocument, TracesTheBuild) {
 // every shape but those whose containers hold a member or two each. (A reader that gives Read a
 // budget of 14 n is held to 16 n for every shape, the costlier ones refused: the registry does, and
 // KELSysRegKeyMemory_test.cpp measures it.)
+
 // A shape and the size of its text; printed by the shape's PrintTo, named "Shape_64KiB".
 using MemoryCase = std::tuple<KELSysJSONShape, size_t>;
 class KELSysJSONMemory : public testing::TestWithParam<MemoryCase> {};
