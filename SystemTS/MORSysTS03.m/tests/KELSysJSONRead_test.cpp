@@ -1,11 +1,13 @@
-// The one-go read against the tokenizer and the walk over its tokens: for every text, the same
-// events in the same order, the same verdict, the same failure position, the same tree, and the
-// same weight of that tree before it is built.
+// Tokenizing and reading. The tokenizer: token records, the result and error position of every
+// kind of malformed text, and the growth of the token array. The one-go read against the tokenizer
+// and the walk over its tokens: for every text, the same events in the same order, the same
+// verdict, the same failure position, the same tree, and the same weight of that tree before it is
+// built.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <random>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -18,11 +20,144 @@
 
 namespace {
 
+using ::testing::EndsWith;
+using ::testing::MatchesRegex;
+
+// The tokens of iText from a tokenizer given iRoom records, and one more each time it runs out;
+// oResult gets their count or the failure, oPosition where the tokenizer stopped.
+std::vector<KELSysJSONTokenRecord> Tokenize(const std::string& iText, size_t iRoom,
+                                            int32_t* oResult = nullptr, uint32_t* oPosition = nullptr) {
+  std::vector<KELSysJSONTokenRecord> l_Tokens(iRoom);
+  KELSysJSONTokenizer l_Tokenizer;
+  int32_t l_Result;
+  while ((l_Result = l_Tokenizer.Run(iText.data(), static_cast<uint32_t>(iText.size()), l_Tokens.data(),
+                                     static_cast<uint32_t>(l_Tokens.size()))) == KELSysJSONTokenizeNoMemory)
+    l_Tokens.resize(l_Tokens.size() + 1);
+  if (oResult) *oResult = l_Result;
+  if (oPosition) *oPosition = l_Tokenizer.m_Pos;
+  l_Tokens.resize(static_cast<size_t>(std::max(l_Result, 0)));
+  return l_Tokens;
+}
+
+// A token as " type,start,end,size,parent".
+std::string Show(std::initializer_list<int32_t> iFields) {
+  std::string l_Out;
+  for (int32_t l_Field : iFields) l_Out += (l_Out.empty() ? " " : ",") + std::to_string(l_Field);
+  return l_Out;
+}
+
+// The tokens of the document's last parse, as the framework hands them out.
+std::string Tokens(const KELSysJSON& iJSON) {
+  std::string l_Tokens;
+  KELSysJSONToken l_Token;
+  for (uint32_t l_Index = 0; iJSON.GetToken(l_Index, l_Token) == KEL_S_OK; ++l_Index)
+    l_Tokens += Show(
+        {l_Token.GetType(), l_Token.GetStart(), l_Token.GetEnd(), l_Token.GetSize(), l_Token.GetParent()});
+  return l_Tokens;
+}
+
+TEST(KELSysJSONTokenizer, RecordsOffsetsSizesAndParents) {
+  const std::string l_Text = "{\"a\":[1,\"x\"], \"b\":{}}";
+  KELSysJSON l_JSON;
+  ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK);
+  // The object counts its two keys, and each key holds its value.
+  EXPECT_EQ(Tokens(l_JSON), " 1,0,21,2,-1 3,2,3,1,0 2,5,12,2,1 4,6,7,0,2 3,9,10,0,2 3,15,16,1,0 1,18,20,0,5");
+}
+
+// Strings are scanned eight bytes at a time: the closing quote and an escape are found wherever
+// they fall in a word, and near the end of the text.
+TEST(KELSysJSONTokenizer, FindsQuotesAndEscapesAtEveryOffset) {
+  KELSysJSON l_JSON;
+  for (int l_Offset = 0; l_Offset < 20; ++l_Offset) {
+    const std::string l_Plain = std::string(static_cast<size_t>(l_Offset), 'a');
+    for (const std::string& l_Text : {"\"" + l_Plain + "\"", "[\"" + l_Plain + "\\n" + l_Plain + "\"]"}) {
+      ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK) << l_Text;
+      const bool l_InArray = l_Text[0] == '[';
+      const int32_t l_End = static_cast<int32_t>(l_Text.size()) - (l_InArray ? 2 : 1);
+      EXPECT_THAT(Tokens(l_JSON), EndsWith(Show({3, l_InArray ? 2 : 1, l_End, 0, l_InArray ? 0 : -1})))
+          << l_Text;
+    }
+    const std::string l_Open = "[\"" + l_Plain;
+    EXPECT_EQ(l_JSON.Parse(l_Open.data(), l_Open.size()), KEL_E_FAIL) << l_Open;
+  }
+}
+
+// A malformed text fails with one line naming where it went wrong, and frees the token array: an
+// unclosed container at the end; an unknown escape, a bad hexadecimal digit, an unterminated string,
+// a text ending inside \u or a NUL inside a string at the opening quote; a closing bracket of the
+// wrong kind or of nothing; a control byte in a primitive; a byte-order mark; UTF-8 outside a string.
+TEST(KELSysJSONTokenizer, MalformedTextsFailAndReportThePosition) {
+  using Malformed = std::pair<std::string, unsigned>;  // the text, the position reported
+  for (const auto& [l_Text, l_Position] :
+       {Malformed{"{\"a\":1", 6}, Malformed{"[\"a\\q\"]", 1}, Malformed{"[\"\\u12G4\"]", 1},
+        Malformed{"[\"abc", 1}, Malformed{"[\"\\u12", 1}, Malformed{std::string("[\"ab\0c\"]", 8), 1},
+        Malformed{"[1}", 2}, Malformed{"]", 0}, Malformed{"[]]", 2}, Malformed{"[tr\x01ue]", 3},
+        Malformed{"\xEF\xBB\xBF{}", 0}, Malformed{"[caf\xC3\xA9]", 4}}) {
+    KELSysJSONTestSink l_Sink;
+    KELSysJSON l_JSON;
+    EXPECT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size(), &l_Sink.m_Trace), KEL_E_FAIL) << l_Text;
+    EXPECT_THAT(l_Sink.m_Lines->GetText(),
+                MatchesRegex("\\(SystemTS/MORSysTS03\\.m/src/KELSysJSON : [0-9]+\\) \\[E\\] JSONTest: "
+                             "JSON parsing error at position " +
+                             std::to_string(l_Position) + "\n"));
+    EXPECT_EQ(l_JSON.GetTokenCount() + l_JSON.GetTokenCapacity(), 0u);
+  }
+  // No text is no fault of the text; the inline tokenizer reports against its own file.
+  KELSysJSONTestSink l_Sink;
+  EXPECT_EQ(KELSysJSON().Parse(nullptr, 10, &l_Sink.m_Trace), KEL_E_INVALIDARG);
+  EXPECT_EQ(l_Sink.m_Lines->GetText(), "");
+  EXPECT_EQ(KELSysJSONTokenBlock().Tokenize("[1,", 3, &l_Sink.m_Trace), KEL_E_FAIL);
+  EXPECT_THAT(l_Sink.m_Lines->GetText(),
+              MatchesRegex("\\(SystemTS/PrivateInterfaces/KELSysJSONPrivate : [0-9]+\\) \\[E\\] JSONTest: "
+                           "JSON parsing error at position 3\n"));
+}
+
+// The token array starts at length / 2 tokens and doubles: a fresh document has no room for the one
+// token of a one-byte text, and doubling nothing gives nothing. A text ends at its first NUL, and a
+// build of no token builds nothing.
+TEST(KELSysJSONTokenizer, GrowsFromHalfTheLengthAndStopsAtANul) {
+  KELSysJSON l_JSON;
+  EXPECT_EQ(l_JSON.Parse("7", 1), KEL_E_OUTOFMEMORY);
+  EXPECT_EQ(KELSysJSON().Parse("7", 2), KEL_S_OK);  // with its NUL (fuzz input one-byte-rewrite)
+  EXPECT_EQ(l_JSON.Parse("", 0), KEL_S_OK);
+  EXPECT_EQ(l_JSON.Parse("77", 2), KEL_S_OK);
+  EXPECT_EQ(l_JSON.GetTokenCapacity(), 1u);
+  EXPECT_EQ(l_JSON.Parse("[1,2,3]", 7), KEL_S_OK);  // 1 -> 2 -> 4 tokens, kept for the next parse
+  EXPECT_EQ(l_JSON.GetTokenCapacity(), 4u);
+  EXPECT_EQ(l_JSON.Parse("[]", 2), KEL_S_OK);
+  EXPECT_EQ(l_JSON.GetTokenCapacity(), 4u);
+  ASSERT_EQ(l_JSON.Parse("[1]\0[2,3]", 9), KEL_S_OK);
+  EXPECT_EQ(l_JSON.GetTokenCount(), 2u);
+  ASSERT_EQ(l_JSON.Parse("\0[1]", 4), KEL_S_OK);
+  EXPECT_EQ(l_JSON.GetTokenCount(), 0u);
+  KELSysJSONValue l_Root;
+  EXPECT_EQ(l_JSON.Build(l_Root), KEL_E_FAIL);
+  EXPECT_TRUE(l_Root.IsNull());
+}
+
+// A pass that runs out of tokens resumes where it stopped: growing one token at a time gives the
+// same records as one pass with room to spare.
+TEST(KELSysJSONTokenizer, ResumedPassEqualsSinglePass) {
+  for (const std::string l_Text : {"{\"k\":[1,\"two\",{\"x\":null}],\"l\":\"\\u0041\"}", "[[[[[]]]],[[]],7]",
+                                   "a b c d e f g h", "{\"a\":\"b\",\"c\":[true,false]}"}) {
+    std::string l_Records[2];
+    for (size_t l_Room : {size_t(1), l_Text.size() + 1})
+      for (const KELSysJSONTokenRecord& l_Token : Tokenize(l_Text, l_Room))
+        l_Records[l_Room == 1] +=
+            Show({l_Token.m_Type, l_Token.m_Start, l_Token.m_End, l_Token.m_Size, l_Token.m_Parent});
+    EXPECT_FALSE(l_Records[0].empty()) << l_Text;
+    EXPECT_EQ(l_Records[1], l_Records[0]) << l_Text;
+  }
+}
+
 // Writes down every event a walk tells it.
-class Recorder {
- public:
+struct Recorder {
   std::string m_Events;
 
+  bool Add(const std::string& iEvent) {
+    m_Events += iEvent + '|';
+    return true;
+  }
   bool ObjectBegin(const KELSysJSONTokenRecord& iToken) { return Add("{" + std::to_string(iToken.m_Size)); }
   bool Key(const char* iBytes, uint32_t iLength) { return Add("k" + std::string(iBytes, iLength)); }
   bool ObjectEnd() { return Add("}"); }
@@ -37,36 +172,13 @@ class Recorder {
     return Add("p" + std::to_string(iRead.m_Kind) + ":" + std::to_string(iRead.m_Integer) + ":" +
                std::to_string(l_Bits));
   }
-
- private:
-  bool Add(const std::string& iEvent) {
-    m_Events += iEvent;
-    m_Events += '|';
-    return true;
-  }
 };
-
-// What a reading of a text came to.
-struct Outcome {
-  int32_t m_Tokenize;  // tokens, or the tokenizer's failure
-  uint32_t m_Position;
-  bool m_Walked;
-  std::string m_Events;
-  size_t m_Tree = 0;  // what the build's blocks take, as weighed before building
-  bool operator==(const Outcome&) const = default;
-};
-
-std::ostream& operator<<(std::ostream& ioOut, const Outcome& iOutcome) {
-  return ioOut << "tokenize " << iOutcome.m_Tokenize << " at " << iOutcome.m_Position << ", walked "
-               << iOutcome.m_Walked << ", tree " << iOutcome.m_Tree << ": " << iOutcome.m_Events;
-}
 
 // The blocks a build of the tokens takes: one for every string or key with bytes, and one for
 // every container with members, sized by its token count.
-size_t TreeOf(const std::vector<KELSysJSONTokenRecord>& iTokens, int32_t iCount) {
+size_t TreeOf(const std::vector<KELSysJSONTokenRecord>& iTokens) {
   size_t l_Tree = 0;
-  for (int32_t l_Index = 0; l_Index < iCount; ++l_Index) {
-    const KELSysJSONTokenRecord& l_Token = iTokens[static_cast<size_t>(l_Index)];
+  for (const KELSysJSONTokenRecord& l_Token : iTokens) {
     const uint32_t l_Size = static_cast<uint32_t>(l_Token.m_Size);
     if (l_Token.m_Type == KELSysJSONTokenString && l_Token.m_End > l_Token.m_Start)
       l_Tree += KELSysJSONBytes::Size(static_cast<size_t>(l_Token.m_End - l_Token.m_Start));
@@ -78,36 +190,38 @@ size_t TreeOf(const std::vector<KELSysJSONTokenRecord>& iTokens, int32_t iCount)
   return l_Tree;
 }
 
-Outcome ByTokens(const std::string& iText) {
-  Outcome l_Outcome{0, 0, false, {}};
-  std::vector<KELSysJSONTokenRecord> l_Tokens(iText.size() + 1);
-  KELSysJSONTokenizer l_Tokenizer;
-  l_Outcome.m_Tokenize = l_Tokenizer.Run(iText.data(), static_cast<uint32_t>(iText.size()), l_Tokens.data(),
-                                         static_cast<uint32_t>(l_Tokens.size()));
-  l_Outcome.m_Position = l_Tokenizer.m_Pos;
-  if (l_Outcome.m_Tokenize <= 0) return l_Outcome;
-  l_Outcome.m_Tree = TreeOf(l_Tokens, l_Outcome.m_Tokenize);
-  Recorder l_Recorder;
-  std::vector<KELSysJSONWalker::Frame> l_Stack;
-  KELSysJSONWalker l_Walker(l_Tokens.data(), static_cast<uint32_t>(l_Outcome.m_Tokenize), iText.data(),
-                            l_Stack);
-  l_Outcome.m_Walked = l_Walker.Walk(l_Recorder);
-  l_Outcome.m_Events = l_Recorder.m_Events;
-  return l_Outcome;
+// What a reading of a text came to: the tokens or the tokenizer's failure, its position, and after
+// tokens the weight of the tree, whether the walk went through, and the walk's events.
+std::string Outcome(int32_t iTokenize, uint32_t iPosition, size_t iTree = 0, bool iWalked = false,
+                    const std::string& iEvents = "") {
+  return "tokenize " + std::to_string(iTokenize) + " at " + std::to_string(iPosition) +
+         (iTokenize <= 0
+              ? ""
+              : ", tree " + std::to_string(iTree) + ", walked " + std::to_string(iWalked) + ": " + iEvents);
 }
 
-Outcome InOneGo(const std::string& iText, KELSysJSONReadWork& ioWork) {
-  Outcome l_Outcome{0, 0, false, {}};
+std::string ByTokens(const std::string& iText) {
+  int32_t l_Count;
+  uint32_t l_Position;
+  const std::vector<KELSysJSONTokenRecord> l_Tokens =
+      Tokenize(iText, iText.size() + 1, &l_Count, &l_Position);
+  if (l_Count <= 0) return Outcome(l_Count, l_Position);
+  Recorder l_Recorder;
+  std::vector<KELSysJSONWalker::Frame> l_Stack;
+  KELSysJSONWalker l_Walker(l_Tokens.data(), static_cast<uint32_t>(l_Count), iText.data(), l_Stack);
+  const bool l_Walked = l_Walker.Walk(l_Recorder);
+  return Outcome(l_Count, l_Position, TreeOf(l_Tokens), l_Walked, l_Recorder.m_Events);
+}
+
+std::string InOneGo(const std::string& iText, KELSysJSONReadWork& ioWork) {
   const uint32_t l_Length = static_cast<uint32_t>(iText.size());
   size_t l_Tree = 0;
-  l_Outcome.m_Tokenize =
-      KELSysJSONCount(iText.data(), l_Length, ioWork, l_Outcome.m_Position, SIZE_MAX, l_Tree);
-  if (l_Outcome.m_Tokenize <= 0) return l_Outcome;
-  l_Outcome.m_Tree = l_Tree;
+  uint32_t l_Position = 0;
+  const int32_t l_Count = KELSysJSONCount(iText.data(), l_Length, ioWork, l_Position, SIZE_MAX, l_Tree);
+  if (l_Count <= 0) return Outcome(l_Count, l_Position);
   Recorder l_Recorder;
-  l_Outcome.m_Walked = KELSysJSONWalkCounted(iText.data(), l_Length, l_Recorder, ioWork);
-  l_Outcome.m_Events = l_Recorder.m_Events;
-  return l_Outcome;
+  const bool l_Walked = KELSysJSONWalkCounted(iText.data(), l_Length, l_Recorder, ioWork);
+  return Outcome(l_Count, l_Position, l_Tree, l_Walked, l_Recorder.m_Events);
 }
 
 // The tree and result of Read against those of Parse and Build.
@@ -126,10 +240,7 @@ void ExpectSameTree(const std::string& iText) {
             l_Expected == KEL_S_OK)
       << iText;
   EXPECT_EQ(l_ReadErrors.m_Lines->GetText().empty(), l_ParseErrors.m_Lines->GetText().empty()) << iText;
-  std::string l_BuiltText, l_ReadText;
-  l_Built.Write(l_BuiltText, true, std::string());
-  l_Read.Write(l_ReadText, true, std::string());
-  EXPECT_EQ(l_ReadText, l_BuiltText) << iText;
+  EXPECT_EQ(Compact(l_Read), Compact(l_Built)) << iText;
 }
 
 // Texts where the lax tokenizer and the walk's checks meet in odd ways: colons that hang tokens
@@ -154,68 +265,38 @@ const char* const k_LongerTexts[] = {"{\"\\q\":1}",
                                      "[\"\\u00e9\", \"\\\\\", \"\\\"\"]",
                                      "[1, -5, 12ab, 1E5, 1e5, 0.1, 1,5, 99999999999999999999]"};
 
-TEST(KELSysJSONRead, MatchesTheTokenWalkOnOddTexts) {
-  KELSysJSONReadWork l_Work;
-  using Texts = std::span<const char* const>;
-  for (Texts l_Texts : {Texts(k_Texts), Texts(k_LongerTexts)})
-    for (const char* l_Text : l_Texts) {
-      const std::string l_String(l_Text);
-      EXPECT_EQ(InOneGo(l_String, l_Work), ByTokens(l_String)) << l_String;
-      ExpectSameTree(l_String);
-    }
-  const std::string l_WithNul("[1]\0[2", 6);
-  EXPECT_EQ(InOneGo(l_WithNul, l_Work), ByTokens(l_WithNul));
-}
-
-// Random texts over the bytes that steer the tokenizer, many of them well formed enough to walk
-// some way: every outcome must match.
-TEST(KELSysJSONRead, MatchesTheTokenWalkOnRandomTexts) {
-  const std::vector<std::string> l_Pieces = {"[", "]",       "{",    "}",     ":",    ",",
-                                             " ", "\"a\"",   "\"\"", "1",     "true", "null",
-                                             "x", "\"\\n\"", "2.5",  "\"b\"", "[]",   "{}"};
+// Those texts, the text of a NUL, and colon chains of closed containers into a tree deeper than the
+// open-bracket bound (both readings refuse it at the same depth, and take it one level less deep).
+// Then random texts over the bytes that steer the tokenizer, many of them well formed enough to
+// walk some way. Every outcome must match.
+TEST(KELSysJSONRead, MatchesTheTokenWalk) {
+  std::vector<std::string> l_Texts(std::begin(k_Texts), std::end(k_Texts));
+  l_Texts.insert(l_Texts.end(), std::begin(k_LongerTexts), std::end(k_LongerTexts));
+  l_Texts.push_back(std::string("[1]\0[2", 6));
+  for (uint32_t l_Depth : {KELSysJSONMaxDepth, KELSysJSONMaxDepth + 1}) {
+    std::string l_Chain = "[[]";
+    for (uint32_t l_Level = 2; l_Level < l_Depth; ++l_Level) l_Chain += ":[]";
+    l_Texts.push_back(l_Chain + "]");
+    EXPECT_EQ(ByTokens(l_Texts.back()).find("walked 1") != std::string::npos, l_Depth == KELSysJSONMaxDepth);
+  }
+  const size_t l_Odd = l_Texts.size();
+  const std::string l_Pieces[] = {"[", "]",    "{",    "}", ":",       ",",   " ",     "\"a\"", "\"\"",
+                                  "1", "true", "null", "x", "\"\\n\"", "2.5", "\"b\"", "[]",    "{}"};
   std::mt19937 l_Random(20261124);
+  while (l_Texts.size() < l_Odd + 20000) {
+    std::string& l_Text = l_Texts.emplace_back();
+    for (auto l_Length = l_Random() % 24; l_Length > 0; --l_Length)
+      l_Text += l_Pieces[l_Random() % std::size(l_Pieces)];
+  }
   KELSysJSONReadWork l_Work;
   int l_Walked = 0;
-  for (int l_Round = 0; l_Round < 20000; ++l_Round) {
-    std::string l_Text;
-    const int l_Length = static_cast<int>(l_Random() % 24);
-    for (int l_Piece = 0; l_Piece < l_Length; ++l_Piece) l_Text += l_Pieces[l_Random() % l_Pieces.size()];
-    const Outcome l_Expected = ByTokens(l_Text);
-    ASSERT_EQ(InOneGo(l_Text, l_Work), l_Expected) << l_Text;
-    l_Walked += l_Expected.m_Walked;
-    if (l_Round % 10 == 0) ExpectSameTree(l_Text);
+  for (size_t l_Index = 0; l_Index < l_Texts.size(); ++l_Index) {
+    const std::string l_Expected = ByTokens(l_Texts[l_Index]);
+    ASSERT_EQ(InOneGo(l_Texts[l_Index], l_Work), l_Expected) << l_Texts[l_Index];
+    l_Walked += l_Expected.find("walked 1") != std::string::npos;
+    if (l_Index < l_Odd || (l_Index - l_Odd) % 10 == 0) ExpectSameTree(l_Texts[l_Index]);
   }
-  EXPECT_GT(l_Walked, 2000);  // the table reaches the walk, not only the tokenizer's refusals
-}
-
-// Colons chain closed containers into a tree deeper than the open-bracket bound: both readings
-// refuse it at the same depth, and take it one level less deep.
-TEST(KELSysJSONRead, RefusesAWalkDeeperThanTheBound) {
-  for (uint32_t l_Depth : {KELSysJSONMaxDepth, KELSysJSONMaxDepth + 1}) {
-    std::string l_Text = "[";
-    for (uint32_t l_Level = 1; l_Level < l_Depth; ++l_Level) l_Text += l_Level == 1 ? "[]" : ":[]";
-    l_Text += "]";
-    KELSysJSONReadWork l_Work;
-    const Outcome l_Expected = ByTokens(l_Text);
-    EXPECT_EQ(l_Expected.m_Walked, l_Depth == KELSysJSONMaxDepth) << l_Depth;
-    EXPECT_EQ(InOneGo(l_Text, l_Work), l_Expected) << l_Depth;
-    ExpectSameTree(l_Text);
-  }
-}
-
-// A failed read reports where the tokenizer would, and leaves the root null; a good one after it
-// reads whole with the same document.
-TEST(KELSysJSONRead, ReportsFailuresAndRecovers) {
-  KELSysJSON l_JSON;
-  KELSysJSONValue l_Root;
-  l_Root.SetInteger(int64_t{7});
-  EXPECT_EQ(l_JSON.Read("[1, \"\\q\"]", 9, l_Root), KEL_E_FAIL);
-  EXPECT_TRUE(l_Root.IsNull());
-  EXPECT_EQ(l_JSON.Read(nullptr, 0, l_Root), KEL_E_INVALIDARG);
-  EXPECT_EQ(l_JSON.Read("{\"a\":1}", 7, l_Root), KEL_S_OK);
-  EXPECT_EQ(l_Root.GetObject().Lookup("a").GetInteger(), 1);
-  EXPECT_EQ(l_JSON.Read("7", 1, l_Root), KEL_S_OK);  // a fresh document parsing "7" has no token room
-  EXPECT_EQ(l_Root.GetInteger(), 7);
+  EXPECT_GT(l_Walked, 2000);  // the random texts reach the walk, not only the tokenizer's refusals
 }
 
 // A budget refuses a text whose tree would take more, as if memory had run out, and leaves the
@@ -227,11 +308,7 @@ TEST(KELSysJSONRead, ABudgetRefusesCostlierTexts) {
     std::string l_Text = "{\"a\":[\"xyz\"";
     for (size_t l_Unit = 0; l_Unit < l_Units; ++l_Unit) l_Text += ",[1],{\"k\":\"v\"}";
     l_Text += "]}";
-    std::vector<KELSysJSONTokenRecord> l_Tokens(l_Text.size());
-    KELSysJSONTokenizer l_Tokenizer;
-    const int32_t l_Count = l_Tokenizer.Run(l_Text.data(), static_cast<uint32_t>(l_Text.size()),
-                                            l_Tokens.data(), static_cast<uint32_t>(l_Tokens.size()));
-    const size_t l_Tree = TreeOf(l_Tokens, l_Count);
+    const size_t l_Tree = TreeOf(Tokenize(l_Text, l_Text.size()));
     KELSysJSON l_JSON;
     KELSysJSONValue l_Root;
     size_t l_Low = 0, l_High = SIZE_MAX / 2;  // refused at l_Low, read at l_High
@@ -253,9 +330,7 @@ TEST(KELSysJSONRead, ABudgetRefusesCostlierTexts) {
       EXPECT_EQ(l_JSON.Weigh(l_Text.data(), l_Text.size() - 1, l_High), KEL_E_FAIL);  // not closed
     }
     ASSERT_EQ(l_JSON.Read(l_Text.data(), l_Text.size(), l_Root, nullptr, l_High), KEL_S_OK);
-    std::string l_Written;
-    ASSERT_EQ(l_Root.Write(l_Written, true, std::string()), KEL_S_OK);
-    EXPECT_EQ(l_Written, l_Text);
+    EXPECT_EQ(Compact(l_Root), l_Text);
   }
 }
 

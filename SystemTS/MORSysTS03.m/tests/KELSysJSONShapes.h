@@ -57,78 +57,68 @@ inline void PrintTo(KELSysJSONShape iShape, std::ostream* oOut) { *oOut << KELSy
 // A key file of the shape for key "K", at most iSize bytes (iSize 64 or more) and within a
 // repeated unit of it.
 inline std::string KELSysJSONShapeText(KELSysJSONShape iShape, size_t iSize) {
-  const std::string l_Head = "{\"Version\":\"1.0\",\"K\":{";
-  std::string l_Text = l_Head;
-  l_Text.reserve(iSize + 64);
-  switch (iShape) {
-    case KELSysJSONShape::Strings:
-      for (unsigned l_Index = 0; l_Text.size() + 70 < iSize; ++l_Index) {
-        if (l_Index) l_Text += ',';
-        const std::string l_Serial = std::to_string(1000000 + l_Index).substr(1);
-        l_Text += "\"Value" + l_Serial + "\":[3,\"/opt/Quorvane/Q4/B426/Desktop/inst_" + l_Serial + "/lib\"]";
-      }
-      return l_Text + "}}";
-    case KELSysJSONShape::Levels:
-      for (unsigned l_Index = 0; l_Text.size() + 100 < iSize; ++l_Index) {
-        if (l_Index) l_Text += ',';
-        const std::string l_Serial = std::to_string(1000000 + l_Index).substr(1);
-        l_Text += "\"GAlevel" + l_Serial + "\":[3,\"B4" + l_Serial.substr(4) + "\"],\"Path" + l_Serial +
-                  "\":[3,\"/opt/Quorvane/Common\"],\"SPlevel" + l_Serial + "\":[3,\"4" + l_Serial.substr(4) +
-                  ".2\"]";
-      }
-      return l_Text + "}}";
-    case KELSysJSONShape::NestedArrays: {
-      const size_t l_Depth = (iSize - l_Head.size() - 8) / 2;
-      l_Text += "\"v\":";
-      l_Text.append(l_Depth, '[');
-      l_Text.append(l_Depth, ']');
-      return l_Text + "}}";
-    }
-    case KELSysJSONShape::NestedObjects: {
-      const size_t l_Depth = (iSize - l_Head.size() - 2) / 5;
-      for (size_t l_Level = 0; l_Level < l_Depth; ++l_Level) l_Text += "\"\":{";
-      l_Text.append(l_Depth, '}');
-      return l_Text + "}}";
-    }
-    case KELSysJSONShape::ColonChain:
-      l_Text += "\"v\":1";
-      while (l_Text.size() + 2 + 2 <= iSize) l_Text += ":1";
-      return l_Text + "}}";
-    case KELSysJSONShape::ManyMembers:
-      l_Text += "\"\":0";
-      while (l_Text.size() + 5 + 2 <= iSize) l_Text += ",\"\":0";
-      return l_Text + "}}";
-    default:
-      break;
-  }
+  using enum KELSysJSONShape;
+  std::string l_Text = "{\"Version\":\"1.0\",\"K\":{";
+  const size_t l_Head = l_Text.size();
+  // iFirst, then as many iNext as leave room for iTail, then iTail.
+  auto l_Repeat = [&](const std::string& iFirst, const std::string& iNext, const std::string& iTail) {
+    for (l_Text += iFirst; l_Text.size() + iNext.size() + iTail.size() <= iSize;) l_Text += iNext;
+    return l_Text + iTail;
+  };
   const std::string l_Chain = std::string(100, '[') + "1" + std::string(100, ']');
-  if (iShape == KELSysJSONShape::MixedArrays || iShape == KELSysJSONShape::MixedChains) {
-    // A unit costs its items and blocks and 8 bytes of counts a container; the string a byte a byte.
-    // The string's length s for u bytes of units costing c: c + s = 13.5 (u + s).
-    const bool l_Arrays = iShape == KELSysJSONShape::MixedArrays;
-    const std::string l_Unit = l_Arrays ? ",[1]" : "," + l_Chain;
-    const double l_UnitCost = l_Arrays ? 24 + 80 + 8 : 24 + 100 * (80 + 8);
-    const double l_PerUnit = static_cast<double>(l_Unit.size());
-    const double l_String = (l_UnitCost - 13.5 * l_PerUnit) / 12.5;  // string bytes a unit
-    const size_t l_Units =
-        static_cast<size_t>(static_cast<double>(iSize - l_Head.size() - 16) / (l_PerUnit + l_String));
-    l_Text +=
-        "\"v\":[\"" + std::string(static_cast<size_t>(l_String * static_cast<double>(l_Units)), 'x') + "\"";
-    for (size_t l_Index = 0; l_Index < l_Units; ++l_Index) l_Text += l_Unit;
-    return l_Text + "]}}";
+  switch (iShape) {
+    case Strings:
+    case Levels:
+      for (unsigned l_Index = 0; l_Text.size() + (iShape == Strings ? 70 : 100) < iSize; ++l_Index) {
+        const std::string l_Serial = std::to_string(1000000 + l_Index).substr(1),
+                          l_Short = l_Serial.substr(4);
+        l_Text += std::string(l_Index ? "," : "") +
+                  (iShape == Strings ? "\"Value" + l_Serial + "\":[3,\"/opt/Quorvane/Q4/B426/Desktop/inst_" +
+                                           l_Serial + "/lib\"]"
+                                     : "\"GAlevel" + l_Serial + "\":[3,\"B4" + l_Short + "\"],\"Path" +
+                                           l_Serial + "\":[3,\"/opt/Quorvane/Common\"],\"SPlevel" + l_Serial +
+                                           "\":[3,\"4" + l_Short + ".2\"]");
+      }
+      return l_Text + "}}";
+    case NestedArrays: {
+      const size_t l_Depth = (iSize - l_Head - 8) / 2;
+      return l_Text + "\"v\":" + std::string(l_Depth, '[') + std::string(l_Depth, ']') + "}}";
+    }
+    case NestedObjects: {
+      const size_t l_Depth = (iSize - l_Head - 2) / 5;
+      for (size_t l_Level = 0; l_Level < l_Depth; ++l_Level) l_Text += "\"\":{";
+      return l_Text + std::string(l_Depth, '}') + "}}";
+    }
+    case ColonChain:
+      return l_Repeat("\"v\":1", ":1", "}}");
+    case ManyMembers:
+      return l_Repeat("\"\":0", ",\"\":0", "}}");
+    case MixedArrays:
+    case MixedChains: {
+      // A unit costs its items and blocks and 8 bytes of counts a container; the string a byte a byte.
+      // The string's length s for u bytes of units costing c: c + s = 13.5 (u + s).
+      const std::string l_Unit = iShape == MixedArrays ? ",[1]" : "," + l_Chain;
+      const double l_UnitCost = iShape == MixedArrays ? 24 + 80 + 8 : 24 + 100 * (80 + 8);
+      const double l_PerUnit = static_cast<double>(l_Unit.size());
+      const double l_String = (l_UnitCost - 13.5 * l_PerUnit) / 12.5;  // string bytes a unit
+      const size_t l_Units =
+          static_cast<size_t>(static_cast<double>(iSize - l_Head - 16) / (l_PerUnit + l_String));
+      l_Text +=
+          "\"v\":[\"" + std::string(static_cast<size_t>(l_String * static_cast<double>(l_Units)), 'x') + "\"";
+      for (size_t l_Index = 0; l_Index < l_Units; ++l_Index) l_Text += l_Unit;
+      return l_Text + "]}}";
+    }
+    default: {
+      const std::string l_Unit = iShape == OneMemberArrays ? "[1]"
+                                 : iShape == NestedChains  ? l_Chain
+                                 : iShape == EmptyObjects  ? "{}"
+                                 : iShape == EmptyArrays   ? "[]"
+                                 : iShape == SmallNumbers  ? "1"
+                                 : iShape == TrueNull      ? "true,null"
+                                                           : "\"\"";
+      return l_Repeat("\"v\":[" + l_Unit, "," + l_Unit, "]}}");
+    }
   }
-  const char* l_Unit = iShape == KELSysJSONShape::OneMemberArrays ? "[1]"
-                       : iShape == KELSysJSONShape::NestedChains  ? l_Chain.c_str()
-                       : iShape == KELSysJSONShape::EmptyObjects  ? "{}"
-                       : iShape == KELSysJSONShape::EmptyArrays   ? "[]"
-                       : iShape == KELSysJSONShape::SmallNumbers  ? "1"
-                       : iShape == KELSysJSONShape::TrueNull      ? "true,null"
-                                                                  : "\"\"";
-  l_Text += "\"v\":[";
-  l_Text += l_Unit;
-  const std::string l_Next = std::string(",") + l_Unit;
-  while (l_Text.size() + l_Next.size() + 3 <= iSize) l_Text += l_Next;
-  return l_Text + "]}}";
 }
 
 #endif

@@ -14,28 +14,15 @@
 
 namespace {
 
-std::string Compact(const KELSysJSONBase& iNode) {
-  std::string l_Out;
-  EXPECT_EQ(iNode.Write(l_Out, true, ""), KEL_S_OK);
-  return l_Out;
-}
-
 KELSysJSONValue Integer(int64_t iValue) {
   KELSysJSONValue l_Value;
   l_Value.SetInteger(iValue);
   return l_Value;
 }
 
-KELSysJSONValue Built(const std::string& iText) {
-  KELSysJSON l_JSON;
-  KELSysJSONValue l_Root;
-  EXPECT_EQ(l_JSON.Parse(iText.data(), iText.size()), KEL_S_OK);
-  EXPECT_EQ(l_JSON.Build(l_Root), KEL_S_OK);
-  return l_Root;
-}
-
-// Each setter drops what the value held; strings are written as stored, never escaped.
-TEST(KELSysJSONValue, SettersStartFromNull) {
+// Each setter drops what the value held; strings are written as stored, never escaped. Setting a
+// value from a part of itself must copy (or take) the part before clearing the value.
+TEST(KELSysJSONValue, SettersStartFromNullAndTakePartsOfItself) {
   KELSysJSONValue l_Value = Built("{\"a\":[1,2]}");
   l_Value.SetInteger(int32_t{-7});
   EXPECT_EQ(l_Value.GetObject().GetSize(), 0u);
@@ -46,11 +33,8 @@ TEST(KELSysJSONValue, SettersStartFromNull) {
   EXPECT_TRUE(l_Value.IsNull());
   l_Value.SetBoolean(false);
   EXPECT_EQ(Compact(l_Value) + std::string(l_Value.GetString()), "false");
-}
 
-// Setting a value from a part of itself must copy (or take) the part before clearing the value.
-TEST(KELSysJSONValue, TakesPartsOfItself) {
-  KELSysJSONValue l_Value = Built("{\"a\":{\"b\":[1,\"two\"]}}");
+  l_Value = Built("{\"a\":{\"b\":[1,\"two\"]}}");
   ASSERT_EQ(l_Value.SetObject(l_Value.GetObject().Lookup("a").GetObject()), KEL_S_OK);
   EXPECT_EQ(Compact(l_Value), "{\"b\":[1,\"two\"]}");
   ASSERT_EQ(l_Value.SetArray(std::move(l_Value.GetObject().Lookup("b").GetArray())), KEL_S_OK);
@@ -75,13 +59,9 @@ TEST(KELSysJSONValue, BuiltContainersOutliveTheirTree) {
   KELSysJSONValue l_String;  // strings and keys too, which lie in the same chunks
   KELSysJSONPair l_Member;
   {
-    KELSysJSON l_JSON;
-    KELSysJSONValue l_Root;
-    const std::string l_Text =
+    KELSysJSONValue l_Root = Built(
         "{\"k\":{\"a\":[1,\"more than fifteen bytes\"],\"b\":{}},\"l\":[true,[3]],\"s\":\"x\","
-        "\"a key of more than fifteen bytes\":\"y\"}";
-    ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK);
-    ASSERT_EQ(l_JSON.Build(l_Root), KEL_S_OK);
+        "\"a key of more than fifteen bytes\":\"y\"}");
     l_Kept = std::move(l_Root.GetObject().Lookup("k").GetObject());
     l_List = std::move(l_Root.GetObject().Lookup("l").GetArray());
     l_String = std::move(l_Root.GetObject().Lookup("s"));
@@ -89,13 +69,11 @@ TEST(KELSysJSONValue, BuiltContainersOutliveTheirTree) {
     EXPECT_EQ(Compact(l_Root), "{\"k\":{},\"l\":[],\"s\":null,\"\":null}");
   }
   EXPECT_EQ(Compact(l_String) + Compact(l_Member), "\"x\"\"a key of more than fifteen bytes\":\"y\"");
-  KELSysJSONValue l_Item;
-  l_Item.SetInteger(4);
   for (int l_Round = 0; l_Round < 3; ++l_Round) {
-    ASSERT_EQ(l_Kept.AddPair("c", l_Item), KEL_S_OK);
-    ASSERT_EQ(l_List.Append(l_Item), KEL_S_OK);
+    ASSERT_EQ(l_Kept.AddPair("c", Integer(4)), KEL_S_OK);
+    ASSERT_EQ(l_List.Append(Integer(4)), KEL_S_OK);
   }
-  ASSERT_EQ(l_Kept.Lookup("a").GetArray().Append(l_Item), KEL_S_OK);
+  ASSERT_EQ(l_Kept.Lookup("a").GetArray().Append(Integer(4)), KEL_S_OK);
   EXPECT_TRUE(l_Kept.Remove("b"));
   EXPECT_TRUE(l_List.RemoveAt(0));
   EXPECT_EQ(Compact(l_Kept), "{\"a\":[1,\"more than fifteen bytes\",4],\"c\":4,\"c\":4,\"c\":4}");
@@ -111,9 +89,7 @@ TEST(KELSysJSONValue, NestingStopsAtTheBound) {
   KELSysJSON l_JSON;
   KELSysJSONTraverseCustom l_Check;
   EXPECT_EQ(l_JSON.Traverse(l_Text.data(), l_Text.size(), l_Check), KEL_S_OK);
-  KELSysJSONValue l_Root;
-  ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK);
-  ASSERT_EQ(l_JSON.Build(l_Root), KEL_S_OK);
+  KELSysJSONValue l_Root = Built(l_Text);
   KELSysJSONValue l_Copy(l_Root);
   l_Root.SetNull();
   EXPECT_EQ(Compact(l_Copy), l_Text);
@@ -126,20 +102,17 @@ TEST(KELSysJSONValue, NestingStopsAtTheBound) {
   const std::string l_Objects =
       "{\"a\":[" + std::string(l_Depth - 2, '[') + std::string(l_Depth - 2, ']') + "]}";
   EXPECT_EQ(Rewrite(l_Objects), l_Objects);
-  struct Deeper {
-    std::string m_Text;
-    size_t m_Position;  // of the bracket that opens one level too many
-  };
-  for (const Deeper& l_Case :
+  using Deeper = std::pair<std::string, size_t>;  // the text, where the bracket one level too deep is
+  for (const auto& [l_Deeper, l_Position] :
        {Deeper{"[" + l_Text + "]", l_Depth}, Deeper{std::string(1000000, '['), l_Depth},
         Deeper{std::string(l_Depth, '[') + "{\"k\":1}" + std::string(l_Depth, ']'), l_Depth},
         Deeper{"{\"a\":" + l_Text + "}", l_Depth + 4}}) {
     KELSysJSONTestSink l_Sink;
-    EXPECT_EQ(l_JSON.Parse(l_Case.m_Text.data(), l_Case.m_Text.size(), &l_Sink.m_Trace), KEL_E_FAIL);
-    EXPECT_NE(l_Sink.m_Lines->GetText().find("JSON parsing error at position " +
-                                             std::to_string(l_Case.m_Position) + "\n"),
-              std::string::npos);
-    EXPECT_EQ(Rewrite(l_Case.m_Text), "parse E_FAIL");
+    EXPECT_EQ(l_JSON.Parse(l_Deeper.data(), l_Deeper.size(), &l_Sink.m_Trace), KEL_E_FAIL);
+    EXPECT_NE(
+        l_Sink.m_Lines->GetText().find("JSON parsing error at position " + std::to_string(l_Position) + "\n"),
+        std::string::npos);
+    EXPECT_EQ(Rewrite(l_Deeper), "parse E_FAIL");
   }
 }
 
@@ -156,101 +129,89 @@ std::string Appended(const std::string& iList, const std::string& iItem) {
   return iList.substr(0, iList.size() - 1) + (iList.size() > 2 ? "," : "") + iItem + iList.back();
 }
 
-// What a value should show after each step.
+// What a value should show after each step: its own text (or "[" / "{" when that is the text of
+// its array / object), and the texts of both containers.
 struct Model {
-  KELSysJSONType m_Type = KELSysJSONTypeNull;
-  std::string m_Scalar = "null", m_Array = "[]", m_Object = "{}";
+  std::string m_Own = "null", m_Array = "[]", m_Object = "{}";
   std::string Shows() const {
-    return (m_Type == KELSysJSONTypeArray    ? m_Array
-            : m_Type == KELSysJSONTypeObject ? m_Object
-                                             : m_Scalar) +
-           " " + m_Array + " " + m_Object;
-  }
-  void Set(KELSysJSONType iType, const std::string& iScalar, const std::string& iArray = "[]",
-           const std::string& iObject = "{}") {
-    *this = Model{iType, iScalar, iArray, iObject};
+    return (m_Own == "[" ? m_Array : m_Own == "{" ? m_Object : m_Own) + " " + m_Array + " " + m_Object;
   }
 };
+
+// One step on ioValue, and what it should show after it.
+Model Apply(char iStep, KELSysJSONValue& ioValue, Model ioModel) {
+  const std::string l_String(ioValue.GetString());
+  switch (iStep) {
+    case 's':
+      EXPECT_EQ(ioValue.SetString(k_Long), KEL_S_OK);
+      return Model{Quoted(k_Long)};
+    case 'e':
+      EXPECT_EQ(ioValue.SetString(""), KEL_S_OK);
+      return Model{"\"\""};
+    case 'i':
+      EXPECT_EQ(ioValue.SetInteger(int64_t{-1} << 40), KEL_S_OK);
+      return Model{"-1099511627776"};
+    case 'n':
+      ioValue.SetNull();
+      return Model{};
+    case 'A':  // a container asked for beside what the value is
+      EXPECT_EQ(ioValue.GetArray().Append(Integer(1)), KEL_S_OK);
+      ioModel.m_Array = Appended(ioModel.m_Array, "1");
+      return ioModel;
+    case 'O':
+      EXPECT_EQ(ioValue.GetObject().AddPair(k_Long, Integer(2)), KEL_S_OK);
+      ioModel.m_Object = Appended(ioModel.m_Object, Quoted(k_Long) + ":2");
+      return ioModel;
+    case 'S':  // set from parts of itself
+      EXPECT_EQ(ioValue.SetString(ioValue.GetString()), KEL_S_OK);
+      return Model{Quoted(l_String)};
+    case 'X':
+      EXPECT_EQ(ioValue.SetArray(ioValue.GetArray()), KEL_S_OK);
+      return Model{"[", ioModel.m_Array};
+    case 'Y':
+      EXPECT_EQ(ioValue.SetObject(std::move(ioValue.GetObject())), KEL_S_OK);
+      return Model{"{", "[]", ioModel.m_Object};
+    case 'w': {  // a swap hands everything over
+      KELSysJSONValue l_Other = Built("\"other\"");
+      l_Other.Swap(ioValue);
+      EXPECT_EQ(Shows(l_Other), ioModel.Shows());
+      EXPECT_EQ(Shows(ioValue), "\"other\" [] {}");
+      ioValue.Swap(l_Other);
+      return ioModel;
+    }
+    case 'c': {
+      const KELSysJSONValue l_Copy(ioValue);
+      ioValue.SetNull();
+      ioValue = l_Copy;
+      return ioModel;
+    }
+    case 'p':  // a build keeps the root's containers
+      EXPECT_EQ(Build(Quoted("built by the parser"), ioValue), Quoted("built by the parser"));
+      return Model{Quoted("built by the parser")};
+    case 'P':
+      EXPECT_EQ(Build("[5,\"x\",{}]", ioValue), "[5,\"x\",{}]");
+      return Model{"[", "[5,\"x\",{}]"};
+  }
+  ADD_FAILURE() << "no step " << iStep;
+  return ioModel;
+}
 
 // Sequences of steps across the ways a value keeps its payload and containers. After every step the
 // value shows what the model says, its containers are still the objects first made (a copy's are
 // its own), and a string's bytes have not moved unless the string was set again.
-class KELSysJSONValueSteps : public testing::TestWithParam<const char*> {
- protected:
-  void Apply(char iStep);
-  KELSysJSONValue m_Value;
-  Model m_Model;
-};
-
-void KELSysJSONValueSteps::Apply(char iStep) {
-  KELSysJSONValue& l_Value = m_Value;
-  Model& l_Model = m_Model;
-  const std::string l_Array = l_Model.m_Array, l_Object = l_Model.m_Object, l_String(l_Value.GetString());
-  KELSysJSON l_JSON;
-  switch (iStep) {
-    case 's':
-      ASSERT_EQ(l_Value.SetString(k_Long), KEL_S_OK);
-      return l_Model.Set(KELSysJSONTypeString, Quoted(k_Long));
-    case 'e':
-      ASSERT_EQ(l_Value.SetString(""), KEL_S_OK);
-      return l_Model.Set(KELSysJSONTypeString, "\"\"");
-    case 'i':
-      ASSERT_EQ(l_Value.SetInteger(int64_t{-1} << 40), KEL_S_OK);
-      return l_Model.Set(KELSysJSONTypeInteger, "-1099511627776");
-    case 'n':
-      l_Value.SetNull();
-      return l_Model.Set(KELSysJSONTypeNull, "null");
-    case 'A':  // a container asked for beside what the value is
-      ASSERT_EQ(l_Value.GetArray().Append(Integer(1)), KEL_S_OK);
-      l_Model.m_Array = Appended(l_Array, "1");
-      return;
-    case 'O':
-      ASSERT_EQ(l_Value.GetObject().AddPair(k_Long, Integer(2)), KEL_S_OK);
-      l_Model.m_Object = Appended(l_Object, Quoted(k_Long) + ":2");
-      return;
-    case 'S':  // set from parts of itself
-      ASSERT_EQ(l_Value.SetString(l_Value.GetString()), KEL_S_OK);
-      return l_Model.Set(KELSysJSONTypeString, Quoted(l_String));
-    case 'X':
-      ASSERT_EQ(l_Value.SetArray(l_Value.GetArray()), KEL_S_OK);
-      return l_Model.Set(KELSysJSONTypeArray, "", l_Array);
-    case 'Y':
-      ASSERT_EQ(l_Value.SetObject(std::move(l_Value.GetObject())), KEL_S_OK);
-      return l_Model.Set(KELSysJSONTypeObject, "", "[]", l_Object);
-    case 'w': {  // a swap hands everything over
-      KELSysJSONValue l_Other = Built("\"other\"");
-      l_Other.Swap(l_Value);
-      EXPECT_EQ(Shows(l_Other), l_Model.Shows());
-      EXPECT_EQ(Shows(l_Value), "\"other\" [] {}");
-      return l_Value.Swap(l_Other);
-    }
-    case 'c': {
-      const KELSysJSONValue l_Copy(l_Value);
-      l_Value.SetNull();
-      l_Value = l_Copy;
-      return;
-    }
-    case 'p':  // a build keeps the root's containers
-    case 'P': {
-      const std::string l_Text = iStep == 'p' ? Quoted("built by the parser") : "[5,\"x\",{}]";
-      ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK);
-      ASSERT_EQ(l_JSON.Build(l_Value), KEL_S_OK);
-      return iStep == 'p' ? l_Model.Set(KELSysJSONTypeString, l_Text)
-                          : l_Model.Set(KELSysJSONTypeArray, "", l_Text);
-    }
-  }
-  FAIL() << "no step " << iStep;
-}
+class KELSysJSONValueSteps : public testing::TestWithParam<const char*> {};
 
 TEST_P(KELSysJSONValueSteps, KeepContainersAndBytes) {
-  const KELSysJSONValue& l_Read = m_Value;
+  KELSysJSONValue l_Value;
+  const KELSysJSONValue& l_Read = l_Value;
+  Model l_Model;
   const KELSysJSONArray* l_Array = nullptr;
   const KELSysJSONObject* l_Object = nullptr;
   const char* l_Bytes = nullptr;
   for (const char* l_Step = GetParam(); *l_Step; ++l_Step) {
     SCOPED_TRACE(std::string(GetParam(), l_Step + 1));
-    ASSERT_NO_FATAL_FAILURE(Apply(*l_Step));
-    EXPECT_EQ(Shows(l_Read), m_Model.Shows());
+    l_Model = Apply(*l_Step, l_Value, l_Model);
+    EXPECT_EQ(Shows(l_Read), l_Model.Shows());
     if (*l_Step == 'c') l_Array = nullptr, l_Object = nullptr;
     if (!l_Array && l_Read.GetArray().GetSize()) l_Array = &l_Read.GetArray();
     if (!l_Object && l_Read.GetObject().GetSize()) l_Object = &l_Read.GetObject();
@@ -277,20 +238,16 @@ TEST(KELSysJSONValue, LookupFindAndRemove) {
   int l_Index = 0;
   for (std::string_view l_Key : {"a\0b"sv, "a"sv, "ab"sv, "\0x"sv, ""sv, "b\0"sv, "ab"sv})
     ASSERT_EQ(l_Object.AddPair(l_Key, Integer(l_Index++)), KEL_S_OK);
-  struct Case {
-    std::string_view m_Key;
-    int m_Lookup;  // the index found, -1 for the missing-member value
-    int m_Find;
-  };
-  for (const Case& l_Case :
+  // The key, the index Lookup finds and the one Find finds (-1 for the missing-member value, none).
+  using Case = std::tuple<std::string_view, int, int>;
+  for (const auto& [l_Key, l_Lookup, l_Find] :
        {Case{"a"sv, 0, 1}, Case{"a\0b"sv, 0, 0}, Case{"ab"sv, 2, 2}, Case{""sv, 3, 4}, Case{"\0x"sv, 3, 3},
         Case{"b"sv, 5, -1}, Case{"b\0"sv, 5, 5}, Case{"x"sv, -1, -1}}) {
-    SCOPED_TRACE(std::string(l_Case.m_Key));
-    const std::string l_CKey(l_Case.m_Key);  // Lookup reads it up to its first NUL
-    KELSysJSONValue& l_Found = l_Object.Lookup(l_CKey.c_str());
-    EXPECT_EQ(l_Found.IsNull() ? -1 : l_Found.GetInteger(), l_Case.m_Lookup);
-    const KELSysJSONValue* l_Exact = l_Object.Find(l_Case.m_Key);
-    EXPECT_EQ(l_Exact ? l_Exact->GetInteger() : -1, l_Case.m_Find);
+    SCOPED_TRACE(std::string(l_Key));
+    KELSysJSONValue& l_Found = l_Object.Lookup(std::string(l_Key).c_str());  // read up to its first NUL
+    EXPECT_EQ(l_Found.IsNull() ? -1 : l_Found.GetInteger(), l_Lookup);
+    const KELSysJSONValue* l_Exact = l_Object.Find(l_Key);
+    EXPECT_EQ(l_Exact ? l_Exact->GetInteger() : -1, l_Find);
   }
   KELSysJSONValue& l_Missing = l_Object.Lookup("z");
   EXPECT_TRUE(&l_Object.Lookup("y") == &l_Missing && &l_Object.Lookup(nullptr) == &l_Missing);

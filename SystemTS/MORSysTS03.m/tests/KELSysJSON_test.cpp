@@ -1,27 +1,26 @@
 // Building trees from texts and writing them back: primitives, strings, structure checks, the two
-// written forms, traversal, and the trace lines of a build.
-#include <gmock/gmock.h>
+// written forms, traversal, the trace lines of a build, and the memory a read takes.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "KELSysJSON.h"
 #include "KELSysJSONPrivate.h"
+#include "KELSysJSONShapes.h"
 #include "KELSysJSONTestUtil.h"
+#include "KELSysMemoryPeak.h"
 
 namespace {
 
-struct Case {
-  std::string m_Text;
-  std::string m_Written;
-};
+using Case = std::pair<std::string, std::string>;  // a text, and its tree written compact
 
 const std::string g_Digits63(63, '7');
 const std::string g_Point63 = "0." + std::string(61, '5');
@@ -59,19 +58,15 @@ const Case k_Rewrites[] = {
 // Texts built into trees and written back compact: primitives as the C library reads them, strings
 // as they stand, and the structure checks of a build.
 TEST(KELSysJSONRewrite, WritesCompact) {
-  for (const Case& l_Case : k_Rewrites) EXPECT_EQ(Rewrite(l_Case.m_Text), l_Case.m_Written) << l_Case.m_Text;
+  for (const auto& [l_Text, l_Written] : k_Rewrites) EXPECT_EQ(Rewrite(l_Text), l_Written) << l_Text;
 }
 
 // The framework's form of Write: appended to a MORUnicodeString, indented by one, through the
 // node's base class. Its UTF-8 is the narrow text byte for byte, bytes that are not UTF-8 included.
 TEST(KELSysJSONWrite, UnicodeFormGivesTheSameBytes) {
-  KELSysJSON l_JSON;
-  const std::string l_Text = "{\"k\\u00e9\xff\":[\"\xc3\xa9\x80\",1.0,{}]}";
-  ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK);
-  KELSysJSONValue l_Root;
-  ASSERT_EQ(l_JSON.Build(l_Root), KEL_S_OK);
+  const KELSysJSONValue l_Root = Built("{\"k\\u00e9\xff\":[\"\xc3\xa9\x80\",1.0,{}]}");
   const KELSysJSONBase& l_Node = l_Root;
-  for (bool l_Compact : {true, false}) {
+  for (bool l_Compact : {true, false})
     for (const char* l_Indent : {"", "\t", "  "}) {
       std::string l_Narrow = "x=";
       ASSERT_EQ(l_Node.Write(l_Narrow, l_Compact, std::string(l_Indent)), KEL_S_OK);
@@ -79,7 +74,6 @@ TEST(KELSysJSONWrite, UnicodeFormGivesTheSameBytes) {
       ASSERT_EQ(l_Node.Write(l_Out, l_Compact, MORUnicodeString::FromUTF8(l_Indent)), KEL_S_OK);
       EXPECT_EQ(std::string(l_Out.ConvertToUTF8()), l_Narrow) << l_Compact << " '" << l_Indent << "'";
     }
-  }
   // Each closing bracket drops the first character of its container's indentation, here a blank.
   MORUnicodeString l_Out;
   ASSERT_EQ(l_Root.GetObject().Write(l_Out, false, MORUnicodeString::FromUTF8("  ")), KEL_S_OK);
@@ -89,30 +83,27 @@ TEST(KELSysJSONWrite, UnicodeFormGivesTheSameBytes) {
 }
 
 // Records the events of a traversal as one line of text.
-class Recorder : public KELSysJSONTraverse {
- public:
+struct Recorder : KELSysJSONTraverse {
   std::string m_Events;
   int m_StopAfter = -1;
 
-  bool Note(const std::string& iEvent) {
+  bool Add(const std::string& iEvent) {
     m_Events += iEvent + " ";
     return m_StopAfter < 0 || --m_StopAfter > 0;
   }
-  bool OnObjectBegin() override { return Note("{"); }
-  bool OnPairKey(const char* iKey, size_t iLength) override {
-    return Note("k:" + std::string(iKey, iLength));
-  }
-  bool OnObjectEnd() override { return Note("}"); }
-  bool OnArrayBegin() override { return Note("["); }
-  bool OnArrayItemBegin() override { return Note("<"); }
-  bool OnArrayItemEnd() override { return Note(">"); }
-  bool OnArrayEnd() override { return Note("]"); }
-  bool OnNull() override { return Note("null"); }
-  bool OnBoolean(bool iValue) override { return Note(iValue ? "true" : "false"); }
-  bool OnDouble(double iValue) override { return Note("d:" + std::to_string(iValue)); }
-  bool OnInteger(int64_t iValue) override { return Note("i:" + std::to_string(iValue)); }
-  bool OnString(const char* iBytes, size_t iLength) override {
-    return Note("s:" + std::string(iBytes, iLength));
+  bool OnObjectBegin() override { return Add("{"); }
+  bool OnPairKey(const char* iKey, size_t iLength) override { return Add("k:" + std::string(iKey, iLength)); }
+  bool OnObjectEnd() override { return Add("}"); }
+  bool OnArrayBegin() override { return Add("["); }
+  bool OnArrayItemBegin() override { return Add("<"); }
+  bool OnArrayItemEnd() override { return Add(">"); }
+  bool OnArrayEnd() override { return Add("]"); }
+  bool OnNull() override { return Add("null"); }
+  bool OnBoolean(bool iValue) override { return Add(iValue ? "true" : "false"); }
+  bool OnDouble(double iValue) override { return Add("d:" + std::to_string(iValue)); }
+  bool OnInteger(int64_t iValue) override { return Add("i:" + std::to_string(iValue)); }
+  bool OnString(const char* iText, size_t iLength) override {
+    return Add("s:" + std::string(iText, iLength));
   }
 };
 
@@ -163,10 +154,7 @@ TEST(KELSysJSONDocument, ReadsNumbersAsTheCLibrary) {
   std::string l_Text = "[";
   for (const std::string& l_Number : l_Numbers) l_Text += l_Number + ",";
   l_Text.back() = ']';
-  KELSysJSON l_JSON;
-  KELSysJSONValue l_Root;
-  ASSERT_EQ(l_JSON.Parse(l_Text.data(), l_Text.size()), KEL_S_OK);
-  ASSERT_EQ(l_JSON.Build(l_Root), KEL_S_OK);
+  const KELSysJSONValue l_Root = Built(l_Text);
   ASSERT_EQ(l_Root.GetArray().GetSize(), l_Numbers.size());
   for (size_t l_Index = 0; l_Index < l_Numbers.size(); ++l_Index) {
     const char* l_Number = l_Numbers[l_Index].c_str();
@@ -181,18 +169,26 @@ TEST(KELSysJSONDocument, ReadsNumbersAsTheCLibrary) {
   }
 }
 
-// A document parses many texts; each build fills a tree from the last parse only.
+// A document parses many texts; each build fills a tree from the last parse only, and fails with
+// no tree after a failed parse. A failed read leaves the root null; a good one after it reads
+// whole with the same document.
 TEST(KELSysJSONDocument, IsReusable) {
   KELSysJSON l_JSON;
   KELSysJSONValue l_Root;
   for (const std::string l_Text : {"[1,[2,[3]]]", "{\"a\":\"b\"}", "{", "77"}) {
     KELSysResult l_Parsed = l_JSON.Parse(l_Text.data(), l_Text.size());
     KELSysResult l_Built = l_JSON.Build(l_Root);
-    std::string l_Out;
-    l_Root.Write(l_Out, true, "");
-    EXPECT_EQ(l_Out, l_Parsed == KEL_S_OK ? Rewrite(l_Text) : "null") << l_Text;
+    EXPECT_EQ(Compact(l_Root), l_Parsed == KEL_S_OK ? Rewrite(l_Text) : "null") << l_Text;
     EXPECT_EQ(l_Built, l_Parsed == KEL_S_OK ? KEL_S_OK : KEL_E_FAIL) << l_Text;
   }
+  l_Root.SetInteger(int64_t{7});
+  EXPECT_EQ(l_JSON.Read("[1, \"\\q\"]", 9, l_Root), KEL_E_FAIL);
+  EXPECT_TRUE(l_Root.IsNull());
+  EXPECT_EQ(l_JSON.Read(nullptr, 0, l_Root), KEL_E_INVALIDARG);
+  EXPECT_EQ(l_JSON.Read("{\"a\":1}", 7, l_Root), KEL_S_OK);
+  EXPECT_EQ(l_Root.GetObject().Lookup("a").GetInteger(), 1);
+  EXPECT_EQ(l_JSON.Read("7", 1, l_Root), KEL_S_OK);  // a fresh document parsing "7" has no token room
+  EXPECT_EQ(l_Root.GetInteger(), 7);
 }
 
 // The build trace lines need the channel switched on by the environment before the process asks
@@ -201,21 +197,15 @@ TEST(KELSysJSONDocument, IsReusable) {
 const bool g_TraceChild = [] {
   if (std::getenv("KELSysJSONTestTraceChild") == nullptr) return false;
   const std::string l_Text = "{\"k\":[\"s\",tru,true,false,null,1.5,-2," + g_Digits63 + "7]}";
-  KELSysJSON l_JSON;
-  KELSysJSONValue l_Root;
-  if (l_JSON.Parse(l_Text.data(), l_Text.size()) == KEL_S_OK) l_JSON.Build(l_Root);
-  const std::string l_Deep = "[" + std::string(KELSysJSONMaxDepth, '[');
-  l_JSON.Parse(l_Deep.data(), l_Deep.size());
+  Rewrite(l_Text);
+  Rewrite("[" + std::string(KELSysJSONMaxDepth, '['));
   std::exit(0);
 }();
 
 TEST(KELSysJSONDocument, TracesTheBuild) {
-  char l_Self[4096];
-  ssize_t l_Length = readlink("/proc/self/exe", l_Self, sizeof l_Self - 1);
-  ASSERT_GT(l_Length, 0);
-  l_Self[l_Length] = '\0';
-  std::string l_Command =
-      "KELSysTrace=KELSysJSON KELSysJSONTestTraceChild=1 '" + std::string(l_Self) + "' 2>&1 >/dev/null";
+  const std::string l_Command = "KELSysTrace=KELSysJSON KELSysJSONTestTraceChild=1 '" +
+                                std::filesystem::read_symlink("/proc/self/exe").string() +
+                                "' 2>&1 >/dev/null";
   FILE* l_Child = popen(l_Command.c_str(), "r");
   ASSERT_NE(l_Child, nullptr);
   std::string l_Lines;
@@ -232,5 +222,47 @@ TEST(KELSysJSONDocument, TracesTheBuild) {
   l_Expected += "[E] KELSysJSON: JSON nesting deeper than 1000 levels at position 1000\n";
   EXPECT_EQ(l_Lines, l_Expected);
 }
+
+// What reading a text into a tree costs at its peak, for the texts that cost the most per byte. The
+// registry's file size limit rests on this: a text of n bytes read with KELSysJSON::Read takes at
+// most KELSysJSONPeakPerByte n bytes plus KELSysJSONPeakFixed, and at most 16 n plus that for
+// every shape but those whose containers hold a member or two each. (A reader that gives Read a
+// budget of 14 n is held to 16 n for every shape, the costlier ones refused: the registry does, and
+// KELSysRegKeyMemory_test.cpp measures it.)
+
+// A shape and the size of its text; printed by the shape's PrintTo, named "Shape_64KiB".
+using MemoryCase = std::tuple<KELSysJSONShape, size_t>;
+class KELSysJSONMemory : public testing::TestWithParam<MemoryCase> {};
+
+// A fresh document reads the text, whose tree stays until the peak is taken.
+TEST_P(KELSysJSONMemory, PeakStaysWithinTheBound) {
+  const auto [l_Shape, l_Size] = GetParam();
+  const std::string l_Text = KELSysJSONShapeText(l_Shape, l_Size);
+  const int64_t l_Peak = KELSysMemoryPeak([&] {
+    KELSysJSON l_JSON;
+    KELSysJSONValue l_Root;
+    // Deep texts stop at the depth bound; every other shape reads.
+    const KELSysResult l_Rc = l_JSON.Read(l_Text.data(), l_Text.size(), l_Root);
+    if (l_Rc != KEL_S_OK && l_Rc != KEL_E_FAIL) abort();
+  });
+  const bool l_Containers =
+      std::ranges::find(KELSysJSONContainerShapes, l_Shape) != std::end(KELSysJSONContainerShapes);
+  const int64_t l_PerByte = l_Containers ? int64_t{KELSysJSONPeakPerByte} : 16;  // bytes a byte of text
+  ASSERT_GT(l_Peak, 0);
+  EXPECT_LE(l_Peak, l_PerByte * static_cast<int64_t>(l_Text.size()) + int64_t{KELSysJSONPeakFixed})
+      << l_Peak / static_cast<double>(l_Text.size()) << " bytes a byte";
+}
+
+std::string Name(const testing::TestParamInfo<MemoryCase>& iCase) {
+  return KELSysJSONShapeName(std::get<0>(iCase.param)) +
+         ("_" + std::to_string(std::get<1>(iCase.param) >> 10)) + "KiB";
+}
+const auto k_Sizes = testing::Values(size_t(64) << 10, size_t(1) << 20);
+INSTANTIATE_TEST_SUITE_P(Shapes, KELSysJSONMemory,
+                         testing::Combine(testing::ValuesIn(KELSysJSONAllShapes), k_Sizes), Name);
+INSTANTIATE_TEST_SUITE_P(MixedShapes, KELSysJSONMemory,
+                         testing::Combine(testing::ValuesIn(KELSysJSONMixedShapes), k_Sizes), Name);
+INSTANTIATE_TEST_SUITE_P(ContainerShapes, KELSysJSONMemory,
+                         testing::Combine(testing::ValuesIn(KELSysJSONContainerShapes), k_Sizes), Name);
 
 }  // namespace

@@ -29,14 +29,9 @@
 
 #ifdef KEL_MEMORY_PEAK_HOOKS
 // The sanitizer's allocator interface (declared here: not every compiler ships its header).
-extern "C" {
-size_t __sanitizer_get_allocated_size(const volatile void* iBlock);
-int __sanitizer_install_malloc_and_free_hooks(void (*iMalloc)(const volatile void*, size_t),
-                                              void (*iFree)(const volatile void*));
-}
-#endif
-
-#ifdef KEL_MEMORY_PEAK_HOOKS
+extern "C" size_t __sanitizer_get_allocated_size(const volatile void* iBlock);
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*iMalloc)(const volatile void*, size_t),
+                                                         void (*iFree)(const volatile void*));
 namespace KELSysMemoryPeakDetail {
 inline std::atomic<bool> g_Counting{false};
 inline std::atomic<int64_t> g_Live{0}, g_Peak{0};
@@ -56,8 +51,7 @@ inline void OnFree(const volatile void* iBlock) {
 // reused). The allocator's hooks count every block of every thread meanwhile.
 inline int64_t KELSysHeapPeak(const std::function<void()>& iWork) {
   using namespace KELSysMemoryPeakDetail;
-  static const bool s_Hooked = (__sanitizer_install_malloc_and_free_hooks(OnMalloc, OnFree), true);
-  (void)s_Hooked;
+  [[maybe_unused]] static const int s_Hooked = __sanitizer_install_malloc_and_free_hooks(OnMalloc, OnFree);
   g_Live = g_Peak = 0;
   g_Counting = true;
   std::thread(iWork).join();
@@ -90,18 +84,15 @@ inline int64_t KELSysMemoryPeak(const std::function<void()>& iWork) {
   if (pipe(l_Pipe) != 0) return -1;
   std::fflush(nullptr);
   const pid_t l_Child = fork();
-  if (l_Child == 0) {
-    close(l_Pipe[0]);
+  if (l_Child == 0) {  // the child's peak, or nothing when it cannot be sent
     const int64_t l_Peak = KELSysHeapPeak(iWork);
-    const bool l_Sent = write(l_Pipe[1], &l_Peak, sizeof l_Peak) == sizeof l_Peak;
-    _exit(l_Sent ? 0 : 1);
+    _exit(write(l_Pipe[1], &l_Peak, sizeof l_Peak) == sizeof l_Peak ? 0 : 1);
   }
   close(l_Pipe[1]);
   int64_t l_Peak = -1;
   if (l_Child < 0 || read(l_Pipe[0], &l_Peak, sizeof l_Peak) != sizeof l_Peak) l_Peak = -1;
   close(l_Pipe[0]);
-  int l_Status = 0;
-  if (l_Child > 0) waitpid(l_Child, &l_Status, 0);
+  if (l_Child > 0) waitpid(l_Child, nullptr, 0);
   return l_Peak;
 }
 
