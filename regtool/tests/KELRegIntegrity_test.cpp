@@ -301,6 +301,29 @@ TEST_F(KELRegTest, AReadThatFailsIsAFailureWithItsReason) {
     EXPECT_EQ(l_Outcome.m_Err,
               "KELReg: HKLM\\A\\B: " + m_Root + "/HKLM/A/B.json: " + std::strerror(EIO) + "\n");
   }
+  // A lock the system refuses, not one held elsewhere, fails at once with the system's reason.
+  EXPECT_RUN(
+      Exec({"/usr/bin/env", "strace", "-qq", "-o", "/dev/null", "-e", "inject=flock:error=ENOLCK:when=1",
+            KEL_BINARY_DIR "/KELReg", "--root", m_Root, "query", "HKLM\\A\\B"},
+           "", -1, {k_NoLeakCheck}),
+      1, "", std::string("KELReg: HKLM\\A\\B: ") + std::strerror(ENOLCK) + "\n");
+}
+
+// A user's first change makes their registry's folder, and syncs the folder that holds it before
+// anything is written in it.
+TEST_F(KELRegTest, TheFirstChangeMakesTheRegistryFolderDurably) {
+  if (system("strace -V >/dev/null 2>&1") != 0)
+    GTEST_SKIP() << "strace is not installed (apt-get install strace)";
+  const std::string l_Home = m_Dir + "/home", l_Log = m_Dir + "/syncs";
+  fs::create_directories(l_Home);
+  EXPECT_RUN(Exec({"/usr/bin/env", "strace", "-qq", "-y", "-o", l_Log, "-e", "trace=fsync",
+                   KEL_BINARY_DIR "/KELReg", "add", "HKCU\\Software\\Tool", "-v", "V", "-d", "v"},
+                  "", -1, {k_NoLeakCheck, "HOME=" + l_Home}),
+             0, "", "");
+  const std::string l_Syncs = KELRegReadFile(l_Log);
+  EXPECT_NE(l_Syncs.substr(0, l_Syncs.find('\n')).find("<" + l_Home + ">)"), std::string::npos) << l_Syncs;
+  EXPECT_EQ(Key("../home/.Quorvane/HKCU/Software/Tool.json"),
+            "{\"Version\":\"1.0\",\"Tool\":{\"V\":[3,\"v\"]}}");
 }
 
 TEST_F(KELRegTest, ADamagedKeyIsRefusedByEveryCommandButDeleteAndItsBytesStay) {
