@@ -223,13 +223,12 @@ int WriteAll(int iFd, const std::string& iText) {
 // Writes iText to iPath. A new or regular file is replaced: written beside it under a temporary name,
 // synced, renamed over it and its folder synced, so that readers see the old file or the new one and a
 // crash leaves one of them. Anything else that exists there (a device, a FIFO, a link) is written to,
-// never replaced.
+// never replaced; a folder fails to open, with EISDIR.
 void WriteFile(const std::string& iPath, const std::string& iText) {
   struct stat l_Old;
   bool l_Exists = lstat(iPath.c_str(), &l_Old) == 0;
   if (!l_Exists && errno != ENOENT) Fail(iPath + ": " + std::strerror(errno));
   if (l_Exists && !S_ISREG(l_Old.st_mode)) {
-    if (S_ISDIR(l_Old.st_mode)) Fail(iPath + ": " + std::strerror(EISDIR));
     int l_Fd = open(iPath.c_str(), O_WRONLY | O_TRUNC | O_NOCTTY | O_CLOEXEC);
     if (l_Fd < 0) Fail(iPath + ": " + std::strerror(errno));
     int l_Error = WriteAll(l_Fd, iText);
@@ -483,11 +482,7 @@ int Run(const KELInsRegArguments& iArgs, std::istream& iIn, std::ostream& oOut, 
 
 // An error line: control bytes in the names it quotes are shown as escapes, so it stays one line.
 void Report(std::ostream& oErr, const std::string& iText) {
-  std::string l_Line = "KELReg: ";
-  for (char l_Byte : iText)
-    l_Line += static_cast<unsigned char>(l_Byte) < 0x20 ? KELInsRegStore(std::string_view(&l_Byte, 1))
-                                                        : std::string(1, l_Byte);
-  oErr << l_Line << '\n';
+  oErr << "KELReg: " << KELInsRegEscapeControls(iText) << '\n';
 }
 
 }  // namespace
