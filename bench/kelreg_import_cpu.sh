@@ -19,20 +19,24 @@ shift 2
 py=$(command -v pyenv >/dev/null && pyenv which python3 || command -v python3)
 root=$(mktemp -d /dev/shm/kelreg-import-cpu.XXXXXX)
 trap 'rm -rf "$root"' EXIT
-declare -a cmds=("$py $here/import_py.py $doc $root/r") times=()
+cmds=("$py $here/import_py.py $doc $root/r")
 for k in "$@"; do cmds+=("$(cd "$(dirname "$k")" && pwd)/$(basename "$k") --root $root/r import $doc"); done
 for round in $(seq 0 "$runs"); do
   for k in "${!cmds[@]}"; do
     rm -rf "$root/r" && mkdir "$root/r"
     t=$(perf stat -x, -e task-clock ${cmds[$k]} 2>&1 >/dev/null | awk -F, '/task-clock/ {print $1}')
-    [ "$round" = 0 ] || times[$k]="${times[$k]:-} $t"
+    [ "$round" = 0 ] || echo "$k $t ${cmds[$k]%% *}"
   done
-done
+done >"$root/times"
 echo "| command | median CPU | ratio to Python |"
 echo "| --- | ---: | ---: |"
-base=""
-for k in "${!cmds[@]}"; do
-  median=$(tr ' ' '\n' <<<"${times[$k]}" | grep . | sort -n | awk '{a[NR]=$1} END {printf "%.1f", a[int((NR+1)/2)]}')
-  base=${base:-$median}
-  printf '| %s | %s ms | %.2f |\n' "${cmds[$k]%% *}" "$median" "$(echo "$median / $base" | bc -l)"
-done
+# Per command (in the order given): the median of its times, and its ratio to the first's.
+sort -k1,1n -k2,2g "$root/times" | awk '
+  { n[$1]++; t[$1, n[$1]] = $2; name[$1] = $3 }
+  END {
+    for (k = 0; k in n; k++) {
+      m = t[k, int((n[k] + 1) / 2)]
+      if (k == 0) base = m
+      printf "| %s | %.1f ms | %.2f |\n", name[k], m, m / base
+    }
+  }'
