@@ -16,7 +16,9 @@ fi
 doc=$(cd "$(dirname "$1")" && pwd)/$(basename "$1")
 runs=$2
 shift 2
-py=$(command -v pyenv >/dev/null && pyenv which python3 || command -v python3)
+py=$(command -v python3)
+# The interpreter itself, not a shim that would be timed with it.
+if command -v pyenv >/dev/null; then py=$(pyenv which python3); fi
 root=$(mktemp -d /dev/shm/kelreg-import-cpu.XXXXXX)
 trap 'rm -rf "$root"' EXIT
 cmds=("$py $here/import_py.py $doc $root/r")
@@ -24,6 +26,7 @@ for k in "$@"; do cmds+=("$(cd "$(dirname "$k")" && pwd)/$(basename "$k") --root
 for round in $(seq 0 "$runs"); do
   for k in "${!cmds[@]}"; do
     rm -rf "$root/r" && mkdir "$root/r"
+    # shellcheck disable=SC2086 # a command line, split into its words
     t=$(perf stat -x, -e task-clock ${cmds[$k]} 2>&1 >/dev/null | awk -F, '/task-clock/ {print $1}')
     [ "$round" = 0 ] || echo "$k $t ${cmds[$k]%% *}"
   done
