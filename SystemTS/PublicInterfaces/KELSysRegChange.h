@@ -33,8 +33,9 @@
 // key that a change replaced finds its file renamed away and opens the new one (KELSysRegKey).
 //
 // Confinement. Below the registry root (the folder holding the hive folders) every path a change
-// uses is resolved one component at a time without following links, and a key file or key folder
-// that is a link is refused: no change creates, writes, renames or removes anything outside.
+// uses is resolved without following links (a component at a time, or in one call that refuses any
+// link on the way), and a key file or key folder that is a link is refused: no change creates,
+// writes, renames or removes anything outside.
 //
 // Errors. Operations return KEL_S_OK or a failure; GetError then tells the errno of the system call
 // that failed (0 for a refusal of the change's own) and GetWhy a line naming the file and the reason.

@@ -6,8 +6,10 @@
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <linux/openat2.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -118,12 +120,31 @@ int TypeAt(int iDirFd, const std::string& iName) {
   return errno == ENOENT ? 0 : -1;
 }
 
-// Writes iText as the new file iName in iDirFd (a leftover of that name goes first, unless iFresh:
-// the folder was just made) and syncs it.
+// The type of the folder iPath, an ancestor of a key asked for, found by opening it into the cache
+// (a folder it is not opens as none, and fstatat then tells what it is): S_IFDIR, 0 when there is
+// none, another type, or -1 with errno. ioDirFd: its parent's descriptor, got again from the cache,
+// which may have been emptied to make room.
+int FolderAt(Folders& ioFolders, const std::string& iPath, int& ioDirFd) {
+  const bool l_Opened = ioFolders.Get(iPath) >= 0;
+  const int l_Error = errno;
+  ioDirFd = ioFolders.Get(Parent(iPath));
+  if (l_Opened) return S_IFDIR;
+  if (ioDirFd < 0) return -1;
+  if (l_Error == ENOENT) return 0;
+  return TypeAt(ioDirFd, Base(iPath));
+}
+
+// Writes iText as the new file iName in iDirFd and syncs it. A leftover of that name (a change cut
+// off before its commit point) is removed and the file made again, unless iFresh: the folder was just
+// made, and anything in it is not the change's to remove.
 int WriteNew(int iDirFd, const std::string& iName, const std::string& iText, const struct stat* iLike,
              bool iFresh = false) {
-  if (!iFresh && unlinkat(iDirFd, iName.c_str(), 0) != 0 && errno != ENOENT) return -1;
-  Fd l_Fd(openat(iDirFd, iName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
+  const int l_Flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+  Fd l_Fd(openat(iDirFd, iName.c_str(), l_Flags, 0666));
+  if (l_Fd < 0 && errno == EEXIST && !iFresh) {
+    if (unlinkat(iDirFd, iName.c_str(), 0) != 0) return -1;
+    l_Fd = Fd(openat(iDirFd, iName.c_str(), l_Flags, 0666));
+  }
   if (l_Fd < 0) return -1;
   // A key file that is replaced keeps its mode, and its owner where the process may give it.
   if (iLike && (fchmod(l_Fd, iLike->st_mode & 07777) != 0 ||
@@ -326,6 +347,15 @@ int Clear(int iJournal) {
   return s_Sync ? fdatasync(iJournal) : 0;
 }
 
+// Opens iPath below iDirFd, never through a link (on the way or at its end) nor out of iDirFd; -1
+// with errno (ENOSYS where the system cannot resolve so).
+int OpenBeneath(int iDirFd, const char* iPath, int iFlags) {
+  struct open_how l_How {};
+  l_How.flags = uint64_t(iFlags);
+  l_How.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
+  return int(syscall(SYS_openat2, iDirFd, iPath, &l_How, sizeof l_How));
+}
+
 // Opens the registry's root, its tool folder (made when missing, if iMake) and its journal.
 // 0, or -1 with errno and oFailed naming the path.
 int OpenRegistry(Registry& ioRegistry, bool iMake, std::string& oFailed) {
@@ -344,6 +374,11 @@ int OpenRegistry(Registry& ioRegistry, bool iMake, std::string& oFailed) {
     ioRegistry.m_RootFd = Fd(open(ioRegistry.m_Root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   }
   if (ioRegistry.m_RootFd < 0) return -1;
+  // An existing journal opens in one call; the tool folder is opened only where that fails (to make
+  // what is missing, or to tell why).
+  ioRegistry.m_Journal = Fd(OpenBeneath(ioRegistry.m_RootFd, (std::string(k_Tool) + "/" + k_Journal).c_str(),
+                                        O_RDWR | O_NOFOLLOW | O_CLOEXEC));
+  if (ioRegistry.m_Journal >= 0) return 0;
   oFailed = ioRegistry.m_Root + "/" + k_Tool;
   ioRegistry.m_ToolFd =
       Fd(openat(ioRegistry.m_RootFd, k_Tool, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
@@ -514,7 +549,11 @@ KELSysResult KELSysRegChange::OpenKey(const MORUnicodeString& iKeyPath, bool iCr
           return errno == ELOOP ? Refuse(PathText(m_Root, l_Folder) + ": a link, refused")
                                 : Fail(errno, l_Folder);
         }
-        int l_FolderType = TypeAt(l_Dir, l_Name), l_FileType = TypeAt(l_Dir, l_Name + ".json");
+        // A key on the way to the one asked for is looked up by opening its folder, which the next
+        // name needs anyway.
+        int l_FolderType =
+            l_At == l_Names.size() ? TypeAt(l_Dir, l_Name) : FolderAt(*m_Folders, l_Path, l_Dir);
+        int l_FileType = l_Dir < 0 ? -1 : TypeAt(l_Dir, l_Name + ".json");
         KELSysResult l_Rc = KEL_S_OK;
         if (l_FolderType < 0 || l_FileType < 0)
           l_Rc = Fail(errno, l_Path);
@@ -677,8 +716,9 @@ KELSysResult KELSysRegChange::Stage(const std::vector<Step>& iSteps) {
         return Fail(errno, (l_Where.empty() ? "" : l_Where + "/") + l_File);
     }
     if (!l_Node.m_HasFolder) {
+      // A leftover hidden folder goes first; inside a folder just made there is none to look for.
       const std::string l_New = l_ParentThere ? Hidden(l_Name, ".kelreg-new") : l_Name;
-      if (RemoveAt(l_Dir, l_New) != 0 || mkdirat(l_Dir, l_New.c_str(), 0777) != 0)
+      if ((l_ParentThere && RemoveAt(l_Dir, l_New) != 0) || mkdirat(l_Dir, l_New.c_str(), 0777) != 0)
         return Fail(errno, (l_Where.empty() ? "" : l_Where + "/") + l_New);
       l_Synced.insert((l_Where.empty() ? "" : l_Where + "/") + l_New);
     }
@@ -701,10 +741,10 @@ KELSysResult KELSysRegChange::Commit() {
     return l_Rc;
   }
   const std::string l_JournalPath = std::string(k_Tool) + "/" + k_Journal;
-  // 1. The steps, pending, synced before anything they name is made.
+  // 1. The steps, pending, synced before anything they name is made. Begin left the journal empty
+  // (found so, or emptied by its recovery) and its lock keeps it so.
   const std::string l_Text = Journal('P', l_Steps);
-  if (ftruncate(m_Journal, 0) != 0 ||
-      pwrite(m_Journal, l_Text.data(), l_Text.size(), 0) != ssize_t(l_Text.size()) ||
+  if (pwrite(m_Journal, l_Text.data(), l_Text.size(), 0) != ssize_t(l_Text.size()) ||
       (s_Sync && fdatasync(m_Journal) != 0)) {
     l_Rc = Fail(errno ? errno : EIO, l_JournalPath);
     Clear(m_Journal);
