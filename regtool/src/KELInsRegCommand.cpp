@@ -254,7 +254,10 @@ class Output {
   // Writes the rest, and puts a replaced file in place.
   void Finish() {
     WriteText();
-    if (!m_Temp.empty()) Replace();
+    if (!m_Temp.empty())
+      Replace();
+    else if (m_Fd >= 0 && close(std::exchange(m_Fd, -1)) != 0)
+      Fail(m_Path + ": " + std::strerror(errno));
   }
   // After a failure: what was made is written as it would have been (a replaced file is not), as
   // far as it can be.
