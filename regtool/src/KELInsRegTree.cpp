@@ -80,9 +80,9 @@ constexpr size_t k_HeldFolders = 64;
 class Walk {
  public:
   explicit Walk(KELInsRegVisitor& ioVisitor) : m_Visitor(ioVisitor), m_Buffer(32768) {}
-  // Reads the key iName (open in iKey; null for a hive root) and below it; iParent is the folder of
-  // its parent key when it is held open, else -1.
-  void Visit(const KELInsRegKeyName& iName, const KELInsRegKey* iKey, int iParent, size_t iLevel);
+  // Reads the key ioName (open in iKey; null for a hive root) and below it; iParent is the folder of
+  // its parent key when it is held open, else -1. ioName is as it was on return.
+  void Visit(KELInsRegKeyName& ioName, const KELInsRegKey* iKey, int iParent, size_t iLevel);
 
  private:
   int OpenFolder(const KELInsRegKeyName& iName, const KELInsRegKey& iKey, int iParent) const;
@@ -143,33 +143,35 @@ std::vector<std::string> Walk::List(const KELInsRegKeyName& iName, int iFolder) 
   return l_Names;
 }
 
-void Walk::Visit(const KELInsRegKeyName& iName, const KELInsRegKey* iKey, int iParent, size_t iLevel) {
+void Walk::Visit(KELInsRegKeyName& ioName, const KELInsRegKey* iKey, int iParent, size_t iLevel) {
   Descriptor l_Folder;
   std::vector<std::string> l_Names;
   if (iKey) {
-    KELInsRegCheckSound(*iKey, iName);
-    std::vector<KELInsRegValue> l_Values = KELInsRegReadValues(*iKey, iName);
-    l_Folder.Reset(OpenFolder(iName, *iKey, iParent));
-    l_Names = List(iName, l_Folder.Get());
-    m_Visitor.Enter(iName, iLevel, l_Values);
+    KELInsRegCheckSound(*iKey, ioName);
+    std::vector<KELInsRegValue> l_Values = KELInsRegReadValues(*iKey, ioName);
+    l_Folder.Reset(OpenFolder(ioName, *iKey, iParent));
+    l_Names = List(ioName, l_Folder.Get());
+    m_Visitor.Enter(ioName, iLevel, l_Values);
   } else {
     try {
-      l_Names = SortedSubkeys(nullptr, iName.m_Hive);
+      l_Names = SortedSubkeys(nullptr, ioName.m_Hive);
     } catch (const std::exception& l_Error) {
-      Throw(iName, l_Error, "cannot list the subkeys");
+      Throw(ioName, l_Error, "cannot list the subkeys");
     }
-    m_Visitor.Enter(iName, iLevel, {});
+    m_Visitor.Enter(ioName, iLevel, {});
   }
   if (iLevel >= k_HeldFolders || l_Names.empty()) l_Folder.Reset();
+  // The subkeys' names are this one's with a component more, for the time each is read.
   for (const std::string& l_Name : l_Names) {
-    KELInsRegKeyName l_Child = iName.Child(l_Name);
+    ioName.m_Components.push_back(l_Name);
     KELInsRegKey l_Key;
     try {
-      l_Key = iKey ? H::OpenKey(*iKey, l_Name, H::ReadOnly) : H::OpenKey(iName.m_Hive, l_Name, H::ReadOnly);
+      l_Key = iKey ? H::OpenKey(*iKey, l_Name, H::ReadOnly) : H::OpenKey(ioName.m_Hive, l_Name, H::ReadOnly);
     } catch (const std::exception& l_Error) {
-      Throw(l_Child, l_Error, "cannot open the key");
+      Throw(ioName, l_Error, "cannot open the key");
     }
-    Visit(l_Child, &l_Key, l_Folder.Get(), iLevel + 1);
+    Visit(ioName, &l_Key, l_Folder.Get(), iLevel + 1);
+    ioName.m_Components.pop_back();
   }
   m_Visitor.Leave(iLevel);
 }
@@ -266,12 +268,13 @@ KELInsRegKey OpenToRead(const KELInsRegKeyName& iName) {
 
 void KELInsRegWalkTree(const KELInsRegKeyName& iName, KELInsRegVisitor& ioVisitor) {
   Walk l_Walk(ioVisitor);
+  KELInsRegKeyName l_Name = iName;
   if (iName.IsHiveRoot()) {
-    l_Walk.Visit(iName, nullptr, -1, 0);
+    l_Walk.Visit(l_Name, nullptr, -1, 0);
     return;
   }
   KELInsRegKey l_Key = OpenToRead(iName);
-  l_Walk.Visit(iName, &l_Key, -1, 0);
+  l_Walk.Visit(l_Name, &l_Key, -1, 0);
 }
 
 KELInsRegTree KELInsRegReadTree(const KELInsRegKeyName& iName, bool iRecurse) {
