@@ -2,7 +2,7 @@
 # bench/kelreg_cpu.sh SIZE RUNS [BUILD_DIR [KELREG_ARGS]]
 #
 # CPU time of `KELReg KELREG_ARGS` (by default `export HKLM/SOFTWARE/Quorvane/Q4`, the product tree;
-# `check HKLM` for the check) beside `KELListInstalls -json` on the generated registry /tmp/kel-bench/SIZE (bench/gen_registry.py), both reading the same
+# "query HKLM/SOFTWARE/Quorvane/Q4 -s" for the printed tree, `check HKLM` for the check) beside `KELListInstalls -json` on the generated registry /tmp/kel-bench/SIZE (bench/gen_registry.py), both reading the same
 # keys at /etc/.Quorvane in one private mount namespace. The commands take turns, RUNS rounds after a
 # warming run each (bench/lister_cpu.sh --inside); prints the median of each and its ratio to the lister.
 set -euo pipefail

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "KELInsRegKeyName.h"
 #include "KELInsRegTree.h"
@@ -18,6 +19,21 @@ inline constexpr size_t KELInsRegMaxDepth = 512;                  // key levels 
 inline constexpr size_t KELInsRegMaxValueName = 16383;            // bytes of a value name
 inline constexpr size_t KELInsRegMaxData = size_t(1) << 20;       // bytes of a value's data (all items)
 inline constexpr size_t KELInsRegMaxDocument = size_t(64) << 20;  // bytes of a document (64 MiB)
+
+// Writes the document of the keys it is handed (by KELInsRegWalkTree), the first one being the
+// document's key, as they come: each key's text is appended to oText, which the caller may empty
+// in between. After the first key's Leave, oText ends with the document and its newline.
+class KELInsRegDocumentWriter final : public KELInsRegVisitor {
+ public:
+  explicit KELInsRegDocumentWriter(std::string& oText) : m_Text(oText) {}
+  void Enter(const KELInsRegKeyName& iName, size_t iLevel,
+             const std::vector<KELInsRegValue>& iValues) override;
+  void Leave(size_t iLevel) override;
+
+ private:
+  std::string& m_Text;
+  std::vector<bool> m_HasSubkeys;  // of the key entered last and of its parents: one was written
+};
 
 // Writes the document of the key iName holding iTree, followed by a newline.
 void KELInsRegWriteDocument(std::string& oText, const KELInsRegKeyName& iName, const KELInsRegTree& iTree);

@@ -3,6 +3,7 @@
 #ifndef KELInsRegTree_H
 #define KELInsRegTree_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -48,6 +49,25 @@ void KELInsRegAppendData(std::string& ioOut, const KELInsRegValue& iValue, const
 // Appends "NAME    TYPE    DATA", list items separated by the two characters \0.
 void KELInsRegAppendValueLine(std::string& ioOut, const KELInsRegValue& iValue);
 
+// Receives the keys of a subtree as they are read: each key with its values (a hive root has
+// none), parents before their subkeys, subkeys in byte order of their names. iLevel counts the
+// levels below the first key (0).
+class KELInsRegVisitor {
+ public:
+  virtual void Enter(const KELInsRegKeyName& iName, size_t iLevel,
+                     const std::vector<KELInsRegValue>& iValues) = 0;
+  // After the last subkey of the key entered at iLevel.
+  virtual void Leave(size_t iLevel) = 0;
+
+ protected:
+  ~KELInsRegVisitor() = default;
+};
+
+// Reads the key iName and every key below it, one at a time, handing each to ioVisitor once its
+// values and subkeys' names are read whole: what is kept in memory is a key and the names of the
+// subkeys still to read. Throws KELInsRegTreeError at the first key that cannot be read, which
+// ioVisitor has then not received (nor any key after it).
+void KELInsRegWalkTree(const KELInsRegKeyName& iName, KELInsRegVisitor& ioVisitor);
 // Reads the key iName: its values and, with iRecurse, its subkeys with theirs; without, only the
 // subkeys' names (with empty trees). A hive root has no values. Throws KELInsRegTreeError.
 KELInsRegTree KELInsRegReadTree(const KELInsRegKeyName& iName, bool iRecurse);

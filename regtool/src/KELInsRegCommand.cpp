@@ -10,6 +10,7 @@
 #include <cstring>
 #include <limits>
 #include <sstream>
+#include <utility>
 
 #include "KELInsFileSystem.h"
 #include "KELInsRegArguments.h"
@@ -186,22 +187,30 @@ KELInsRegValue ValueOf(const KELInsRegValueArguments& iArgs) {
 // ---- Output.
 
 // The key's block: its name, then a line per value.
-void AppendBlock(std::string& ioOut, const KELInsRegKeyName& iName, const KELInsRegTree& iTree) {
+void AppendBlock(std::string& ioOut, const KELInsRegKeyName& iName,
+                 const std::vector<KELInsRegValue>& iValues) {
   ioOut += iName.Full() + '\n';
-  for (const KELInsRegValue& l_Value : iTree.m_Values) {
+  for (const KELInsRegValue& l_Value : iValues) {
     ioOut += "    ";
     KELInsRegAppendValueLine(ioOut, l_Value);
     ioOut += '\n';
   }
 }
 
-void AppendTree(std::string& ioOut, const KELInsRegKeyName& iName, const KELInsRegTree& iTree) {
-  AppendBlock(ioOut, iName, iTree);
-  for (const auto& [l_Name, l_Tree] : iTree.m_Subkeys) {
-    ioOut += '\n';
-    AppendTree(ioOut, iName.Child(l_Name), l_Tree);
+// query -s: the blocks of the keys it is handed, a blank line between two.
+class BlockWriter final : public KELInsRegVisitor {
+ public:
+  explicit BlockWriter(std::string& oText) : m_Text(oText) {}
+  void Enter(const KELInsRegKeyName& iName, size_t iLevel,
+             const std::vector<KELInsRegValue>& iValues) override {
+    if (iLevel > 0) m_Text += '\n';
+    AppendBlock(m_Text, iName, iValues);
   }
-}
+  void Leave(size_t) override {}
+
+ private:
+  std::string& m_Text;
+};
 
 void Write(std::ostream& oOut, const std::string& iText) {
   errno = 0;
@@ -220,44 +229,130 @@ int WriteAll(int iFd, const std::string& iText) {
   return 0;
 }
 
-// Writes iText to iPath. A new or regular file is replaced: written beside it under a temporary name,
-// synced, renamed over it and its folder synced, so that readers see the old file or the new one and a
-// crash leaves one of them. Anything else that exists there (a device, a FIFO, a link) is written to,
-// never replaced; a folder fails to open, with EISDIR.
-void WriteFile(const std::string& iPath, const std::string& iText) {
-  struct stat l_Old;
-  bool l_Exists = lstat(iPath.c_str(), &l_Old) == 0;
-  if (!l_Exists && errno != ENOENT) Fail(iPath + ": " + std::strerror(errno));
-  if (l_Exists && !S_ISREG(l_Old.st_mode)) {
-    int l_Fd = open(iPath.c_str(), O_WRONLY | O_TRUNC | O_NOCTTY | O_CLOEXEC);
-    if (l_Fd < 0) Fail(iPath + ": " + std::strerror(errno));
-    int l_Error = WriteAll(l_Fd, iText);
-    if (close(l_Fd) != 0 && l_Error == 0) l_Error = errno;
-    if (l_Error != 0) Fail(iPath + ": " + std::strerror(l_Error));
-    return;
+// Where export and query -s write, piece by piece as the keys are read: standard output (path "-")
+// or the file iPath, opened when there is first something to write. A new or regular file is
+// replaced: written beside it under a temporary name, synced, renamed over it and its folder synced
+// (Finish), so that readers see the old file or the new one and a crash leaves one of them; until
+// then a failure removes the temporary file and leaves the old one. Anything else that exists there
+// (a device, a FIFO, a link) is written to, never replaced; a folder fails to open, with EISDIR.
+class Output {
+ public:
+  Output(std::ostream& oOut, std::string iPath) : m_Stream(oOut), m_Path(std::move(iPath)) {}
+  ~Output() {
+    if (m_Fd >= 0) close(m_Fd);
+    if (!m_Temp.empty()) unlink(m_Temp.c_str());
   }
-  size_t l_Slash = iPath.rfind('/');
-  std::string l_Folder = l_Slash == std::string::npos ? "." : l_Slash == 0 ? "/" : iPath.substr(0, l_Slash);
-  std::string l_Temp = (l_Slash == std::string::npos ? std::string() : iPath.substr(0, l_Slash + 1)) + "." +
-                       iPath.substr(l_Slash == std::string::npos ? 0 : l_Slash + 1) + ".XXXXXX";
-  int l_Fd = mkstemp(l_Temp.data());
-  if (l_Fd < 0) Fail(iPath + ": " + std::strerror(errno));
-  mode_t l_Mask = umask(0);
-  umask(l_Mask);
-  mode_t l_Mode = l_Exists ? (l_Old.st_mode & 07777) : (0666 & ~l_Mask);
-  int l_Error = fchmod(l_Fd, l_Mode) == 0 ? 0 : errno;
-  if (l_Error == 0) l_Error = WriteAll(l_Fd, iText);
-  if (l_Error == 0 && fsync(l_Fd) != 0) l_Error = errno;
-  if (close(l_Fd) != 0 && l_Error == 0) l_Error = errno;
-  if (l_Error == 0 && rename(l_Temp.c_str(), iPath.c_str()) != 0) l_Error = errno;
-  if (l_Error != 0) {
-    unlink(l_Temp.c_str());
-    Fail(iPath + ": " + std::strerror(l_Error));
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+
+  // Where the text goes until it is written.
+  std::string& Text() { return m_Text; }
+  // Writes the text once there is enough of it.
+  void Pass() {
+    if (m_Text.size() >= 65536) WriteText();
   }
-  int l_Dir = open(l_Folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (l_Dir < 0 || fsync(l_Dir) != 0) l_Error = errno;
-  if (l_Dir >= 0) close(l_Dir);
-  if (l_Error != 0) Fail(l_Folder + ": " + std::strerror(l_Error));
+  // Writes the rest, and puts a replaced file in place.
+  void Finish() {
+    WriteText();
+    if (!m_Temp.empty())
+      Replace();
+    else if (m_Fd >= 0 && close(std::exchange(m_Fd, -1)) != 0)
+      Fail(m_Path + ": " + std::strerror(errno));
+  }
+  // After a failure: what was made is written as it would have been (a replaced file is not), as
+  // far as it can be.
+  void Abandon() noexcept {
+    try {
+      if (!m_Failed && m_Temp.empty() && !m_Text.empty()) WriteText();
+    } catch (const Failure&) {
+    }
+  }
+
+ private:
+  void WriteText() {
+    m_Failed = true;  // until the text is written
+    if (m_Path == "-") {
+      Write(m_Stream, m_Text);
+    } else {
+      if (m_Fd < 0) Open();
+      if (int l_Error = WriteAll(m_Fd, m_Text)) Fail(m_Path + ": " + std::strerror(l_Error));
+    }
+    m_Text.clear();
+    m_Failed = false;
+  }
+  void Open() {
+    struct stat l_Old;
+    bool l_Exists = lstat(m_Path.c_str(), &l_Old) == 0;
+    if (!l_Exists && errno != ENOENT) Fail(m_Path + ": " + std::strerror(errno));
+    if (l_Exists && !S_ISREG(l_Old.st_mode)) {
+      m_Fd = open(m_Path.c_str(), O_WRONLY | O_TRUNC | O_NOCTTY | O_CLOEXEC);
+      if (m_Fd < 0) Fail(m_Path + ": " + std::strerror(errno));
+      return;
+    }
+    size_t l_Slash = m_Path.rfind('/');
+    std::string l_Temp = (l_Slash == std::string::npos ? std::string() : m_Path.substr(0, l_Slash + 1)) +
+                         "." + m_Path.substr(l_Slash == std::string::npos ? 0 : l_Slash + 1) + ".XXXXXX";
+    m_Fd = mkstemp(l_Temp.data());
+    if (m_Fd < 0) Fail(m_Path + ": " + std::strerror(errno));
+    m_Temp = l_Temp;
+    mode_t l_Mask = umask(0);
+    umask(l_Mask);
+    if (fchmod(m_Fd, l_Exists ? (l_Old.st_mode & 07777) : (0666 & ~l_Mask)) != 0)
+      Fail(m_Path + ": " + std::strerror(errno));
+  }
+  void Replace() {
+    int l_Error = fsync(m_Fd) == 0 ? 0 : errno;
+    if (close(std::exchange(m_Fd, -1)) != 0 && l_Error == 0) l_Error = errno;
+    if (l_Error == 0 && rename(m_Temp.c_str(), m_Path.c_str()) != 0) l_Error = errno;
+    if (l_Error != 0) Fail(m_Path + ": " + std::strerror(l_Error));
+    m_Temp.clear();
+    size_t l_Slash = m_Path.rfind('/');
+    std::string l_Folder = l_Slash == std::string::npos ? "."
+                           : l_Slash == 0               ? "/"
+                                                        : m_Path.substr(0, l_Slash);
+    int l_Dir = open(l_Folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (l_Dir < 0 || fsync(l_Dir) != 0) l_Error = errno;
+    if (l_Dir >= 0) close(l_Dir);
+    if (l_Error != 0) Fail(l_Folder + ": " + std::strerror(l_Error));
+  }
+
+  std::ostream& m_Stream;
+  std::string m_Path, m_Temp;  // m_Temp: the temporary file while it is there
+  int m_Fd = -1;
+  bool m_Failed = false;  // a write failed
+  std::string m_Text;
+};
+
+// Hands each key to iWriter, and the text it made to the output once there is enough of it.
+class Passing final : public KELInsRegVisitor {
+ public:
+  Passing(KELInsRegVisitor& ioWriter, Output& ioOut) : m_Writer(ioWriter), m_Out(ioOut) {}
+  void Enter(const KELInsRegKeyName& iName, size_t iLevel,
+             const std::vector<KELInsRegValue>& iValues) override {
+    m_Writer.Enter(iName, iLevel, iValues);
+    m_Out.Pass();
+  }
+  void Leave(size_t iLevel) override {
+    m_Writer.Leave(iLevel);
+    m_Out.Pass();
+  }
+
+ private:
+  KELInsRegVisitor& m_Writer;
+  Output& m_Out;
+};
+
+// Writes the key iName and all below it through ioWriter to ioOut as they are read. When a key
+// cannot be read, the text of the keys before it is written all the same, and nothing after.
+void Stream(const KELInsRegKeyName& iName, KELInsRegVisitor& ioWriter, Output& ioOut) {
+  Passing l_Passing(ioWriter, ioOut);
+  try {
+    OnKey(iName.Full(), "no such key", [&] { KELInsRegWalkTree(iName, l_Passing); });
+  } catch (const Failure&) {
+    ioOut.Abandon();
+    throw;
+  }
+  ioOut.Finish();
 }
 
 std::string ReadInput(const std::string& iFile, std::istream& iIn) {
@@ -288,16 +383,17 @@ int Query(const KELInsRegArguments& iArgs, std::ostream& oOut) {
       KELInsRegAppendData(l_Text, l_Value, "\n");
       if (l_Value.m_Type != H::TypeMultiString || !l_Value.m_Strings.empty()) l_Text += '\n';
     });
+  } else if (iArgs.m_Subkeys) {
+    Output l_Out(oOut, "-");
+    BlockWriter l_Writer(l_Out.Text());
+    Stream(l_Name, l_Writer, l_Out);
+    return KELInsRegDone;
   } else {
     KELInsRegTree l_Tree =
-        OnKey(l_Name.Full(), "no such key", [&] { return KELInsRegReadTree(l_Name, iArgs.m_Subkeys); });
-    if (iArgs.m_Subkeys) {
-      AppendTree(l_Text, l_Name, l_Tree);
-    } else {
-      AppendBlock(l_Text, l_Name, l_Tree);
-      if (!l_Tree.m_Subkeys.empty()) l_Text += '\n';
-      for (const auto& l_Subkey : l_Tree.m_Subkeys) l_Text += l_Name.Child(l_Subkey.m_Name).Full() + '\n';
-    }
+        OnKey(l_Name.Full(), "no such key", [&] { return KELInsRegReadTree(l_Name, false); });
+    AppendBlock(l_Text, l_Name, l_Tree.m_Values);
+    if (!l_Tree.m_Subkeys.empty()) l_Text += '\n';
+    for (const auto& l_Subkey : l_Tree.m_Subkeys) l_Text += l_Name.Child(l_Subkey.m_Name).Full() + '\n';
   }
   Write(oOut, l_Text);
   return KELInsRegDone;
@@ -402,14 +498,9 @@ int Copy(const KELInsRegArguments& iArgs) {
 
 int Export(const KELInsRegArguments& iArgs, std::ostream& oOut) {
   KELInsRegKeyName l_Name = Name(iArgs.m_Operands[0]);
-  KELInsRegTree l_Tree = OnKey(l_Name.Full(), "no such key", [&] { return KELInsRegReadTree(l_Name, true); });
-  std::string l_Text;
-  KELInsRegWriteDocument(l_Text, l_Name, l_Tree);
-  std::string l_File = iArgs.m_Operands.size() > 1 ? iArgs.m_Operands[1] : "-";
-  if (l_File == "-")
-    Write(oOut, l_Text);
-  else
-    WriteFile(l_File, l_Text);
+  Output l_Out(oOut, iArgs.m_Operands.size() > 1 ? iArgs.m_Operands[1] : "-");
+  KELInsRegDocumentWriter l_Writer(l_Out.Text());
+  Stream(l_Name, l_Writer, l_Out);
   return KELInsRegDone;
 }
 

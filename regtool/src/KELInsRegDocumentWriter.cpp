@@ -23,49 +23,71 @@ void AppendData(std::string& ioOut, const KELInsRegValue& iValue) {
   }
 }
 
-// The members "Values" and "Subkeys" of a key's object, at indentation iLevel.
-void AppendKey(std::string& ioOut, const KELInsRegTree& iTree, size_t iLevel) {
-  AppendIndent(ioOut, iLevel);
-  ioOut += "\"Values\": {";
-  for (size_t l_At = 0; l_At < iTree.m_Values.size(); ++l_At) {
-    const KELInsRegValue& l_Value = iTree.m_Values[l_At];
-    ioOut += l_At ? ",\n" : "\n";
-    AppendIndent(ioOut, iLevel + 1);
-    KELInsRegAppendJSONString(ioOut, l_Value.m_Name);
-    ioOut += ": [" + std::to_string(l_Value.m_Type) + ", ";
-    AppendData(ioOut, l_Value);
-    ioOut += ']';
-  }
-  if (!iTree.m_Values.empty()) {
-    ioOut += '\n';
-    AppendIndent(ioOut, iLevel);
-  }
-  ioOut += "},\n";
-  AppendIndent(ioOut, iLevel);
-  ioOut += "\"Subkeys\": {";
-  for (size_t l_At = 0; l_At < iTree.m_Subkeys.size(); ++l_At) {
-    ioOut += l_At ? ",\n" : "\n";
-    AppendIndent(ioOut, iLevel + 1);
-    KELInsRegAppendJSONString(ioOut, iTree.m_Subkeys[l_At].m_Name);
-    ioOut += ": {\n";
-    AppendKey(ioOut, iTree.m_Subkeys[l_At].m_Tree, iLevel + 2);
-    ioOut += '\n';
-    AppendIndent(ioOut, iLevel + 1);
-    ioOut += '}';
-  }
-  if (!iTree.m_Subkeys.empty()) {
-    ioOut += '\n';
-    AppendIndent(ioOut, iLevel);
-  }
-  ioOut += '}';
+// Hands iTree, the key iName's at iLevel, and the trees below it to ioWriter.
+void Feed(KELInsRegDocumentWriter& ioWriter, const KELInsRegKeyName& iName, const KELInsRegTree& iTree,
+          size_t iLevel) {
+  ioWriter.Enter(iName, iLevel, iTree.m_Values);
+  for (const auto& [l_Name, l_Tree] : iTree.m_Subkeys)
+    Feed(ioWriter, iName.Child(l_Name), l_Tree, iLevel + 1);
+  ioWriter.Leave(iLevel);
 }
 
 }  // namespace
 
+// A key at level L is an object whose members stand at indentation 2L+1, its subkeys' names at 2L+2.
+void KELInsRegDocumentWriter::Enter(const KELInsRegKeyName& iName, size_t iLevel,
+                                    const std::vector<KELInsRegValue>& iValues) {
+  const size_t l_Indent = 2 * iLevel + 1;
+  m_HasSubkeys.resize(iLevel);
+  if (iLevel == 0) {
+    m_Text += "{\n  \"Key\": ";
+    KELInsRegAppendJSONString(m_Text, iName.Full());
+    m_Text += ",\n";
+  } else {
+    m_Text += m_HasSubkeys.back() ? ",\n" : "\n";
+    m_HasSubkeys.back() = true;
+    AppendIndent(m_Text, l_Indent - 1);
+    KELInsRegAppendJSONString(m_Text, iName.m_Components.back());
+    m_Text += ": {\n";
+  }
+  m_HasSubkeys.push_back(false);
+  AppendIndent(m_Text, l_Indent);
+  m_Text += "\"Values\": {";
+  for (size_t l_At = 0; l_At < iValues.size(); ++l_At) {
+    const KELInsRegValue& l_Value = iValues[l_At];
+    m_Text += l_At ? ",\n" : "\n";
+    AppendIndent(m_Text, l_Indent + 1);
+    KELInsRegAppendJSONString(m_Text, l_Value.m_Name);
+    m_Text += ": [" + std::to_string(l_Value.m_Type) + ", ";
+    AppendData(m_Text, l_Value);
+    m_Text += ']';
+  }
+  if (!iValues.empty()) {
+    m_Text += '\n';
+    AppendIndent(m_Text, l_Indent);
+  }
+  m_Text += "},\n";
+  AppendIndent(m_Text, l_Indent);
+  m_Text += "\"Subkeys\": {";
+}
+
+void KELInsRegDocumentWriter::Leave(size_t iLevel) {
+  const size_t l_Indent = 2 * iLevel + 1;
+  if (m_HasSubkeys[iLevel]) {
+    m_Text += '\n';
+    AppendIndent(m_Text, l_Indent);
+  }
+  m_Text += '}';
+  if (iLevel == 0) {
+    m_Text += "\n}\n";
+  } else {
+    m_Text += '\n';
+    AppendIndent(m_Text, l_Indent - 1);
+    m_Text += '}';
+  }
+}
+
 void KELInsRegWriteDocument(std::string& oText, const KELInsRegKeyName& iName, const KELInsRegTree& iTree) {
-  oText += "{\n  \"Key\": ";
-  KELInsRegAppendJSONString(oText, iName.Full());
-  oText += ",\n";
-  AppendKey(oText, iTree, 1);
-  oText += "\n}\n";
+  KELInsRegDocumentWriter l_Writer(oText);
+  Feed(l_Writer, iName, iTree, 0);
 }

@@ -1,6 +1,14 @@
 #include "KELInsRegTree.h"
 
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <iterator>
 
 #include "KELInsRegChange.h"
 #include "KELInsRegKey.h"
@@ -47,32 +55,146 @@ KELInsRegValue KELInsRegReadValue(const KELInsRegKey& iKey, const std::string& i
 
 namespace {
 
-// Reads below an open key (or below the hive root when iKey is null).
-void ReadBelow(const KELInsRegKey* iKey, const KELInsRegKeyName& iName, bool iRecurse, KELInsRegTree& oTree) {
-  std::vector<std::string> l_Names;
-  try {
-    l_Names = SortedSubkeys(iKey, iName.m_Hive);
-  } catch (const std::exception& l_Error) {
-    throw KELInsRegTreeError{KELInsRegDescribe(iName.Full(), l_Error, "cannot list the subkeys")};
+// A descriptor, closed with the object.
+class Descriptor {
+ public:
+  explicit Descriptor(int iFd = -1) noexcept : m_Fd(iFd) {}
+  ~Descriptor() { Reset(); }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  int Get() const noexcept { return m_Fd; }
+  void Reset(int iFd = -1) noexcept {
+    if (m_Fd >= 0) close(m_Fd);
+    m_Fd = iFd;
   }
-  oTree.m_Subkeys.reserve(l_Names.size());
-  for (std::string& l_Name : l_Names) {
-    oTree.m_Subkeys.push_back({std::move(l_Name), KELInsRegTree()});
-    if (!iRecurse) continue;
-    KELInsRegKeyName l_Child = iName.Child(oTree.m_Subkeys.back().m_Name);
+
+ private:
+  int m_Fd;
+};
+
+// Levels of a walk whose key folders stay open while their subkeys are read, each subkey's folder
+// being looked up in its parent's; deeper folders are opened by their whole path, so that a deep
+// tree does not hold a descriptor per level.
+constexpr size_t k_HeldFolders = 64;
+
+class Walk {
+ public:
+  explicit Walk(KELInsRegVisitor& ioVisitor) : m_Visitor(ioVisitor), m_Buffer(32768) {}
+  // Reads the key ioName (open in iKey; null for a hive root) and below it; iParent is the folder of
+  // its parent key when it is held open, else -1. ioName is as it was on return.
+  void Visit(KELInsRegKeyName& ioName, const KELInsRegKey* iKey, int iParent, size_t iLevel);
+
+ private:
+  int OpenFolder(const KELInsRegKeyName& iName, const KELInsRegKey& iKey, int iParent) const;
+  std::vector<std::string> List(const KELInsRegKeyName& iName, int iFolder);
+
+  KELInsRegVisitor& m_Visitor;
+  std::vector<char> m_Buffer;  // for the folders' entries
+};
+
+[[noreturn]] void Throw(const KELInsRegKeyName& iName, const std::exception& iError, const char* iFallback) {
+  throw KELInsRegTreeError{KELInsRegDescribe(iName.Full(), iError, iFallback)};
+}
+
+int Walk::OpenFolder(const KELInsRegKeyName& iName, const KELInsRegKey& iKey, int iParent) const {
+  int l_Fd = -1;
+  if (iParent >= 0) {
+    l_Fd = openat(iParent, iName.m_Components.back().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  } else {
+    std::string l_Folder = iKey.FilePath();
+    l_Folder.resize(l_Folder.size() - 5);  // without ".json"
+    l_Fd = open(l_Folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  }
+  if (l_Fd < 0) throw KELInsRegTreeError{iName.Full() + ": " + std::strerror(errno)};
+  return l_Fd;
+}
+
+// The registry's subkeys of a key folder: the names NAME of its entries NAME.json that are regular
+// files with a folder NAME beside them, links followed. Read here from the folder's descriptor,
+// the entries' types taken from the listing where it gives them.
+std::vector<std::string> Walk::List(const KELInsRegKeyName& iName, int iFolder) {
+  std::vector<std::string> l_Files, l_Folders;
+  for (;;) {
+    ssize_t l_Size = getdents64(iFolder, m_Buffer.data(), m_Buffer.size());
+    if (l_Size < 0) throw KELInsRegTreeError{iName.Full() + ": " + std::strerror(errno)};
+    if (l_Size == 0) break;
+    for (ssize_t l_At = 0; l_At < l_Size;) {
+      const auto* l_Entry = reinterpret_cast<const dirent64*>(m_Buffer.data() + l_At);
+      l_At += l_Entry->d_reclen;
+      std::string_view l_Name(l_Entry->d_name);
+      unsigned char l_Type = l_Entry->d_type;
+      struct stat l_Stat;
+      if (l_Type == DT_LNK || l_Type == DT_UNKNOWN)
+        l_Type = fstatat(iFolder, l_Entry->d_name, &l_Stat, 0) != 0 ? DT_UNKNOWN
+                 : S_ISDIR(l_Stat.st_mode)                          ? DT_DIR
+                 : S_ISREG(l_Stat.st_mode)                          ? DT_REG
+                                                                    : DT_UNKNOWN;
+      if (l_Type == DT_DIR && l_Name != "." && l_Name != "..")
+        l_Folders.emplace_back(l_Name);
+      else if (l_Type == DT_REG && l_Name.size() > 5 && l_Name.ends_with(".json"))
+        l_Files.emplace_back(l_Name.substr(0, l_Name.size() - 5));
+    }
+  }
+  std::sort(l_Files.begin(), l_Files.end());
+  std::sort(l_Folders.begin(), l_Folders.end());
+  std::vector<std::string> l_Names;
+  std::set_intersection(std::make_move_iterator(l_Files.begin()), std::make_move_iterator(l_Files.end()),
+                        l_Folders.begin(), l_Folders.end(), std::back_inserter(l_Names));
+  return l_Names;
+}
+
+void Walk::Visit(KELInsRegKeyName& ioName, const KELInsRegKey* iKey, int iParent, size_t iLevel) {
+  Descriptor l_Folder;
+  std::vector<std::string> l_Names;
+  if (iKey) {
+    KELInsRegCheckSound(*iKey, ioName);
+    std::vector<KELInsRegValue> l_Values = KELInsRegReadValues(*iKey, ioName);
+    l_Folder.Reset(OpenFolder(ioName, *iKey, iParent));
+    l_Names = List(ioName, l_Folder.Get());
+    m_Visitor.Enter(ioName, iLevel, l_Values);
+  } else {
+    try {
+      l_Names = SortedSubkeys(nullptr, ioName.m_Hive);
+    } catch (const std::exception& l_Error) {
+      Throw(ioName, l_Error, "cannot list the subkeys");
+    }
+    m_Visitor.Enter(ioName, iLevel, {});
+  }
+  if (iLevel >= k_HeldFolders || l_Names.empty()) l_Folder.Reset();
+  // The subkeys' names are this one's with a component more, for the time each is read.
+  for (const std::string& l_Name : l_Names) {
+    ioName.m_Components.push_back(l_Name);
     KELInsRegKey l_Key;
     try {
-      l_Key = iKey ? H::OpenKey(*iKey, l_Child.m_Components.back(), H::ReadOnly)
-                   : H::OpenKey(iName.m_Hive, l_Child.Path(), H::ReadOnly);
+      l_Key = iKey ? H::OpenKey(*iKey, l_Name, H::ReadOnly) : H::OpenKey(ioName.m_Hive, l_Name, H::ReadOnly);
     } catch (const std::exception& l_Error) {
-      throw KELInsRegTreeError{KELInsRegDescribe(l_Child.Full(), l_Error, "cannot open the key")};
+      Throw(ioName, l_Error, "cannot open the key");
     }
-    KELInsRegTree& l_Tree = oTree.m_Subkeys.back().m_Tree;
-    KELInsRegCheckSound(l_Key, l_Child);
-    l_Tree.m_Values = KELInsRegReadValues(l_Key, l_Child);
-    ReadBelow(&l_Key, l_Child, true, l_Tree);
+    Visit(ioName, &l_Key, l_Folder.Get(), iLevel + 1);
+    ioName.m_Components.pop_back();
   }
+  m_Visitor.Leave(iLevel);
 }
+
+// Keeps what a walk hands over as a tree.
+class TreeBuilder final : public KELInsRegVisitor {
+ public:
+  explicit TreeBuilder(KELInsRegTree& oTree) : m_Path{&oTree} {}
+  void Enter(const KELInsRegKeyName& iName, size_t iLevel,
+             const std::vector<KELInsRegValue>& iValues) override {
+    m_Path.resize(iLevel + 1);
+    if (iLevel > 0) {
+      std::vector<KELInsRegSubkey>& l_Subkeys = m_Path[iLevel - 1]->m_Subkeys;
+      l_Subkeys.push_back({iName.m_Components.back(), KELInsRegTree()});
+      m_Path[iLevel] = &l_Subkeys.back().m_Tree;
+    }
+    m_Path[iLevel]->m_Values = iValues;
+  }
+  void Leave(size_t) override {}
+
+ private:
+  std::vector<KELInsRegTree*> m_Path;  // the trees of the key entered last and of its parents
+};
 
 }  // namespace
 
@@ -132,21 +254,48 @@ std::string KELInsRegFindValue(const KELInsRegKey& iKey, const std::string& iNam
   return KELInsRegStore(iName);
 }
 
+namespace {
+
+KELInsRegKey OpenToRead(const KELInsRegKeyName& iName) {
+  try {
+    return H::OpenKey(iName.m_Hive, iName.Path(), H::ReadOnly);
+  } catch (const std::exception& l_Error) {
+    Throw(iName, l_Error, "no such key");
+  }
+}
+
+}  // namespace
+
+void KELInsRegWalkTree(const KELInsRegKeyName& iName, KELInsRegVisitor& ioVisitor) {
+  Walk l_Walk(ioVisitor);
+  KELInsRegKeyName l_Name = iName;
+  if (iName.IsHiveRoot()) {
+    l_Walk.Visit(l_Name, nullptr, -1, 0);
+    return;
+  }
+  KELInsRegKey l_Key = OpenToRead(iName);
+  l_Walk.Visit(l_Name, &l_Key, -1, 0);
+}
+
 KELInsRegTree KELInsRegReadTree(const KELInsRegKeyName& iName, bool iRecurse) {
   KELInsRegTree l_Tree;
-  if (iName.IsHiveRoot()) {
-    ReadBelow(nullptr, iName, iRecurse, l_Tree);
+  if (iRecurse) {
+    TreeBuilder l_Builder(l_Tree);
+    KELInsRegWalkTree(iName, l_Builder);
     return l_Tree;
   }
   KELInsRegKey l_Key;
-  try {
-    l_Key = H::OpenKey(iName.m_Hive, iName.Path(), H::ReadOnly);
-  } catch (const std::exception& l_Error) {
-    throw KELInsRegTreeError{KELInsRegDescribe(iName.Full(), l_Error, "no such key")};
+  if (!iName.IsHiveRoot()) {
+    l_Key = OpenToRead(iName);
+    KELInsRegCheckSound(l_Key, iName);
+    l_Tree.m_Values = KELInsRegReadValues(l_Key, iName);
   }
-  KELInsRegCheckSound(l_Key, iName);
-  l_Tree.m_Values = KELInsRegReadValues(l_Key, iName);
-  ReadBelow(&l_Key, iName, iRecurse, l_Tree);
+  try {
+    for (std::string& l_Name : SortedSubkeys(l_Key.IsOpen() ? &l_Key : nullptr, iName.m_Hive))
+      l_Tree.m_Subkeys.push_back({std::move(l_Name), KELInsRegTree()});
+  } catch (const std::exception& l_Error) {
+    Throw(iName, l_Error, "cannot list the subkeys");
+  }
   return l_Tree;
 }
 

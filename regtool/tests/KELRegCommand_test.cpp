@@ -392,7 +392,8 @@ TEST_F(KELRegTest, UnreadableAndReadOnlyKeysFailWithTheSystemsReason) {
   EXPECT_RUN(Reg({"query", "HKLM/Open", "-v", "V"}, "", true, l_User), 0, "v\n", "");
   EXPECT_RUN(Reg({"query", "HKLM/Secret"}, "", true, l_User), 1, "",
              "KELReg: HKLM\\Secret: " + l_Denied + "\n");
-  EXPECT_RUN(Reg({"export", "HKLM"}, "", true, l_User), 1, "", "KELReg: HKLM\\Secret: " + l_Denied + "\n");
+  EXPECT_RUN(Reg({"export", "HKLM", "/dev/null"}, "", true, l_User), 1, "",
+             "KELReg: HKLM\\Secret: " + l_Denied + "\n");
   const std::string l_ReadOnly =
       "KELReg: HKLM\\ReadOnly: " + m_Root + "/HKLM/ReadOnly.json: " + l_Denied + "\n";
   EXPECT_RUN(Reg({"add", "HKLM/ReadOnly", "-v", "W", "-d", "w"}, "", true, l_User), 1, "", l_ReadOnly);

@@ -332,17 +332,26 @@ TEST_F(KELRegTest, ADamagedKeyIsRefusedByEveryCommandButDeleteAndItsBytesStay) {
                     l_Text = "{\"Version\":\"1.0\",\"Bad\":{\"V\":[3,\"v";
   KELRegWriteFile(l_File, l_Text);
   const std::string l_Why = "KELReg: HKLM\\A\\Bad: " + l_File + ": not valid JSON at line 1, column 32\n";
-  for (const std::vector<std::string>& l_Args :
-       std::vector<std::vector<std::string>>{{"query", "HKLM\\A\\Bad"},
-                                             {"query", "HKLM\\A\\Bad", "-v", "V"},
-                                             {"export", "HKLM\\A"},
-                                             {"add", "HKLM\\A\\Bad", "-v", "New", "-d", "v"},
-                                             {"delete", "HKLM\\A\\Bad", "-v", "V"},
-                                             {"copy", "HKLM\\A\\Bad\\Sub", "HKLM\\A\\Bad"}}) {
+  // What export and query -s read before the damaged key is written all the same.
+  for (const auto& [l_Args, l_Out] : std::vector<std::pair<std::vector<std::string>, std::string>>{
+           {{"query", "HKLM\\A\\Bad"}, ""},
+           {{"query", "HKLM\\A\\Bad", "-v", "V"}, ""},
+           {{"query", "HKLM\\A", "-s"}, "HKLM\\A\n"},
+           {{"export", "HKLM\\A"}, "{\n  \"Key\": \"HKLM\\\\A\",\n  \"Values\": {},\n  \"Subkeys\": {"},
+           {{"add", "HKLM\\A\\Bad", "-v", "New", "-d", "v"}, ""},
+           {{"delete", "HKLM\\A\\Bad", "-v", "V"}, ""},
+           {{"copy", "HKLM\\A\\Bad\\Sub", "HKLM\\A\\Bad"}, ""}}) {
     SCOPED_TRACE(l_Args[0]);
-    EXPECT_RUN(Reg(l_Args), 1, "", l_Why);
+    EXPECT_RUN(Reg(l_Args), 1, l_Out, l_Why);
     EXPECT_EQ(KELRegReadFile(l_File), l_Text);
   }
+  // A file that export replaces stays as it was, also when more than a buffer was written before.
+  Reg({"add", "HKLM\\A\\Aa", "-v", "V", "-d", std::string(100000, 'x')});
+  fs::create_directories(m_Dir + "/out");
+  KELRegWriteFile(m_Dir + "/out/old.json", "old");
+  EXPECT_RUN(Reg({"export", "HKLM\\A", m_Dir + "/out/old.json"}), 1, "", l_Why);
+  EXPECT_EQ(KELRegReadFile(m_Dir + "/out/old.json"), "old");
+  EXPECT_EQ(std::distance(fs::directory_iterator(m_Dir + "/out"), fs::directory_iterator()), 1);
   EXPECT_RUN(Reg({"import"}, "{\"Key\": \"HKLM\\\\A\\\\Bad\", \"Values\": {\"W\": [3, \"w\"]}}"), 1, "",
              l_Why);
   EXPECT_RUN(Reg({"delete", "HKLM\\A\\Bad", "-r"}), 0, "", "");
@@ -358,6 +367,7 @@ struct Hostile {
   std::string m_Name;
   std::string m_Link;    // below the root: what is replaced by a link
   std::string m_Target;  // where it points ("" for itself: a loop)
+  std::string m_Read;    // what query -s reads (links followed): the keys below HKLM
 };
 void PrintTo(const Hostile& iCase, std::ostream* oOut) { *oOut << iCase.m_Name; }
 
@@ -374,6 +384,7 @@ TEST_P(KELRegHostile, NoCommandWritesThroughALink) {
   fs::remove_all(l_Link);
   fs::create_symlink(GetParam().m_Target.empty() ? l_Link : l_Outside + "/" + GetParam().m_Target, l_Link);
   const std::vector<std::string> l_Before = Snapshot(l_Outside);
+  EXPECT_RUN(Reg({"query", "HKLM", "-s"}), 0, "HKLM\n" + GetParam().m_Read, "");
   // Writes into the key behind the link, or below it, are refused, naming the link.
   const std::string l_Refused = ": " + l_Link + ": a link, refused\n";
   EXPECT_RUN(Reg({"add", "HKLM\\A\\B", "-v", "Evil", "-d", "pwned"}), 1, "",
@@ -397,11 +408,15 @@ TEST_P(KELRegHostile, NoCommandWritesThroughALink) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Links, KELRegHostile,
-                         ::testing::Values(Hostile{"KeyFileToAFile", "HKLM/A/B.json", "file.json"},
-                                           Hostile{"KeyFolderToAFolder", "HKLM/A/B", "dir"},
-                                           Hostile{"ParentFolderToAFolder", "HKLM/A", "dir"},
-                                           Hostile{"HiveFolderToAFolder", "HKLM", "dir"},
-                                           Hostile{"KeyFolderLoop", "HKLM/A/B", ""}),
+                         ::testing::Values(Hostile{"KeyFileToAFile", "HKLM/A/B.json", "file.json",
+                                                   "\nHKLM\\A\n\nHKLM\\A\\B\n    V    REG_SZ    precious\n"
+                                                   "\nHKLM\\A\\B\\C\n    V    REG_SZ    v\n"},
+                                           Hostile{"KeyFolderToAFolder", "HKLM/A/B", "dir",
+                                                   "\nHKLM\\A\n\nHKLM\\A\\B\n\nHKLM\\A\\B\\Victim\n"},
+                                           Hostile{"ParentFolderToAFolder", "HKLM/A", "dir",
+                                                   "\nHKLM\\A\n\nHKLM\\A\\Victim\n"},
+                                           Hostile{"HiveFolderToAFolder", "HKLM", "dir", "\nHKLM\\Victim\n"},
+                                           Hostile{"KeyFolderLoop", "HKLM/A/B", "", "\nHKLM\\A\n"}),
                          [](const ::testing::TestParamInfo<Hostile>& iInfo) { return iInfo.param.m_Name; });
 
 }  // namespace
