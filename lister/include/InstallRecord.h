@@ -7,8 +7,8 @@
 
 // Every field is text as the registry holds it. hfxLevel is "UNKNOWN" when the registry has none;
 // ident is "NONE" for an installation of the common tree; path is empty when it could not be read.
-// The five texts share one block, their lengths first: a list of a hundred thousand installations
-// then costs one small allocation each.
+// The five texts share one block behind a table of where each ends: a list of a hundred thousand
+// installations then costs one small allocation each.
 class InstallRecord {
  public:
   InstallRecord(std::string_view iBuildLevel, std::string_view iType, std::string_view iHfxLevel,
