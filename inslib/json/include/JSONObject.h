@@ -28,7 +28,7 @@ class Object final : public Value {
   const std::vector<Entry>& GetMembers() const;
 
   std::shared_ptr<Value> Clone() const override;
-  std::size_t Size() const override { return m_Count; }
+  std::size_t Size() const override;
 
  private:
   friend class TextWriter;
@@ -37,6 +37,8 @@ class Object final : public Value {
   // A member as the block holds it. Scalars are kept as their kind and text; any other value
   // (a container, a value held elsewhere too, an empty pointer) is held as a node.
   static constexpr std::int32_t kHeld = 7;
+  // Where the first member starts: the block begins with the number of members.
+  static constexpr std::size_t kFirst = sizeof(std::uint32_t);
   struct Member {
     std::string_view m_Key;
     std::int32_t m_Kind;  // a scalar's Type, or kHeld
@@ -62,15 +64,16 @@ class Object final : public Value {
   void CopyBytes(const Object& iSource);
   // The nodes held by position (some may be empty), for the tree walks.
   std::size_t HeldCount() const;
+  std::uint32_t Count() const;
   void Index(std::size_t iOrdinal);
   void Rehash();
 
-  std::uint32_t m_Count = 0;
-  // The members one after the other: key length, key, kind and text length in one number, text.
-  // Lengths take as few bytes as they need.
-  char* m_Bytes = nullptr;
+  // Bytes used in the block, none while it is not made.
   std::uint32_t m_Size = 0;
-  std::uint32_t m_Room = 0;
+  // The number of members, then the members one after the other: key length, key, kind and text
+  // length in one number, text. Lengths take as few bytes as they need. The block's room follows
+  // from its size.
+  char* m_Bytes = nullptr;
   // Held nodes, the hash index of a large object and the list GetMembers gives; most objects
   // need none of them.
   mutable std::unique_ptr<Extra> m_Extra;

@@ -30,6 +30,13 @@ constexpr std::size_t kIndexFrom = 8;
 // to the size needed, so that an object of a few members ends without slack. Larger ones double.
 constexpr std::size_t kExactGrowth = 128;
 
+std::size_t RoomFor(std::size_t iSize) {
+  if (iSize <= kExactGrowth) return (iSize + 15) / 16 * 16;
+  std::size_t l_Room = 2 * kExactGrowth;
+  while (l_Room < iSize) l_Room *= 2;
+  return l_Room;
+}
+
 std::size_t HashOf(std::string_view iKey) { return std::hash<std::string_view>{}(iKey); }
 
 // Seven bits a byte, low bits first, the high bit set on every byte but the last.
@@ -75,8 +82,10 @@ Object::Object() : Value(TypeObject) {}
 
 Object::~Object() {
   ReleaseNested(*this);
-  if (m_Bytes) NodePool::Free(m_Bytes, m_Room);
+  if (m_Bytes) NodePool::Free(m_Bytes, RoomFor(m_Size));
 }
+
+std::size_t Object::Size() const { return Count(); }
 
 void Object::Add(std::string iKey, std::shared_ptr<Value> iValue) {
   // A scalar that nobody else holds goes into the block as its kind and text; a node is made for it
@@ -104,18 +113,20 @@ void Object::Add(std::string iKey, std::shared_ptr<Value> iValue) {
     }
     return;
   }
-  const std::uint32_t l_Begin = m_Size;
-  Splice(m_Size, m_Size, iKey, l_Kind, l_Text);
-  l_Ordinal = m_Count++;
+  const std::size_t l_Begin = m_Bytes ? m_Size : kFirst;
+  Splice(l_Begin, l_Begin, iKey, l_Kind, l_Text);
+  l_Ordinal = Count();
+  const auto l_Count = static_cast<std::uint32_t>(l_Ordinal + 1);
+  std::memcpy(m_Bytes, &l_Count, sizeof(l_Count));
   if (l_Kind == kHeld) Hold(l_Ordinal) = std::move(iValue);
   if (m_Extra && !m_Extra->m_Slots.empty()) {
-    m_Extra->m_Offsets.push_back(l_Begin);
-    if (2 * m_Count <= m_Extra->m_Slots.size()) {
+    m_Extra->m_Offsets.push_back(static_cast<std::uint32_t>(l_Begin));
+    if (2 * l_Count <= m_Extra->m_Slots.size()) {
       Index(l_Ordinal);
     } else {
       Rehash();
     }
-  } else if (m_Count > kIndexFrom) {
+  } else if (l_Count > kIndexFrom) {
     Rehash();
   }
 }
@@ -132,9 +143,9 @@ const std::vector<Object::Entry>& Object::GetMembers() const {
   if (!m_Extra->m_ViewValid) {
     std::vector<Entry>& l_View = m_Extra->m_View;
     l_View.clear();
-    l_View.reserve(m_Count);
+    l_View.reserve(Count());
     std::size_t l_Ordinal = 0;
-    for (std::size_t l_Pos = 0; l_Pos < m_Size; ++l_Ordinal) {
+    for (std::size_t l_Pos = kFirst; l_Pos < m_Size; ++l_Ordinal) {
       const Member l_Member = At(l_Pos);
       l_View.push_back({std::string(l_Member.m_Key), ValueOf(l_Member, l_Ordinal)});
       l_Pos = l_Member.m_End;
@@ -154,9 +165,9 @@ void Object::DropChildren(std::vector<std::shared_ptr<Value>>* oPending) {
     }
     m_Extra.reset();
   }
-  if (m_Bytes) NodePool::Free(m_Bytes, m_Room);
+  if (m_Bytes) NodePool::Free(m_Bytes, RoomFor(m_Size));
   m_Bytes = nullptr;
-  m_Size = m_Room = m_Count = 0;
+  m_Size = 0;
 }
 
 Object::Member Object::At(std::size_t iBegin) const {
@@ -197,7 +208,7 @@ bool Object::Find(std::string_view iKey, Member& oMember, std::size_t& oOrdinal)
     }
   }
   oOrdinal = 0;
-  for (std::size_t l_Pos = 0; l_Pos < m_Size; l_Pos = oMember.m_End, ++oOrdinal) {
+  for (std::size_t l_Pos = kFirst; l_Pos < m_Size; l_Pos = oMember.m_End, ++oOrdinal) {
     oMember = At(l_Pos);
     if (oMember.m_Key == iKey) return true;
   }
@@ -214,19 +225,21 @@ void Object::Splice(std::size_t iBegin, std::size_t iEnd, std::string_view iKey,
                     std::string_view iText) {
   const std::uint64_t l_Tag = (static_cast<std::uint64_t>(iText.size()) << 3) | static_cast<std::uint64_t>(iKind);
   const std::size_t l_Piece = NumberSize(iKey.size()) + iKey.size() + NumberSize(l_Tag) + iText.size();
-  const std::size_t l_Size = m_Size - (iEnd - iBegin) + l_Piece;
+  const std::size_t l_Old = m_Bytes ? m_Size : kFirst;
+  const std::size_t l_Size = l_Old - (iEnd - iBegin) + l_Piece;
   if (l_Size > UINT32_MAX) throw std::bad_alloc();
-  if (l_Size > m_Room) {
-    std::size_t l_Room = l_Size <= kExactGrowth ? (l_Size + 15) / 16 * 16 : std::max<std::size_t>(l_Size, 2 * m_Room);
-    l_Room = std::min<std::size_t>(l_Room, UINT32_MAX);
-    char* l_Bytes = static_cast<char*>(NodePool::Allocate(l_Room));
-    if (iBegin > 0) std::memcpy(l_Bytes, m_Bytes, iBegin);
-    if (m_Size > iEnd) std::memcpy(l_Bytes + iBegin + l_Piece, m_Bytes + iEnd, m_Size - iEnd);
-    if (m_Bytes) NodePool::Free(m_Bytes, m_Room);
+  if (!m_Bytes || RoomFor(l_Size) != RoomFor(l_Old)) {
+    char* l_Bytes = static_cast<char*>(NodePool::Allocate(RoomFor(l_Size)));
+    if (m_Bytes) {
+      std::memcpy(l_Bytes, m_Bytes, iBegin);
+      if (l_Old > iEnd) std::memcpy(l_Bytes + iBegin + l_Piece, m_Bytes + iEnd, l_Old - iEnd);
+      NodePool::Free(m_Bytes, RoomFor(l_Old));
+    } else {
+      std::memset(l_Bytes, 0, kFirst);
+    }
     m_Bytes = l_Bytes;
-    m_Room = static_cast<std::uint32_t>(l_Room);
-  } else if (m_Size > iEnd) {
-    std::memmove(m_Bytes + iBegin + l_Piece, m_Bytes + iEnd, m_Size - iEnd);
+  } else if (l_Old > iEnd) {
+    std::memmove(m_Bytes + iBegin + l_Piece, m_Bytes + iEnd, l_Old - iEnd);
   }
   char* l_Pos = PutNumber(m_Bytes + iBegin, iKey.size());
   if (!iKey.empty()) std::memcpy(l_Pos, iKey.data(), iKey.size());
@@ -236,16 +249,21 @@ void Object::Splice(std::size_t iBegin, std::size_t iEnd, std::string_view iKey,
 }
 
 void Object::CopyBytes(const Object& iSource) {
-  if (iSource.m_Size > 0) {
-    m_Bytes = static_cast<char*>(NodePool::Allocate(iSource.m_Size));
+  if (iSource.m_Bytes) {
+    m_Bytes = static_cast<char*>(NodePool::Allocate(RoomFor(iSource.m_Size)));
     std::memcpy(m_Bytes, iSource.m_Bytes, iSource.m_Size);
+    m_Size = iSource.m_Size;
   }
-  m_Size = m_Room = iSource.m_Size;
-  m_Count = iSource.m_Count;
-  if (m_Count > kIndexFrom) Rehash();
+  if (Count() > kIndexFrom) Rehash();
 }
 
 std::size_t Object::HeldCount() const { return m_Extra ? m_Extra->m_Nodes.size() : 0; }
+
+std::uint32_t Object::Count() const {
+  std::uint32_t l_Count = 0;
+  if (m_Bytes) std::memcpy(&l_Count, m_Bytes, sizeof(l_Count));
+  return l_Count;
+}
 
 void Object::Index(std::size_t iOrdinal) {
   std::vector<std::uint32_t>& l_Slots = m_Extra->m_Slots;
@@ -259,13 +277,14 @@ void Object::Rehash() {
   if (!m_Extra) m_Extra = std::make_unique<Extra>();
   std::vector<std::uint32_t>& l_Offsets = m_Extra->m_Offsets;
   l_Offsets.clear();
-  for (std::size_t l_Pos = 0; l_Pos < m_Size; l_Pos = At(l_Pos).m_End)
+  for (std::size_t l_Pos = kFirst; l_Pos < m_Size; l_Pos = At(l_Pos).m_End)
     l_Offsets.push_back(static_cast<std::uint32_t>(l_Pos));
   // At most half full, so that probe runs stay short and a free slot always ends them.
   std::size_t l_Size = 4 * kIndexFrom;
-  while (l_Size < 2 * m_Count) l_Size *= 2;
+  const std::uint32_t l_Count = Count();
+  while (l_Size < 2 * std::size_t{l_Count}) l_Size *= 2;
   m_Extra->m_Slots.assign(l_Size, 0);
-  for (std::size_t l_Ordinal = 0; l_Ordinal < m_Count; ++l_Ordinal) Index(l_Ordinal);
+  for (std::size_t l_Ordinal = 0; l_Ordinal < l_Count; ++l_Ordinal) Index(l_Ordinal);
 }
 
 }  // namespace JSON

@@ -75,7 +75,7 @@ void TextWriter::Open(const Value* iValue) {
     Put("null");
   } else if (iValue->IsObject() || iValue->IsArray()) {
     Put(iValue->IsObject() ? '{' : '[');
-    m_Stack.push_back({iValue, 0, 0});
+    m_Stack.push_back({iValue, 0, Object::kFirst});
   } else {
     Scalar(iValue->GetType(), static_cast<const Item&>(*iValue).GetText());
   }
