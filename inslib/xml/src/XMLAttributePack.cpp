@@ -83,14 +83,16 @@ void AttributePack::Remove(const Entry& iEntry) {
   m_Size -= static_cast<std::uint32_t>(iEntry.m_End - iEntry.m_Begin);
 }
 
-void AttributePack::Splice(std::size_t iBegin, std::size_t iEnd, std::uint32_t iName, std::string_view iValue) {
+void AttributePack::Splice(std::size_t iBegin, std::size_t iEnd, std::uint32_t iName,
+                           std::string_view iValue) {
   const std::size_t l_Piece = NumberSize(iName) + NumberSize(iValue.size()) + iValue.size();
   const std::size_t l_Size = m_Size - (iEnd - iBegin) + l_Piece;
   if (l_Size > UINT32_MAX) throw std::bad_alloc();
   if (l_Size > m_Room) {
     // Doubling, but to the exact size when that is more: an element's few attributes then take
     // one or two steps and no slack at the end.
-    const std::size_t l_Room = std::min<std::size_t>(std::max<std::size_t>({l_Size, 2 * std::size_t{m_Room}, 32}), UINT32_MAX);
+    const std::size_t l_Room =
+        std::min<std::size_t>(std::max<std::size_t>({l_Size, 2 * std::size_t{m_Room}, 32}), UINT32_MAX);
     char* l_Bytes = static_cast<char*>(std::realloc(m_Bytes, l_Room));
     if (!l_Bytes) throw std::bad_alloc();
     m_Bytes = l_Bytes;

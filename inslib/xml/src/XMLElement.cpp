@@ -106,7 +106,8 @@ bool Element::RemoveChild(const std::shared_ptr<Content>& iChild) {
 bool Element::RemoveChildElement(const std::string& iName) {
   auto l_Found =
       std::find_if(m_Children.begin(), m_Children.end(), [&](const std::shared_ptr<Content>& l_Child) {
-        return l_Child->GetType() == TypeElement && Names::Get(static_cast<const Element&>(*l_Child).m_Name) == iName;
+        return l_Child->GetType() == TypeElement &&
+               Names::Get(static_cast<const Element&>(*l_Child).m_Name) == iName;
       });
   if (l_Found == m_Children.end()) return false;
   m_Children.erase(l_Found);

@@ -201,8 +201,8 @@ void Writer::WriteAttributes(const AttributePack& iAttributes) {
   }
   // A few attributes, often set in order already: an insertion sort does best.
   for (std::size_t l_Next = 1; l_Next < m_Pieces.size(); ++l_Next) {
-    for (std::size_t l_Pos = l_Next; l_Pos > 0 && NameBefore(m_Pieces[l_Pos].first, m_Pieces[l_Pos - 1].first);
-         --l_Pos)
+    for (std::size_t l_Pos = l_Next;
+         l_Pos > 0 && NameBefore(m_Pieces[l_Pos].first, m_Pieces[l_Pos - 1].first); --l_Pos)
       std::swap(m_Pieces[l_Pos], m_Pieces[l_Pos - 1]);
   }
   for (const Piece& l_Pair : m_Pieces) AppendAttribute(m_Out, l_Pair);
