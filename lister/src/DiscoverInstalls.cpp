@@ -159,7 +159,7 @@ void Discovery::ReadValues(const KELInsRegKey& iParent, const std::string& iSubk
 void Discovery::Keep(std::string&& ioLevel, const std::string& iType, std::string&& ioHfx,
                      const std::string& iIdent, std::string&& ioPath) {
   if (!m_Filter.Accepts(ioLevel, iType, ioHfx)) return;
-  m_List.push_back(InstallRecord{std::move(ioLevel), iType, std::move(ioHfx), iIdent, std::move(ioPath)});
+  m_List.emplace_back(ioLevel, iType, ioHfx, iIdent, ioPath);
 }
 
 }  // namespace

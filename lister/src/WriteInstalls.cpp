@@ -33,11 +33,11 @@ std::shared_ptr<XML::Element> BuildXml(InstallList&& ioList) {
   for (; !ioList.empty(); ioList.pop_front()) {
     const InstallRecord& l_Record = ioList.front();
     std::shared_ptr<XML::Element> l_Install = XML::CreateElement(std::string("install"));
-    l_Install->SetAttribute("buildLevel", l_Record.buildLevel);
-    l_Install->SetAttribute("type", l_Record.type);
-    l_Install->SetAttribute("ident", l_Record.ident);
-    l_Install->SetAttribute("hfxLevel", l_Record.hfxLevel);
-    l_Install->SetAttribute("path", l_Record.path);
+    l_Install->SetAttribute("buildLevel", std::string(l_Record.BuildLevel()));
+    l_Install->SetAttribute("type", std::string(l_Record.Type()));
+    l_Install->SetAttribute("ident", std::string(l_Record.Ident()));
+    l_Install->SetAttribute("hfxLevel", std::string(l_Record.HfxLevel()));
+    l_Install->SetAttribute("path", std::string(l_Record.Path()));
     l_Root->AddChild(std::move(l_Install));
   }
   return l_Root;
@@ -48,13 +48,13 @@ std::shared_ptr<JSON::Value> BuildJson(InstallList&& ioList) {
   l_Driver.BeginObject();
   l_Driver.AddMember("installs", JSON::CreateArray());
   for (; !ioList.empty(); ioList.pop_front()) {
-    InstallRecord& l_Record = ioList.front();
+    const InstallRecord& l_Record = ioList.front();
     l_Driver.AddElement(JSON::CreateObject());
-    l_Driver.AddMember("buildLevel", JSON::CreateString(std::move(l_Record.buildLevel), true));
-    l_Driver.AddMember("type", JSON::CreateString(std::move(l_Record.type), true));
-    l_Driver.AddMember("ident", JSON::CreateString(std::move(l_Record.ident), true));
-    l_Driver.AddMember("hfxLevel", JSON::CreateString(std::move(l_Record.hfxLevel), true));
-    l_Driver.AddMember("path", JSON::CreateString(std::move(l_Record.path), true));
+    l_Driver.AddMember("buildLevel", JSON::CreateString(std::string(l_Record.BuildLevel()), true));
+    l_Driver.AddMember("type", JSON::CreateString(std::string(l_Record.Type()), true));
+    l_Driver.AddMember("ident", JSON::CreateString(std::string(l_Record.Ident()), true));
+    l_Driver.AddMember("hfxLevel", JSON::CreateString(std::string(l_Record.HfxLevel()), true));
+    l_Driver.AddMember("path", JSON::CreateString(std::string(l_Record.Path()), true));
     l_Driver.End();
   }
   l_Driver.End();

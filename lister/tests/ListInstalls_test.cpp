@@ -31,8 +31,8 @@ class ListInstallsTest : public ListerTest {
   static std::vector<std::string> Found(const char* iLevel, const char* iType, const char* iHfx) {
     std::vector<std::string> l_Found;
     for (const InstallRecord& l_Record : DiscoverInstalls({iLevel, iType, iHfx, ""}))
-      l_Found.push_back(l_Record.buildLevel + "/" + l_Record.type + "/" + l_Record.ident + "/" +
-                        l_Record.hfxLevel);
+      l_Found.push_back(std::string(l_Record.BuildLevel()) + "/" + std::string(l_Record.Type()) + "/" +
+                        std::string(l_Record.Ident()) + "/" + std::string(l_Record.HfxLevel()));
     std::sort(l_Found.begin(), l_Found.end());
     return l_Found;
   }

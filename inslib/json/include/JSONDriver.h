@@ -23,8 +23,9 @@ class Driver {
   void BeginArray();
   // Adds (iKey, iValue) to the object being filled. When iValue is itself an object or an array,
   // it becomes the container being filled until End. False, and nothing changed, when no container
-  // is open, the open one is not an object, or iValue is empty.
-  bool AddMember(std::string iKey, const std::shared_ptr<Value>& iValue);
+  // is open, the open one is not an object, or iValue is empty. iValue is passed on to
+  // Object::Add: a scalar handed over as a temporary is kept compactly.
+  bool AddMember(std::string iKey, std::shared_ptr<Value> iValue);
   // The same for the array being filled.
   bool AddElement(const std::shared_ptr<Value>& iValue);
   // Closes the container being filled; nothing when none is open.

@@ -49,9 +49,15 @@ void Driver::BeginArray() {
   m_Open.push_back(m_Root);
 }
 
-bool Driver::AddMember(std::string iKey, const std::shared_ptr<Value>& iValue) {
+bool Driver::AddMember(std::string iKey, std::shared_ptr<Value> iValue) {
   if (m_Open.empty() || !iValue || !m_Open.back()->IsObject()) return false;
-  static_cast<Object&>(*m_Open.back()).Add(std::move(iKey), iValue);
+  Object& l_Object = static_cast<Object&>(*m_Open.back());
+  if (!iValue->IsObject() && !iValue->IsArray()) {
+    // Handed on, so that a scalar nobody else holds can be kept compactly.
+    l_Object.Add(std::move(iKey), std::move(iValue));
+    return true;
+  }
+  l_Object.Add(std::move(iKey), iValue);
   return Push(iValue);
 }
 

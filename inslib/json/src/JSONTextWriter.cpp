@@ -4,9 +4,9 @@
 #include <array>
 #include <ostream>
 
+#include "JSONArray.h"
 #include "JSONItem.h"
 #include "JSONObject.h"
-#include "JSONTree.h"
 
 namespace JSON {
 
@@ -48,10 +48,24 @@ void TextWriter::Run(const Value* iRoot) {
       m_Stack.pop_back();
       continue;
     }
-    StartChild(l_Top);
-    // Open may push and so move l_Top: take the child first.
-    const Value* l_Child = ChildAt(*l_Top.m_Container, l_Top.m_Next++).get();
-    Open(l_Child);
+    Separate(l_Top);
+    const std::size_t l_Index = l_Top.m_Next++;
+    // Open may push and so move l_Top: it is not used after.
+    if (!l_Top.m_Container->IsObject()) {
+      Open(static_cast<const Array*>(l_Top.m_Container)->GetElements()[l_Index].get());
+      continue;
+    }
+    const Object& l_Object = static_cast<const Object&>(*l_Top.m_Container);
+    const Object::Member l_Member = l_Object.At(l_Top.m_Offset);
+    l_Top.m_Offset = l_Member.m_End;
+    Put('"');
+    Put(l_Member.m_Key);
+    Put("\": ");
+    if (l_Member.m_Kind == Object::kHeld) {
+      Open(l_Object.Held(l_Index)->get());
+    } else {
+      Scalar(l_Member.m_Kind, l_Member.m_Text);
+    }
   }
   Drain();
 }
@@ -61,20 +75,15 @@ void TextWriter::Open(const Value* iValue) {
     Put("null");
   } else if (iValue->IsObject() || iValue->IsArray()) {
     Put(iValue->IsObject() ? '{' : '[');
-    m_Stack.push_back({iValue, 0});
+    m_Stack.push_back({iValue, 0, Object::kFirst});
   } else {
-    Scalar(*iValue);
+    Scalar(iValue->GetType(), static_cast<const Item&>(*iValue).GetText());
   }
 }
 
-void TextWriter::StartChild(const Frame& iFrame) {
+void TextWriter::Separate(const Frame& iFrame) {
   if (iFrame.m_Next > 0) Put(m_Indented ? std::string_view(",") : std::string_view(", "));
   if (m_Indented) Break(m_Level + m_Stack.size());
-  if (iFrame.m_Container->IsObject()) {
-    Put('"');
-    Put(static_cast<const Object*>(iFrame.m_Container)->GetMembers()[iFrame.m_Next].m_Key);
-    Put("\": ");
-  }
 }
 
 void TextWriter::Close(const Frame& iFrame) {
@@ -82,18 +91,18 @@ void TextWriter::Close(const Frame& iFrame) {
   Put(iFrame.m_Container->IsObject() ? '}' : ']');
 }
 
-void TextWriter::Scalar(const Value& iValue) {
-  switch (iValue.GetType()) {
+void TextWriter::Scalar(std::int32_t iType, std::string_view iText) {
+  switch (iType) {
     case TypeNumber:
-      Put(static_cast<const Item&>(iValue).GetText());
+      Put(iText);
       break;
     case TypeString:
       Put('"');
       // Only the compact form escapes; the indented form shows strings as they are stored.
       if (m_Indented) {
-        Put(static_cast<const Item&>(iValue).GetText());
+        Put(iText);
       } else {
-        PutEscaped(static_cast<const Item&>(iValue).GetText());
+        PutEscaped(iText);
       }
       Put('"');
       break;
@@ -123,7 +132,7 @@ void TextWriter::Break(std::size_t iLevel) {
 }
 
 // Copies unchanged runs whole and puts a backslash and a letter for each byte that needs one.
-void TextWriter::PutEscaped(const std::string& iText) {
+void TextWriter::PutEscaped(std::string_view iText) {
   const char* l_Run = iText.data();
   const char* const l_End = l_Run + iText.size();
   for (const char* l_Pos = l_Run; l_Pos != l_End; ++l_Pos) {

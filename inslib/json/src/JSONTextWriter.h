@@ -27,14 +27,15 @@ class TextWriter {
   struct Frame {
     const Value* m_Container;
     std::size_t m_Next;
+    std::size_t m_Offset;  // of an object's next member in its block
   };
 
   void Open(const Value* iValue);
-  void StartChild(const Frame& iFrame);
+  void Separate(const Frame& iFrame);
   void Close(const Frame& iFrame);
-  void Scalar(const Value& iValue);
+  void Scalar(std::int32_t iType, std::string_view iText);
   void Break(std::size_t iLevel);
-  void PutEscaped(const std::string& iText);
+  void PutEscaped(std::string_view iText);
   void Put(char iByte) {
     if (m_Pos == m_End) Drain();
     *m_Pos++ = iByte;

@@ -7,9 +7,6 @@
 
 namespace JSON {
 
-// The iIndex-th child of a container (member value or element); may be empty.
-const std::shared_ptr<Value>& ChildAt(const Value& iContainer, std::size_t iIndex);
-
 // A deep copy of iRoot.
 std::shared_ptr<Value> CloneTree(const Value& iRoot);
 

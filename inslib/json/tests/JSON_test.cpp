@@ -86,15 +86,23 @@ TEST(JSONValue, WritesCompactAndIndentedText) {
   EXPECT_EQ(Indented(*l_Array), "[" + l_Raw + "," + l_Raw + "," + l_Raw + "\n]");
 }
 
+// Values handed over alone are kept as text and made into nodes again when asked for, the same node
+// each time; a value held elsewhere too stays that very node.
 TEST(JSONObject, AddReplacesInPlaceAndFindsByExactKey) {
+  const std::string l_Long(300, 'L');   // longer than a length's first byte can say
   for (int l_Count : {3, 8, 9, 200}) {  // both sides of the switch to the hash index
     Object l_Object;
     for (int l_Key = 0; l_Key < l_Count; ++l_Key)
       l_Object.Add("k" + std::to_string(l_Key), JSON::CreateNumber(std::to_string(l_Key)));
+    const std::shared_ptr<Value> l_Kept = JSON::CreateString(l_Long);
+    l_Object.Add(l_Long, l_Kept);
     l_Object.Add("k1", JSON::CreateString("again"));
-    ASSERT_EQ(l_Object.Size(), static_cast<std::size_t>(l_Count));
+    l_Object.Add("k0", JSON::CreateString(l_Long));
+    ASSERT_EQ(l_Object.Size(), static_cast<std::size_t>(l_Count + 1));
     EXPECT_EQ(l_Object.GetMembers()[1].m_Key, "k1");
-    EXPECT_TRUE(l_Object.Get("k1")->IsString());
+    EXPECT_TRUE(l_Object.Get("k1")->IsString() && l_Object.Get("k1") == l_Object.GetMembers()[1].m_Value);
+    EXPECT_TRUE(l_Object.Get(l_Long) == l_Kept && l_Object.Get("k0")->GetTypeName() == "String");
+    EXPECT_EQ(static_cast<const JSON::Item&>(*l_Object.Get("k0")).GetText(), l_Long);
     for (int l_Key = 2; l_Key < l_Count; ++l_Key)
       EXPECT_EQ(l_Object.GetMembers()[l_Key].m_Value, l_Object.Get("k" + std::to_string(l_Key)));
     EXPECT_EQ(l_Object.Get("K1"), nullptr);
@@ -189,6 +197,7 @@ TEST(JSONDriver, BuildsTopDownAndRefusesMisuse) {
   l_Driver.End();  // nothing open: no effect
   EXPECT_FALSE(l_Driver.AddMember("c", JSON::CreateNull()));
   EXPECT_EQ(l_Driver.ToString(), R"({"a": 1, "list": [{"in": "x"}, false], "b": "x"})");
+  EXPECT_EQ(Compact(*l_Driver.GetRoot()->Clone()), l_Driver.ToString());
   l_Driver.Reset();
   EXPECT_EQ(l_Driver.GetRoot(), nullptr);
   EXPECT_EQ(l_Driver.ToString(), "");

@@ -4,26 +4,27 @@
 #ifndef XMLElement_H
 #define XMLElement_H
 
-#include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
-#include "XMLAttributeArena.h"
+#include "XMLAttributePack.h"
 #include "XMLContent.h"
 
 namespace XML {
 
+using Attribute = std::pair<std::string, std::string>;
 using AttributeList = std::vector<Attribute>;
 
 class Element final : public Content {
   using ChildList = std::vector<std::shared_ptr<Content>>;
 
  public:
-  explicit Element(std::string iName) : Content(TypeElement), m_Name(std::move(iName)) {}
+  explicit Element(std::string_view iName);
   ~Element() override;
 
-  std::string GetName() const { return m_Name; }
+  std::string GetName() const;
 
   // Replaces the value of attribute iName where it stands, or appends (iName, iValue).
   void SetAttribute(const std::string& iName, const std::string& iValue);
@@ -36,7 +37,7 @@ class Element final : public Content {
   bool HasAttribute(const std::string& iName) const;
   // Removes attribute iName, keeping the others in order; false when there is none.
   bool RemoveAttribute(const std::string& iName);
-  AttributeList GetAttributes() const { return AttributeList(m_Attributes.begin(), m_Attributes.end()); }
+  AttributeList GetAttributes() const;
 
   // Appends iChild at the end of the children; an empty pointer is ignored.
   void AddChild(std::shared_ptr<Content> iChild);
@@ -60,9 +61,9 @@ class Element final : public Content {
   // Drops the children; a deep tree costs no stack frame per level.
   static void ReleaseNested(ChildList& ioChildren);
 
-  std::string m_Name;
-  AttributeArena m_Arena;  // before m_Attributes, which allocates from it
-  std::vector<Attribute, ArenaAllocator<Attribute>> m_Attributes{ArenaAllocator<Attribute>(&m_Arena)};
+  // The name's number: see XMLNames.h.
+  std::uint32_t m_Name;
+  AttributePack m_Attributes;
   // Children in a vector rather than a list: a document with 100,000 children then costs no
   // allocation per child. Removal is a linear search either way.
   ChildList m_Children;

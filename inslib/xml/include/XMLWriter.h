@@ -9,9 +9,9 @@
 
 #include <cstdint>
 #include <iosfwd>
-#include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "XMLContent.h"
@@ -48,7 +48,7 @@ class Writer {
   void WriteList(const ContentList& iContent);
   bool Open(const Element& iElement, bool iNoLeadingBreak);
   void Close(const Element& iElement);
-  void WriteAttributes(std::span<const Attribute> iAttributes);
+  void WriteAttributes(const AttributePack& iAttributes);
   void WriteComment(const std::string& iText);
   void WriteText(const Text& iText);
   void Break();
@@ -60,7 +60,8 @@ class Writer {
   std::int32_t m_Kind;
   std::string m_Out;
   std::ostream* m_Stream;
-  std::vector<std::uint32_t> m_Order;
+  // The attributes of the element being written, name and value.
+  std::vector<std::pair<std::string_view, std::string_view>> m_Pieces;
 };
 
 }  // namespace XML

@@ -2,17 +2,12 @@
 
 #include <algorithm>
 
+#include "XMLNames.h"
 #include "XMLText.h"
 
 namespace XML {
 
 namespace {
-
-template <class Pairs>
-auto FindAttribute(Pairs& iAttributes, const std::string& iName) {
-  return std::find_if(iAttributes.begin(), iAttributes.end(),
-                      [&](const Attribute& l_Pair) { return l_Pair.first == iName; });
-}
 
 const Text& AsText(const Content& iContent) { return static_cast<const Text&>(iContent); }
 
@@ -21,7 +16,11 @@ thread_local int t_Nesting = 0;
 
 }  // namespace
 
+Element::Element(std::string_view iName) : Content(TypeElement), m_Name(Names::Intern(iName)) {}
+
 Element::~Element() { ReleaseNested(m_Children); }
+
+std::string Element::GetName() const { return std::string(Names::Get(m_Name)); }
 
 void Element::ReleaseNested(ChildList& ioChildren) {
   // A child element dropped here frees its own children from its destructor, and so on down: one
@@ -55,14 +54,7 @@ void Element::ReleaseNested(ChildList& ioChildren) {
 }
 
 void Element::SetAttribute(const std::string& iName, const std::string& iValue) {
-  auto l_Found = FindAttribute(m_Attributes, iName);
-  if (l_Found != m_Attributes.end()) {
-    l_Found->second = iValue;
-    return;
-  }
-  // Straight into the inline room rather than through the 1, 2, 4 growth steps.
-  if (m_Attributes.empty()) m_Attributes.reserve(AttributeArena::kCount);
-  m_Attributes.emplace_back(iName, iValue);
+  m_Attributes.Set(Names::Intern(iName), iValue);
 }
 
 void Element::SetAttribute(const std::string& iName, const char* iValue) {
@@ -74,19 +66,30 @@ void Element::SetAttribute(const std::string& iName, bool iValue) {
 }
 
 std::string Element::GetAttribute(const std::string& iName, const std::string& iDefault) const {
-  auto l_Found = FindAttribute(m_Attributes, iName);
-  return l_Found != m_Attributes.end() ? l_Found->second : iDefault;
+  AttributePack::Entry l_Found;
+  return m_Attributes.Find(iName, l_Found) ? std::string(l_Found.m_Value) : iDefault;
 }
 
 bool Element::HasAttribute(const std::string& iName) const {
-  return FindAttribute(m_Attributes, iName) != m_Attributes.end();
+  AttributePack::Entry l_Found;
+  return m_Attributes.Find(iName, l_Found);
 }
 
 bool Element::RemoveAttribute(const std::string& iName) {
-  auto l_Found = FindAttribute(m_Attributes, iName);
-  if (l_Found == m_Attributes.end()) return false;
-  m_Attributes.erase(l_Found);
+  AttributePack::Entry l_Found;
+  if (!m_Attributes.Find(iName, l_Found)) return false;
+  m_Attributes.Remove(l_Found);
   return true;
+}
+
+AttributeList Element::GetAttributes() const {
+  AttributeList l_List;
+  for (std::size_t l_Pos = 0; l_Pos < m_Attributes.End();) {
+    const AttributePack::Entry l_Entry = m_Attributes.At(l_Pos);
+    l_List.emplace_back(Names::Get(l_Entry.m_Name), l_Entry.m_Value);
+    l_Pos = l_Entry.m_End;
+  }
+  return l_List;
 }
 
 void Element::AddChild(std::shared_ptr<Content> iChild) {
@@ -103,7 +106,8 @@ bool Element::RemoveChild(const std::shared_ptr<Content>& iChild) {
 bool Element::RemoveChildElement(const std::string& iName) {
   auto l_Found =
       std::find_if(m_Children.begin(), m_Children.end(), [&](const std::shared_ptr<Content>& l_Child) {
-        return l_Child->GetType() == TypeElement && static_cast<const Element&>(*l_Child).m_Name == iName;
+        return l_Child->GetType() == TypeElement &&
+               Names::Get(static_cast<const Element&>(*l_Child).m_Name) == iName;
       });
   if (l_Found == m_Children.end()) return false;
   m_Children.erase(l_Found);
@@ -143,7 +147,7 @@ std::shared_ptr<Content> Element::Clone() const {
     ChildList::const_iterator m_Next;
   };
   auto l_CopyShallow = [](const Element& iSource) {
-    std::shared_ptr<Element> l_Copy = CreateElement(iSource.m_Name);
+    std::shared_ptr<Element> l_Copy = std::make_shared<Element>(Names::Get(iSource.m_Name));
     l_Copy->m_Attributes = iSource.m_Attributes;
     return l_Copy;
   };

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <numeric>
 #include <ostream>
 #include <string_view>
 
 #include "XMLComment.h"
+#include "XMLNames.h"
 #include "XMLText.h"
 
 namespace XML {
@@ -30,9 +30,11 @@ constexpr std::array<std::uint8_t, 256> kEntityOf = [] {
   return l_Of;
 }();
 
+using Piece = std::pair<std::string_view, std::string_view>;
+
 bool NeedsEntity(char iByte) { return kEntityOf[static_cast<unsigned char>(iByte)] != 0; }
 
-void AppendEscaped(std::string& oOut, const std::string& iText) {
+void AppendEscaped(std::string& oOut, std::string_view iText) {
   const char* const l_End = iText.data() + iText.size();
   const char* l_Run = iText.data();
   for (const char* l_Special; (l_Special = std::find_if(l_Run, l_End, NeedsEntity)) != l_End;) {
@@ -46,7 +48,7 @@ void AppendEscaped(std::string& oOut, const std::string& iText) {
 // Orders ' a="…"' before ' b="…"' by comparing the names alone. Exact as long as no name holds
 // '=': wherever one name is a prefix of the other, the '=' that follows the shorter one decides,
 // just as it would in the whole texts. Names are short, so a plain loop beats a call to memcmp.
-bool NameBefore(const std::string& iLeft, const std::string& iRight) {
+bool NameBefore(std::string_view iLeft, std::string_view iRight) {
   const std::size_t l_Common = std::min(iLeft.size(), iRight.size());
   for (std::size_t l_Pos = 0; l_Pos < l_Common; ++l_Pos) {
     if (iLeft[l_Pos] != iRight[l_Pos]) {
@@ -58,11 +60,9 @@ bool NameBefore(const std::string& iLeft, const std::string& iRight) {
   return static_cast<unsigned char>(iLeft[l_Common]) < '=';
 }
 
-bool HoldsEquals(const Attribute& iAttribute) {
-  return std::find(iAttribute.first.begin(), iAttribute.first.end(), '=') != iAttribute.first.end();
-}
+bool HoldsEquals(const Piece& iAttribute) { return iAttribute.first.find('=') != std::string_view::npos; }
 
-void AppendAttribute(std::string& oOut, const Attribute& iAttribute) {
+void AppendAttribute(std::string& oOut, const Piece& iAttribute) {
   oOut += ' ';
   oOut += iAttribute.first;
   oOut += "=\"";
@@ -164,7 +164,7 @@ void Writer::WriteNodes(const Element* iParent, const std::shared_ptr<Content>* 
 bool Writer::Open(const Element& iElement, bool iNoLeadingBreak) {
   if (m_Kind != KindText && !iNoLeadingBreak) Break();
   m_Out += '<';
-  m_Out += iElement.m_Name;
+  m_Out += Names::Get(iElement.m_Name);
   WriteAttributes(iElement.m_Attributes);
   // Children that write nothing (blank texts) still make the element non-empty.
   if (iElement.m_Children.empty()) {
@@ -180,25 +180,32 @@ void Writer::Close(const Element& iElement) {
   --m_Depth;
   if (m_Kind != KindText) Break();
   m_Out += "</";
-  m_Out += iElement.m_Name;
+  m_Out += Names::Get(iElement.m_Name);
   m_Out += '>';
 }
 
-void Writer::WriteAttributes(std::span<const Attribute> iAttributes) {
-  if (std::any_of(iAttributes.begin(), iAttributes.end(), HoldsEquals)) {
+void Writer::WriteAttributes(const AttributePack& iAttributes) {
+  m_Pieces.clear();
+  for (std::size_t l_Pos = 0; l_Pos < iAttributes.End();) {
+    const AttributePack::Entry l_Entry = iAttributes.At(l_Pos);
+    m_Pieces.emplace_back(Names::Get(l_Entry.m_Name), l_Entry.m_Value);
+    l_Pos = l_Entry.m_End;
+  }
+  if (std::any_of(m_Pieces.begin(), m_Pieces.end(), HoldsEquals)) {
     // Names holding '=' are rare enough to sort the whole texts as they will be written.
-    std::vector<std::string> l_Pieces;
-    for (const Attribute& l_Pair : iAttributes) AppendAttribute(l_Pieces.emplace_back(), l_Pair);
-    std::sort(l_Pieces.begin(), l_Pieces.end());
-    for (const std::string& l_Piece : l_Pieces) m_Out += l_Piece;
+    std::vector<std::string> l_Texts;
+    for (const Piece& l_Pair : m_Pieces) AppendAttribute(l_Texts.emplace_back(), l_Pair);
+    std::sort(l_Texts.begin(), l_Texts.end());
+    for (const std::string& l_Text : l_Texts) m_Out += l_Text;
     return;
   }
-  m_Order.resize(iAttributes.size());
-  std::iota(m_Order.begin(), m_Order.end(), 0u);
-  std::sort(m_Order.begin(), m_Order.end(), [&](std::uint32_t iLeft, std::uint32_t iRight) {
-    return NameBefore(iAttributes[iLeft].first, iAttributes[iRight].first);
-  });
-  for (std::uint32_t l_Index : m_Order) AppendAttribute(m_Out, iAttributes[l_Index]);
+  // A few attributes, often set in order already: an insertion sort does best.
+  for (std::size_t l_Next = 1; l_Next < m_Pieces.size(); ++l_Next) {
+    for (std::size_t l_Pos = l_Next;
+         l_Pos > 0 && NameBefore(m_Pieces[l_Pos].first, m_Pieces[l_Pos - 1].first); --l_Pos)
+      std::swap(m_Pieces[l_Pos], m_Pieces[l_Pos - 1]);
+  }
+  for (const Piece& l_Pair : m_Pieces) AppendAttribute(m_Out, l_Pair);
 }
 
 void Writer::WriteComment(const std::string& iText) {

@@ -41,11 +41,11 @@ TEST(XMLElement, AttributesKeepFirstSetOrder) {
   EXPECT_TRUE(l_Element.HasAttribute("n") && !l_Element.HasAttribute("b "));
   EXPECT_TRUE(l_Element.RemoveAttribute("a") && !l_Element.RemoveAttribute("a"));
   EXPECT_EQ(l_Element.GetAttributes(), (AttributeList{{"b", "false"}, {"c", "true"}, {"n", ""}}));
-  // Past the room kept inside the element, the attributes move out and keep their order.
+  // Many attributes, values longer than a length's first byte can say: still in order.
   AttributeList l_Expected = {{"b", "false"}, {"n", ""}};
   for (char l_Name = 'p'; l_Name < 'x'; ++l_Name) {
-    l_Element.SetAttribute(std::string(1, l_Name), std::string(40, l_Name));
-    l_Expected.emplace_back(std::string(1, l_Name), std::string(40, l_Name));
+    l_Element.SetAttribute(std::string(1, l_Name), std::string(200, l_Name));
+    l_Expected.emplace_back(std::string(1, l_Name), std::string(200, l_Name));
   }
   EXPECT_TRUE(l_Element.RemoveAttribute("c"));
   EXPECT_EQ(l_Element.GetAttributes(), l_Expected);
