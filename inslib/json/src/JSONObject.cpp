@@ -7,6 +7,7 @@
 
 #include "JSONItem.h"
 #include "JSONNodePool.h"
+#include "KELInsPackedNumber.h"
 
 namespace JSON {
 
@@ -38,28 +39,6 @@ std::size_t RoomFor(std::size_t iSize) {
 }
 
 std::size_t HashOf(std::string_view iKey) { return std::hash<std::string_view>{}(iKey); }
-
-// Seven bits a byte, low bits first, the high bit set on every byte but the last.
-std::size_t NumberSize(std::uint64_t iValue) {
-  std::size_t l_Size = 1;
-  for (; iValue >= 0x80; iValue >>= 7) ++l_Size;
-  return l_Size;
-}
-
-char* PutNumber(char* oPos, std::uint64_t iValue) {
-  for (; iValue >= 0x80; iValue >>= 7) *oPos++ = static_cast<char>(iValue | 0x80);
-  *oPos++ = static_cast<char>(iValue);
-  return oPos;
-}
-
-const char* GetNumber(const char* iPos, std::uint64_t& oValue) {
-  oValue = 0;
-  for (int l_Shift = 0;; l_Shift += 7) {
-    const auto l_Byte = static_cast<unsigned char>(*iPos++);
-    oValue |= static_cast<std::uint64_t>(l_Byte & 0x7F) << l_Shift;
-    if (l_Byte < 0x80) return iPos;
-  }
-}
 
 std::shared_ptr<Value> MakeScalar(std::int32_t iKind, std::string_view iText) {
   switch (iKind) {
@@ -173,9 +152,9 @@ void Object::DropChildren(std::vector<std::shared_ptr<Value>>* oPending) {
 Object::Member Object::At(std::size_t iBegin) const {
   std::uint64_t l_KeySize = 0;
   std::uint64_t l_Tag = 0;
-  const char* l_Pos = GetNumber(m_Bytes + iBegin, l_KeySize);
+  const char* l_Pos = KELInsPackedNumber::Get(m_Bytes + iBegin, l_KeySize);
   const std::string_view l_Key(l_Pos, l_KeySize);
-  l_Pos = GetNumber(l_Pos + l_KeySize, l_Tag);
+  l_Pos = KELInsPackedNumber::Get(l_Pos + l_KeySize, l_Tag);
   const std::size_t l_TextSize = l_Tag >> 3;
   const auto l_Text = static_cast<std::size_t>(l_Pos - m_Bytes);
   return {l_Key, static_cast<std::int32_t>(l_Tag & 7), std::string_view(l_Pos, l_TextSize), iBegin,
@@ -225,7 +204,8 @@ void Object::Splice(std::size_t iBegin, std::size_t iEnd, std::string_view iKey,
                     std::string_view iText) {
   const std::uint64_t l_Tag =
       (static_cast<std::uint64_t>(iText.size()) << 3) | static_cast<std::uint64_t>(iKind);
-  const std::size_t l_Piece = NumberSize(iKey.size()) + iKey.size() + NumberSize(l_Tag) + iText.size();
+  const std::size_t l_Piece =
+      KELInsPackedNumber::Size(iKey.size()) + iKey.size() + KELInsPackedNumber::Size(l_Tag) + iText.size();
   const std::size_t l_Old = m_Bytes ? m_Size : kFirst;
   const std::size_t l_Size = l_Old - (iEnd - iBegin) + l_Piece;
   if (l_Size > UINT32_MAX) throw std::bad_alloc();
@@ -242,9 +222,9 @@ void Object::Splice(std::size_t iBegin, std::size_t iEnd, std::string_view iKey,
   } else if (l_Old > iEnd) {
     std::memmove(m_Bytes + iBegin + l_Piece, m_Bytes + iEnd, l_Old - iEnd);
   }
-  char* l_Pos = PutNumber(m_Bytes + iBegin, iKey.size());
+  char* l_Pos = KELInsPackedNumber::Put(m_Bytes + iBegin, iKey.size());
   if (!iKey.empty()) std::memcpy(l_Pos, iKey.data(), iKey.size());
-  l_Pos = PutNumber(l_Pos + iKey.size(), l_Tag);
+  l_Pos = KELInsPackedNumber::Put(l_Pos + iKey.size(), l_Tag);
   if (!iText.empty()) std::memcpy(l_Pos, iText.data(), iText.size());
   m_Size = static_cast<std::uint32_t>(l_Size);
 }

@@ -5,35 +5,12 @@
 #include <cstring>
 #include <new>
 
+#include "KELInsPackedNumber.h"
 #include "XMLNames.h"
 
 namespace XML {
 
-namespace {
-
-// Seven bits a byte, low bits first, the high bit set on every byte but the last.
-std::size_t NumberSize(std::uint64_t iValue) {
-  std::size_t l_Size = 1;
-  for (; iValue >= 0x80; iValue >>= 7) ++l_Size;
-  return l_Size;
-}
-
-char* PutNumber(char* oPos, std::uint64_t iValue) {
-  for (; iValue >= 0x80; iValue >>= 7) *oPos++ = static_cast<char>(iValue | 0x80);
-  *oPos++ = static_cast<char>(iValue);
-  return oPos;
-}
-
-const char* GetNumber(const char* iPos, std::uint64_t& oValue) {
-  oValue = 0;
-  for (int l_Shift = 0;; l_Shift += 7) {
-    const auto l_Byte = static_cast<unsigned char>(*iPos++);
-    oValue |= static_cast<std::uint64_t>(l_Byte & 0x7F) << l_Shift;
-    if (l_Byte < 0x80) return iPos;
-  }
-}
-
-}  // namespace
+namespace {}  // namespace
 
 AttributePack::AttributePack(const AttributePack& iOther) { *this = iOther; }
 
@@ -56,7 +33,7 @@ AttributePack::~AttributePack() { std::free(m_Bytes); }
 AttributePack::Entry AttributePack::At(std::size_t iBegin) const {
   std::uint64_t l_Name = 0;
   std::uint64_t l_Length = 0;
-  const char* l_Pos = GetNumber(GetNumber(m_Bytes + iBegin, l_Name), l_Length);
+  const char* l_Pos = KELInsPackedNumber::Get(KELInsPackedNumber::Get(m_Bytes + iBegin, l_Name), l_Length);
   const std::size_t l_Value = static_cast<std::size_t>(l_Pos - m_Bytes);
   return {static_cast<std::uint32_t>(l_Name), std::string_view(l_Pos, l_Length), iBegin, l_Value + l_Length};
 }
@@ -85,7 +62,8 @@ void AttributePack::Remove(const Entry& iEntry) {
 
 void AttributePack::Splice(std::size_t iBegin, std::size_t iEnd, std::uint32_t iName,
                            std::string_view iValue) {
-  const std::size_t l_Piece = NumberSize(iName) + NumberSize(iValue.size()) + iValue.size();
+  const std::size_t l_Piece =
+      KELInsPackedNumber::Size(iName) + KELInsPackedNumber::Size(iValue.size()) + iValue.size();
   const std::size_t l_Size = m_Size - (iEnd - iBegin) + l_Piece;
   if (l_Size > UINT32_MAX) throw std::bad_alloc();
   if (l_Size > m_Room) {
@@ -99,7 +77,7 @@ void AttributePack::Splice(std::size_t iBegin, std::size_t iEnd, std::uint32_t i
     m_Room = static_cast<std::uint32_t>(l_Room);
   }
   std::memmove(m_Bytes + iBegin + l_Piece, m_Bytes + iEnd, m_Size - iEnd);
-  char* l_Pos = PutNumber(PutNumber(m_Bytes + iBegin, iName), iValue.size());
+  char* l_Pos = KELInsPackedNumber::Put(KELInsPackedNumber::Put(m_Bytes + iBegin, iName), iValue.size());
   if (!iValue.empty()) std::memcpy(l_Pos, iValue.data(), iValue.size());
   m_Size = static_cast<std::uint32_t>(l_Size);
 }
