@@ -4,6 +4,7 @@
 
 #include "KELSysJSON.h"
 #include "KELSysRegKey.h"
+#include "KELSysRegPlainValues.h"
 #include "KELSysTrace.h"
 
 namespace {
@@ -38,9 +39,15 @@ KELSysJSONValue MakeString(const MORUnicodeString& iText) {
 
 KELSysResult KELSysRegKey::FindData(const MORUnicodeString& iValueName, uint32_t iType,
                                     const KELSysJSONValue*& oData) {
+  return FindData(Utf8(iValueName), iType, oData);
+}
+
+KELSysResult KELSysRegKey::FindData(std::string_view iValueName, uint32_t iType,
+                                    const KELSysJSONValue*& oData) {
   oData = nullptr;
   if (!m_Values) return KEL_S_OK;
-  std::string_view l_Name = Utf8(iValueName);
+  MakeValues();
+  std::string_view l_Name = iValueName;
   const KELSysJSONValue* l_Value = m_Values->Find(l_Name);
   if (l_Value == nullptr) {
     if (m_Trace)
@@ -81,6 +88,16 @@ KELSysResult KELSysRegKey::QueryStringValue(const MORUnicodeString& iValueName, 
   return l_Rc;
 }
 
+KELSysResult KELSysRegKey::QueryStringValueUTF8(std::string_view iValueName, std::string& oValue) {
+  if (!m_Plain.empty() && !m_Trace) return KELSysRegPlainString(m_Plain, iValueName, oValue);
+  const KELSysJSONValue* l_Data;
+  KELSysResult l_Rc = FindData(iValueName, KELSysRegTypeString, l_Data);
+  if (l_Data == nullptr) return l_Rc;
+  if (l_Data->GetType() != KELSysJSONTypeString) return KEL_E_FAIL;
+  oValue.assign(l_Data->GetString());
+  return l_Rc;
+}
+
 KELSysResult KELSysRegKey::QueryMultiStringValue(const MORUnicodeString& iValueName,
                                                  std::vector<MORUnicodeString>& oValues) {
   const KELSysJSONValue* l_Data;
@@ -96,6 +113,7 @@ KELSysResult KELSysRegKey::QueryMultiStringValue(const MORUnicodeString& iValueN
 
 KELSysResult KELSysRegKey::QueryValueType(const MORUnicodeString& iValueName, uint32_t& oType) {
   if (!m_Values) return KEL_S_OK;
+  MakeValues();
   const KELSysJSONValue* l_Value = m_Values->Find(Utf8(iValueName));
   if (l_Value == nullptr || l_Value->GetType() != KELSysJSONTypeArray) return KEL_E_FAIL;
   const KELSysJSONArray& l_Pair = l_Value->GetArray();
@@ -172,6 +190,7 @@ KELSysResult KELSysRegKey::DeleteValue(const MORUnicodeString& iValueName) {
 
 KELSysResult KELSysRegKey::EnumValues(std::vector<MORUnicodeString>& oNames) {
   if (!m_Values) return KEL_S_OK;
+  MakeValues();
   for (const KELSysJSONPair& l_Pair : *m_Values)
     oNames.push_back(MORUnicodeString::FromUTF8(l_Pair.GetKey().data(), l_Pair.GetKey().size()));
   return KEL_S_OK;
