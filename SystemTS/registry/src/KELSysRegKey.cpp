@@ -260,16 +260,18 @@ KELSysResult KELSysRegKey::ListSubKeys() const {
 }
 
 bool KELSysRegKey::Listed(std::string_view iName) const {
-  // Children are mostly opened in the order of the listing: the search goes on from the last one.
-  if (m_ListedAt + 1 >= m_Listed.size() || iName.find('\0') != std::string_view::npos) return false;
-  const std::string_view l_Rest = std::string_view(m_Listed).substr(m_ListedAt);
-  for (size_t l_At = l_Rest.find(iName); l_At != std::string_view::npos;
-       l_At = l_Rest.find(iName, l_At + 1)) {
-    if (l_Rest[l_At - 1] != '\0' || l_At + iName.size() >= l_Rest.size() ||
-        l_Rest[l_At + iName.size()] != '\0')
-      continue;
-    m_ListedAt += l_At + iName.size();
-    return true;
+  // Children are mostly opened in the order of the listing, some perhaps skipped: the search goes on
+  // from the last one found, through a few names only, so that other orders cost no more than the
+  // ordinary way.
+  constexpr int k_Ahead = 64;
+  size_t l_At = m_ListedAt + 1;
+  for (int l_Step = 0; l_Step < k_Ahead && l_At < m_Listed.size(); ++l_Step) {
+    const size_t l_End = m_Listed.find('\0', l_At);
+    if (std::string_view(m_Listed).substr(l_At, l_End - l_At) == iName) {
+      m_ListedAt = l_End;
+      return true;
+    }
+    l_At = l_End + 1;
   }
   return false;
 }
@@ -345,6 +347,7 @@ KELSysResult KELSysRegKey::OpenKeyReal(std::string iFile, uint32_t iAccess, int 
 struct KELSysRegKey::FirstRead {
   KELSysResult m_Rc = KEL_S_OK;
   const char* m_Text = nullptr;
+  size_t m_Room = 0;
   size_t m_Got = 0;
   bool m_Settled = false;
 };
@@ -355,15 +358,16 @@ KELSysResult KELSysRegKey::OpenToRead(std::string iFile, int iFd) {
     close(iFd);
     return l_Rc;
   }
-  // Room for a file one byte over the size limit: a read that ends within it has read the whole
-  // file, which is therefore regular (MORFileLockBytes::AdoptUnchecked) and of that size. Only
-  // what has read as empty, or filled the room, or failed, is asked what it is.
-  constexpr size_t k_Room = size_t(MORFileLockBytesMaxSize) + 1;
+  // A read that ends within the room has read the whole file, which is therefore regular
+  // (MORFileLockBytes::AdoptUnchecked) and of that size. Only what has read as empty, or filled
+  // the room (a key file this long is rare), or failed, is asked what it is.
+  constexpr size_t k_Room = size_t(64) << 10;
   thread_local std::unique_ptr<char[]> t_Room;
   if (!t_Room) t_Room.reset(new (std::nothrow) char[k_Room]);
   m_File = MORFileLockBytes::AdoptUnchecked(iFd, MORLockBytesRead);
   FirstRead l_First;
   l_First.m_Text = t_Room.get();
+  l_First.m_Room = k_Room;
   l_First.m_Rc = t_Room ? m_File->ReadSome(0, t_Room.get(), k_Room, l_First.m_Got) : KEL_E_OUTOFMEMORY;
   l_First.m_Settled = l_First.m_Rc == KEL_S_OK && l_First.m_Got > 0 && l_First.m_Got < k_Room;
   if (!l_First.m_Settled && (l_Rc = m_File->Settle()) != KEL_S_OK) {
@@ -442,11 +446,11 @@ bool KELSysRegKey::ReadValues(const FirstRead* iFirst) {
                      static_cast<unsigned long long>(MORFileLockBytesMaxSize));
     return false;
   }
-  if (iFirst) {
-    if (iFirst->m_Rc != KEL_S_OK) return NotRead(iFirst->m_Rc);
-    if (iFirst->m_Got != l_Stat.cbSize) return NotRead(KEL_E_FAIL);
-    return TakeValues(iFirst->m_Text, iFirst->m_Got);
-  }
+  if (iFirst && iFirst->m_Rc != KEL_S_OK) return NotRead(iFirst->m_Rc);
+  if (iFirst && iFirst->m_Got == l_Stat.cbSize) return TakeValues(iFirst->m_Text, iFirst->m_Got);
+  // A first read that filled its room is followed by a read of the whole file; one that ended short
+  // of the file's size is a file cut short.
+  if (iFirst && iFirst->m_Got < iFirst->m_Room) return NotRead(KEL_E_FAIL);
 
   // A writer's own hold keeps the bytes: a failed write-back puts them back. The document is done
   // with once the values are built, so a writer uses the thread's too.
