@@ -3,7 +3,8 @@
 // files through the descriptor).
 //
 // Only regular files are opened. A FIFO, a device, a socket or a directory is refused at once (it is
-// opened without blocking and checked before any read), so that a hostile file cannot hang a reader.
+// opened without blocking and checked before any read, or, taken by AdoptUnchecked, by a first read
+// that cannot end as a regular file's does), so that a hostile file cannot hang a reader.
 // A regular file of any size opens; readers read no more than MORFileLockBytesMaxSize of one, so
 // that it cannot exhaust them either.
 #ifndef MORFileLockBytes_H

@@ -173,8 +173,8 @@ KELSysResult KELSysRegKey::Open(const std::string& iBase, std::string_view iKeyP
   // children, instead of walking the whole path again for each.
   int l_DirFd = iParent && IsSingleComponent(l_KeyPath) ? iParent->KeyFolderFd() : -1;
   char l_Through[256];
-  if (l_DirFd >= 0 && !m_File && iParent->Listed(l_KeyPath) &&
-      l_KeyPath.size() + KELSysRegKeyExtension.size() < sizeof l_Through) {
+  if (l_DirFd >= 0 && !m_File && l_KeyPath.size() + KELSysRegKeyExtension.size() < sizeof l_Through &&
+      iParent->Listed(l_KeyPath)) {
     // A name that the parent's listing of this folder has just given stood there as a key file
     // beside a folder: the key file alone is looked up, and must not be a link either.
     *std::copy(KELSysRegKeyExtension.begin(), KELSysRegKeyExtension.end(),

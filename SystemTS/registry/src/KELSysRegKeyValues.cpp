@@ -1,5 +1,6 @@
 // The values of an open key: queries, setters, removal and listing. Changes stay in memory until
 // the key is closed.
+#include <optional>
 #include <string_view>
 
 #include "KELSysJSON.h"
@@ -79,6 +80,12 @@ KELSysResult KELSysRegKey::QueryQWORDValue(const MORUnicodeString& iValueName, u
 }
 
 KELSysResult KELSysRegKey::QueryStringValue(const MORUnicodeString& iValueName, MORUnicodeString& oValue) {
+  if (!m_Plain.empty() && !m_Trace) {
+    std::optional<std::string_view> l_Text;
+    const KELSysResult l_Rc = KELSysRegPlainString(m_Plain, Utf8(iValueName), l_Text);
+    if (l_Text) oValue.BuildFromUTF8(l_Text->data(), l_Text->size());
+    return l_Rc;
+  }
   const KELSysJSONValue* l_Data;
   KELSysResult l_Rc = FindData(iValueName, KELSysRegTypeString, l_Data);
   if (l_Data == nullptr) return l_Rc;
@@ -89,7 +96,12 @@ KELSysResult KELSysRegKey::QueryStringValue(const MORUnicodeString& iValueName, 
 }
 
 KELSysResult KELSysRegKey::QueryStringValueUTF8(std::string_view iValueName, std::string& oValue) {
-  if (!m_Plain.empty() && !m_Trace) return KELSysRegPlainString(m_Plain, iValueName, oValue);
+  if (!m_Plain.empty() && !m_Trace) {
+    std::optional<std::string_view> l_Text;
+    const KELSysResult l_Rc = KELSysRegPlainString(m_Plain, iValueName, l_Text);
+    if (l_Text) oValue.assign(*l_Text);
+    return l_Rc;
+  }
   const KELSysJSONValue* l_Data;
   KELSysResult l_Rc = FindData(iValueName, KELSysRegTypeString, l_Data);
   if (l_Data == nullptr) return l_Rc;

@@ -131,7 +131,8 @@ bool KELSysRegPlainValues(std::string_view iText, std::string_view iKey, std::st
   return l_Scan.Take('}') && l_Scan.AtEnd() && l_Found;
 }
 
-KELSysResult KELSysRegPlainString(std::string_view iValues, std::string_view iName, std::string& oValue) {
+KELSysResult KELSysRegPlainString(std::string_view iValues, std::string_view iName,
+                                  std::optional<std::string_view>& oValue) {
   Scan l_Scan(iValues);
   if (!l_Scan.Take('{') || l_Scan.Take('}')) return KEL_E_FAIL;
   do {
@@ -146,7 +147,7 @@ KELSysResult KELSysRegPlainString(std::string_view iValues, std::string_view iNa
     if (!l_Pair.m_Number[0] || l_Pair.m_Value[0] != KELSysRegTypeString) return KEL_E_FAIL;
     if (l_Pair.m_Count == 1) return KEL_S_OK;
     if (l_Pair.m_Number[1]) return KEL_E_FAIL;
-    oValue.assign(l_Pair.m_Text[1]);
+    oValue = l_Pair.m_Text[1];
     return l_Pair.m_Count > 2 ? KEL_E_FAIL : KEL_S_OK;
   } while (l_Scan.Take(','));
   return KEL_E_FAIL;

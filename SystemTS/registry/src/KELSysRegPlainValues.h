@@ -9,7 +9,7 @@
 #ifndef KELSysRegPlainValues_H
 #define KELSysRegPlainValues_H
 
-#include <string>
+#include <optional>
 #include <string_view>
 
 #include "KELSysResult.h"
@@ -19,8 +19,10 @@
 bool KELSysRegPlainValues(std::string_view iText, std::string_view iKey, std::string_view& oValues);
 
 // The string value iName of the values object iValues (as given above), as the query of a string
-// value answers it from the tree: KEL_E_FAIL when it is missing, of another type or malformed; the
-// text, when there is one, goes to oValue, also for a value with a third element, which then fails.
-KELSysResult KELSysRegPlainString(std::string_view iValues, std::string_view iName, std::string& oValue);
+// value answers it from the tree: KEL_E_FAIL when it is missing, of another type or malformed. The
+// text, when there is one, is handed out in oValue (left as it is otherwise), also for a value with a
+// third element, which then fails.
+KELSysResult KELSysRegPlainString(std::string_view iValues, std::string_view iName,
+                                  std::optional<std::string_view>& oValue);
 
 #endif
