@@ -96,9 +96,9 @@ class KELSysRegKey {
   // Opens the key iKeyPath of hive iHive, or below the open key iParent. KEL_E_FAIL when the key
   // folder does not exist (the object is then left as it was) or the base path is empty; the failure
   // of opening the key file, or KEL_E_TIMEOUT for its lock, leaving the object closed. A child
-  // below iParent that iParent's last EnumKeys listed is taken to have the folder that the listing
-  // saw beside its key file: only the key file is looked up then (not through a link; a link, or a
-  // file gone meanwhile, is settled the ordinary way).
+  // opened read-only below iParent that iParent's last EnumKeys listed is taken to have the folder
+  // that the listing saw beside its key file: only the key file is looked up then (not through a
+  // link; a link, or a file gone meanwhile, is settled the ordinary way).
   KELSysResult OpenKey(int iHive, const MORUnicodeString& iKeyPath, uint32_t iAccess);
   KELSysResult OpenKey(const KELSysRegKey& iParent, const MORUnicodeString& iKeyPath, uint32_t iAccess);
 

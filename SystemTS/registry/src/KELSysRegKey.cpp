@@ -173,10 +173,10 @@ KELSysResult KELSysRegKey::Open(const std::string& iBase, std::string_view iKeyP
   // children, instead of walking the whole path again for each.
   int l_DirFd = iParent && IsSingleComponent(l_KeyPath) ? iParent->KeyFolderFd() : -1;
   char l_Through[256];
-  if (l_DirFd >= 0 && !m_File && l_KeyPath.size() + KELSysRegKeyExtension.size() < sizeof l_Through &&
-      iParent->Listed(l_KeyPath)) {
+  if (l_DirFd >= 0 && !m_File && OpenMode(iAccess) == MORLockBytesRead &&
+      l_KeyPath.size() + KELSysRegKeyExtension.size() < sizeof l_Through && iParent->Listed(l_KeyPath)) {
     // A name that the parent's listing of this folder has just given stood there as a key file
-    // beside a folder: the key file alone is looked up, and must not be a link either.
+    // beside a folder: a reader looks the key file alone up, which must not be a link either.
     *std::copy(KELSysRegKeyExtension.begin(), KELSysRegKeyExtension.end(),
                std::copy(l_KeyPath.begin(), l_KeyPath.end(), l_Through)) = '\0';
     int l_Opened = MORFileLockBytes::OpenDescriptorNotLinked(l_DirFd, l_Through, OpenMode(iAccess));
