@@ -8,7 +8,9 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
+#include <vector>
 
 #include "KELSysJSON.h"
 #include "KELSysRegKey.h"
@@ -115,6 +117,41 @@ void BM_KeyBelowParent(benchmark::State& ioState) {
   }
 }
 BENCHMARK(BM_KeyBelowParent);
+
+// One component below an open parent that has just listed its subkeys, opened in the listing's
+// order, as the lister reads the identifiers of a type key: a thousand keys like the one above (the
+// listing is taken again, outside the timing, once they have all been read).
+void BM_KeyBelowListedParent(benchmark::State& ioState) {
+  const std::string l_Folder = TheRegistry().File().substr(0, TheRegistry().File().rfind('/'));
+  const std::string l_Text = [&] {
+    std::ifstream l_File(TheRegistry().File());
+    return std::string(std::istreambuf_iterator<char>(l_File), std::istreambuf_iterator<char>());
+  }();
+  for (int l_Index = 0; l_Index < 1000; ++l_Index) {
+    const std::string l_Name = "L" + std::to_string(1000 + l_Index);
+    std::filesystem::create_directories(l_Folder + "/" + l_Name);
+    std::ofstream(l_Folder + "/" + l_Name + ".json")
+        << std::string(l_Text).replace(18, 6, l_Name.substr(0, 5));
+  }
+  KELSysRegKey l_Parent;
+  std::vector<MORUnicodeString> l_Names;
+  if (l_Parent.OpenKey(KELSysRegHiveLocalMachine, k_Parent, KELSysRegAccessRead) != KEL_S_OK) abort();
+  size_t l_Next = 0;
+  for (auto l_ : ioState) {
+    if (l_Next == l_Names.size()) {
+      ioState.PauseTiming();
+      l_Names.clear();
+      if (l_Parent.EnumKeys(l_Names) != KEL_S_OK) abort();
+      l_Next = 0;
+      ioState.ResumeTiming();
+    }
+    KELSysRegKey l_Key;
+    if (l_Key.OpenKey(l_Parent, l_Names[l_Next++], KELSysRegAccessRead) != KEL_S_OK) abort();
+    QueryTwo(l_Key);
+    l_Key.CloseKey();
+  }
+}
+BENCHMARK(BM_KeyBelowListedParent);
 
 // A writer's cycle on the same key: open for writing (with the exclusive lock), set a value to what
 // it holds, close (the write-back rewrites the file in place).

@@ -61,6 +61,26 @@ void QueryAll(KELSysRegKey& ioKey) {
   }
 }
 
+// A reader that wants strings may read a plain key file without its tree: it must answer every
+// string query as the tree does.
+void CompareStringReads() {
+  KELSysRegKey l_Plain, l_Tree;
+  if (l_Plain.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead) != KEL_S_OK ||
+      l_Tree.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead) != KEL_S_OK)
+    __builtin_trap();
+  l_Tree.SetTraceForTest(nullptr);  // builds the tree
+  std::vector<MORUnicodeString> l_Names = {"A", "B", "C", "V", "Path"};
+  l_Tree.EnumValues(l_Names);
+  if (l_Names.size() > 64) l_Names.resize(64);
+  for (const MORUnicodeString& l_Name : l_Names) {
+    std::string l_FromPlain = "?", l_FromTree = "?";
+    if (l_Plain.QueryStringValueUTF8(l_Name.ConvertToUTF8(), l_FromPlain) !=
+            l_Tree.QueryStringValueUTF8(l_Name.ConvertToUTF8(), l_FromTree) ||
+        l_FromPlain != l_FromTree)
+      __builtin_trap();
+  }
+}
+
 std::string FileText(const std::string& iPath) {
   std::ifstream l_File(iPath, std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(l_File), std::istreambuf_iterator<char>());
@@ -109,6 +129,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* iData, size_t iSize) {
 #ifdef KEL_MEMORY_PEAK_HOOKS
   CheckPeak(iSize);
 #endif
+  CompareStringReads();
   KELSysRegKey l_Key;
   if (l_Key.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead) != KEL_S_OK) __builtin_trap();
   QueryAll(l_Key);

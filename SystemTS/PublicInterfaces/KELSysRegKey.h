@@ -95,7 +95,10 @@ class KELSysRegKey {
 
   // Opens the key iKeyPath of hive iHive, or below the open key iParent. KEL_E_FAIL when the key
   // folder does not exist (the object is then left as it was) or the base path is empty; the failure
-  // of opening the key file, or KEL_E_TIMEOUT for its lock, leaving the object closed.
+  // of opening the key file, or KEL_E_TIMEOUT for its lock, leaving the object closed. A child
+  // opened read-only below iParent that iParent's last EnumKeys listed is taken to have the folder
+  // that the listing saw beside its key file: only the key file is looked up then (not through a
+  // link; a link, or a file gone meanwhile, is settled the ordinary way).
   KELSysResult OpenKey(int iHive, const MORUnicodeString& iKeyPath, uint32_t iAccess);
   KELSysResult OpenKey(const KELSysRegKey& iParent, const MORUnicodeString& iKeyPath, uint32_t iAccess);
 
@@ -167,23 +170,45 @@ class KELSysRegKey {
   // back, so a read-write open and close never rewrites a file that it could not read whole.
   const std::string& GetDamage() const { return m_Damage; }
 
+  // Narrow forms for callers that hold their text so: key paths and subkey names in the process
+  // code set, value names and string data as their UTF-8 bytes. They do what the forms above do.
+  KELSysResult OpenKeyMBCS(const KELSysRegKey& iParent, std::string_view iKeyPath, uint32_t iAccess);
+  KELSysResult EnumKeysMBCS(std::vector<std::string>& oNames);
+  KELSysResult QueryStringValueUTF8(std::string_view iValueName, std::string& oValue);
+
   // Replaces the trace channel (tests capture the lines this way); nullptr switches tracing off.
-  void SetTraceForTest(KELSysTrace* iTrace) { m_Trace = iTrace; }
+  void SetTraceForTest(KELSysTrace* iTrace) {
+    MakeValues();
+    m_Trace = iTrace;
+  }
 
  private:
-  KELSysResult Open(const std::string& iBase, const MORUnicodeString& iKeyPath, uint32_t iAccess,
+  KELSysResult Open(const std::string& iBase, std::string_view iKeyPath, uint32_t iAccess,
                     const KELSysRegKey* iParent);
   KELSysResult Create(const std::string& iBase, const MORUnicodeString& iKeyPath, uint32_t iAccess);
   void EnsureParentAreKeys(const std::string& iFile);
   // Opens the key file iFile (by its name in the folder iDirFd when that is not negative), or takes
-  // iOpened, a descriptor of the same file not yet checked, locks it (exclusively when iCreate or
-  // iAccess asks for writing) and reads it.
-  KELSysResult OpenKeyReal(std::string iFile, uint32_t iAccess, int iDirFd, bool iCreate, int iOpened = -1);
+  // iOpened, a descriptor of the same file not yet checked (reached along a path without links when
+  // iNoLinks), locks it (exclusively when iCreate or iAccess asks for writing) and reads it.
+  KELSysResult OpenKeyReal(std::string iFile, uint32_t iAccess, int iDirFd, bool iCreate, int iOpened = -1,
+                           bool iNoLinks = false);
+  // A reader's open of iFd, reached without links: locked and read before the file is asked what it is.
+  KELSysResult OpenToRead(std::string iFile, int iFd);
   // Locks the key file iFd (m_File, once it is set), tracing a lock not granted.
   KELSysResult Lock(const std::string& iFile, int iFd, bool iExclusive);
   // Reads the key file into m_Values; false when it cannot be read whole (too big, a failed or short
-  // read), the key then having no values.
-  bool ReadValues();
+  // read), the key then having no values. iFirst: a read already made from the start of the file.
+  struct FirstRead;
+  bool ReadValues(const FirstRead* iFirst = nullptr);
+  // Takes the key file's text iText as the key's values (see GetDamage); false, the key having no
+  // values, for a text that would cost more to read than its size allows.
+  bool TakeValues(const char* iText, size_t iSize);
+  // Builds m_Values from m_Plain, for every use of the values but a string query.
+  void MakeValues();
+  // Lists the key folder into m_Listed.
+  KELSysResult ListSubKeys() const;
+  // Whether the last listing of the key folder gave iName, looking on from the last name asked for.
+  bool Listed(std::string_view iName) const;
   bool NotRead(KELSysResult iRc);
   KELSysResult WriteBack();
   // The key file's text for the current values (KEL_S_OK), or the failure of making it: EFBIG for a
@@ -196,6 +221,7 @@ class KELSysRegKey {
   void Release();
   KELSysResult CheckWriteAccess();
   KELSysResult FindData(const MORUnicodeString& iValueName, uint32_t iType, const KELSysJSONValue*& oData);
+  KELSysResult FindData(std::string_view iValueName, uint32_t iType, const KELSysJSONValue*& oData);
   KELSysResult SetValue(const MORUnicodeString& iValueName, uint32_t iType, KELSysJSONValue&& iData);
   bool SubKeyFile(const MORUnicodeString& iSubKeyPath, std::string& oFile);
   int KeyFolderFd() const;
@@ -215,6 +241,15 @@ class KELSysRegKey {
   bool m_Changed = false;           // a value was set or removed since the open
   bool m_Staged = false;            // a key of a change that has no file yet (see KELSysRegChange)
   std::string m_Damage;             // see GetDamage
+  // A reader's values object as its key file's plain text holds it (KELSysRegPlainValues.h), which
+  // answers string queries; m_Values is built from it for any other use. Empty otherwise.
+  std::string m_Plain;
+  // The subkeys of the last listing of the key folder, each after a zero byte, and where the opens
+  // of children have got to in it (a zero byte).
+  mutable std::string m_Listed;
+  mutable size_t m_ListedAt = 0;
+  mutable bool m_DirReadable = false;  // m_DirFd may be listed
+  mutable bool m_DirListed = false;    // and was: it is rewound first
 
   friend class KELSysRegChange;
 };

@@ -3,7 +3,8 @@
 // files through the descriptor).
 //
 // Only regular files are opened. A FIFO, a device, a socket or a directory is refused at once (it is
-// opened without blocking and checked before any read), so that a hostile file cannot hang a reader.
+// opened without blocking and checked before any read, or, taken by AdoptUnchecked, by a first read
+// that cannot end as a regular file's does), so that a hostile file cannot hang a reader.
 // A regular file of any size opens; readers read no more than MORFileLockBytesMaxSize of one, so
 // that it cannot exhaust them either.
 #ifndef MORFileLockBytes_H
@@ -69,12 +70,27 @@ class MORFileLockBytes final : public MORILockBytes {
   // this way.
   static int OpenDescriptorWithoutLinks(int iDirFd, const char* iPath, uint32_t iMode);
   static KELSysResult Adopt(int iFd, uint32_t iMode, std::unique_ptr<MORFileLockBytes>& oFile);
+  // As OpenDescriptor, for the file iName of the folder iDirFd, which must not be a link (ELOOP).
+  static int OpenDescriptorNotLinked(int iDirFd, const char* iName, uint32_t iMode);
+  // Takes an open descriptor of a file reached without links as Adopt does, but before its kind is
+  // known, so that a reader may read it first: a regular file is what a read from offset 0 that
+  // ends short of the room it was given, with more than nothing, can only come from (a FIFO, a
+  // folder or a socket fails to read at an offset or to open; a device node, which only the
+  // administrator can make, reads as empty or fills the room). Any other read must be followed by
+  // Settle before the file is trusted.
+  static std::unique_ptr<MORFileLockBytes> AdoptUnchecked(int iFd, uint32_t iMode);
+  // Asks for the status of a file taken unchecked: KEL_S_OK for a regular file, whose size the next
+  // Stat answers; KEL_E_FAIL for any other kind; else the failure of the call.
+  KELSysResult Settle();
 
   ~MORFileLockBytes() override;
   MORFileLockBytes(const MORFileLockBytes&) = delete;
   MORFileLockBytes& operator=(const MORFileLockBytes&) = delete;
 
   KELSysResult ReadAt(uint64_t iOffset, void* oBuffer, size_t iCount, size_t& oRead) override;
+  // One read of up to iCount bytes at iOffset, which may end short of them (ReadAt reads on until
+  // it has them all or meets the end).
+  KELSysResult ReadSome(uint64_t iOffset, void* oBuffer, size_t iCount, size_t& oRead);
   KELSysResult WriteAt(uint64_t iOffset, const void* iBuffer, size_t iCount, size_t& oWritten) override;
   KELSysResult SetSize(uint64_t iSize) override;
   KELSysResult Stat(MORLockBytesStat& oStat) override;

@@ -194,6 +194,12 @@ KELInsRegKey KELInsRegKey::OpenKey(int32_t iHive, const std::string& iPath, int3
 
 KELInsRegKey KELInsRegKey::OpenKey(const KELInsRegKey& iParent, const std::string& iPath, int32_t iWritable) {
   const KELSysRegKey& l_Parent = iParent.Key();
+  if (IsASCII(iPath)) {
+    // ASCII is the same text in every code set: it goes to the registry as it is.
+    auto l_Key = std::make_unique<KELSysRegKey>();
+    Check(l_Key->OpenKeyMBCS(l_Parent, iPath, Access(iWritable)), "OpenKey", iPath);
+    return KELInsRegKey(std::move(l_Key));
+  }
   return KELInsRegKey(
       Make([&](KELSysRegKey& ioKey,
                const MORUnicodeString& iName) { return ioKey.OpenKey(l_Parent, iName, Access(iWritable)); },
@@ -230,6 +236,19 @@ void KELInsRegKey::GetValue(const std::string& iName, std::string& oValue) const
 
 bool KELInsRegKey::TryGetValue(const std::string& iName, std::string& oValue) const {
   KELSysRegKey& l_Key = Key();
+  if (IsASCII(iName)) {
+    // An ASCII name is its own UTF-8, and ASCII data its own text in the process code set; other
+    // data is converted as below.
+    thread_local std::string t_Data;
+    if (l_Key.QueryStringValueUTF8(iName, t_Data) != KEL_S_OK) return false;
+    if (IsASCII(t_Data)) {
+      oValue.assign(t_Data);
+    } else {
+      MORUnicodeString l_Value = MORUnicodeString::FromUTF8(t_Data.data(), t_Data.size());
+      oValue = ToBytes(l_Value);
+    }
+    return true;
+  }
   MORUnicodeString l_Scratch, l_Value;
   if (l_Key.QueryStringValue(ValueName(iName, l_Scratch), l_Value) != KEL_S_OK) return false;
   size_t l_Length = 0;
@@ -314,9 +333,11 @@ void KELInsRegKey::SetMultiStringValue(const std::string& iName, const std::vect
 void KELInsRegKey::GetSubkeys(std::vector<std::string>& oNames) const {
   KELSysRegKey& l_Key = Key();
   oNames.clear();
-  std::vector<MORUnicodeString> l_Names;
-  Check(l_Key.EnumKeys(l_Names), "GetSubkeys", "");
-  ToByteList(l_Names, oNames);
+  Check(l_Key.EnumKeysMBCS(oNames), "GetSubkeys", "");
+  // The names as the file system gives them; those that are not ASCII are read in the process code
+  // set, as any other text is.
+  for (std::string& l_Name : oNames)
+    if (!IsASCII(l_Name)) l_Name = ToBytes(MORUnicodeString(l_Name.data(), l_Name.size()));
 }
 
 void KELInsRegKey::GetSubkeys(int32_t iHive, std::vector<std::string>& oNames) {

@@ -18,6 +18,8 @@
 #include "KELSysJSONPrivate.h"
 #include "KELSysRegLock.h"
 #include "KELSysRegPath.h"
+#include "KELSysRegPlainValues.h"
+#include "KELSysRegStore.h"
 #include "KELSysTrace.h"
 #include "KELSysTraceObj.h"
 #include "MORFileLockBytes.h"
@@ -142,34 +144,51 @@ KELSysRegKey::~KELSysRegKey() { CloseKey(); }
 KELSysResult KELSysRegKey::OpenKey(int iHive, const MORUnicodeString& iKeyPath, uint32_t iAccess) {
   std::string l_Root;
   if (!KELSysRegHiveRoot(iHive, l_Root)) return KEL_E_FAIL;
-  return Open(l_Root, iKeyPath, iAccess, nullptr);
+  size_t l_Length = 0;
+  const char* l_Bytes = iKeyPath.ConvertToMBCS(&l_Length);
+  return Open(l_Root, std::string_view(l_Bytes, l_Length), iAccess, nullptr);
 }
 
 KELSysResult KELSysRegKey::OpenKey(const KELSysRegKey& iParent, const MORUnicodeString& iKeyPath,
                                    uint32_t iAccess) {
   if (iParent.m_FilePath.empty()) return KEL_E_FAIL;
+  size_t l_Length = 0;
+  const char* l_Bytes = iKeyPath.ConvertToMBCS(&l_Length);
+  return OpenKeyMBCS(iParent, std::string_view(l_Bytes, l_Length), iAccess);
+}
+
+KELSysResult KELSysRegKey::OpenKeyMBCS(const KELSysRegKey& iParent, std::string_view iKeyPath,
+                                       uint32_t iAccess) {
+  if (iParent.m_FilePath.empty()) return KEL_E_FAIL;
   // Opening below itself closes the parent on the way: its folder descriptor cannot be used.
   return Open(iParent.m_FilePath, iKeyPath, iAccess, &iParent == this ? nullptr : &iParent);
 }
 
-KELSysResult KELSysRegKey::Open(const std::string& iBase, const MORUnicodeString& iKeyPath, uint32_t iAccess,
+KELSysResult KELSysRegKey::Open(const std::string& iBase, std::string_view iKeyPath, uint32_t iAccess,
                                 const KELSysRegKey* iParent) {
-  size_t l_Length = 0;
-  const char* l_Bytes = iKeyPath.ConvertToMBCS(&l_Length);
-  std::string_view l_KeyPath(l_Bytes, l_Length);
+  std::string_view l_KeyPath = iKeyPath;
   std::string l_File;
   KELSysRegMapKeyPath(iBase, l_KeyPath, l_File);
   // A child named by one component is looked up in the parent's folder, held open for all its
   // children, instead of walking the whole path again for each.
   int l_DirFd = iParent && IsSingleComponent(l_KeyPath) ? iParent->KeyFolderFd() : -1;
   char l_Through[256];
+  if (l_DirFd >= 0 && !m_File && OpenMode(iAccess) == MORLockBytesRead &&
+      l_KeyPath.size() + KELSysRegKeyExtension.size() < sizeof l_Through && iParent->Listed(l_KeyPath)) {
+    // A name that the parent's listing of this folder has just given stood there as a key file
+    // beside a folder: a reader looks the key file alone up, which must not be a link either.
+    *std::copy(KELSysRegKeyExtension.begin(), KELSysRegKeyExtension.end(),
+               std::copy(l_KeyPath.begin(), l_KeyPath.end(), l_Through)) = '\0';
+    int l_Opened = MORFileLockBytes::OpenDescriptorNotLinked(l_DirFd, l_Through, OpenMode(iAccess));
+    if (l_Opened >= 0) return OpenKeyReal(std::move(l_File), iAccess, l_DirFd, false, l_Opened, true);
+  }
   if (l_DirFd >= 0 && !m_File && ThroughFolder(l_KeyPath, l_Through)) {
     // With no key held there is nothing to write back first, so the key file may be opened before
     // the key folder is known to exist: "NAME/../NAME.json", resolved without links and below the
     // parent's folder, proves both in one lookup. What it cannot prove (a missing key, a link, a
     // file that does not open) is settled the ordinary way below.
     int l_Opened = MORFileLockBytes::OpenDescriptorBelow(l_DirFd, l_Through, OpenMode(iAccess));
-    if (l_Opened >= 0) return OpenKeyReal(std::move(l_File), iAccess, l_DirFd, false, l_Opened);
+    if (l_Opened >= 0) return OpenKeyReal(std::move(l_File), iAccess, l_DirFd, false, l_Opened, true);
   }
   char l_Whole[PATH_MAX];
   LinkedBase& l_Linked = t_LinkedBase;
@@ -181,7 +200,7 @@ KELSysResult KELSysRegKey::Open(const std::string& iBase, const MORUnicodeString
     int l_Opened = MORFileLockBytes::OpenDescriptorWithoutLinks(AT_FDCWD, l_Whole, OpenMode(iAccess));
     if (l_Opened >= 0) {
       if (l_Linked.m_Failures != 0 && l_Linked.m_Base == iBase) l_Linked.m_Failures = 0;
-      return OpenKeyReal(std::move(l_File), iAccess, -1, false, l_Opened);
+      return OpenKeyReal(std::move(l_File), iAccess, -1, false, l_Opened, true);
     }
     if (errno == ELOOP && l_Linked.m_Base == iBase) {
       ++l_Linked.m_Failures;
@@ -209,14 +228,56 @@ const MORUnicodeString& KELSysRegKey::GetPath() const {
 
 int KELSysRegKey::KeyFolderFd() const {
   if (m_DirFd < 0 && !m_FilePath.empty()) {
+    // Open for reading, so that the one descriptor serves the listing too; a folder that may be
+    // searched but not read still serves the opens of children.
     std::string l_Folder(KELSysRegKeyFolder(m_FilePath));
-    m_DirFd = open(l_Folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    m_DirFd = open(l_Folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    m_DirReadable = m_DirFd >= 0;
+    if (!m_DirReadable) m_DirFd = open(l_Folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
   }
   return m_DirFd;
 }
 
+KELSysResult KELSysRegKey::ListSubKeys() const {
+  m_Listed.assign(1, '\0');
+  m_ListedAt = 0;
+  if (m_FilePath.empty()) return KEL_E_FAIL;
+  const int l_Fd = KeyFolderFd();
+  if (l_Fd >= 0 && m_DirReadable) {
+    if (m_DirListed && lseek(l_Fd, 0, SEEK_SET) != 0) return KELSysResultFromErrno(errno);
+    m_DirListed = true;
+    return KELSysRegListSubKeysAt(l_Fd, m_Listed);
+  }
+  // The folder as its path names it now (it may have become readable since the key was opened);
+  // its names do not serve the opens of children, which take the ordinary way.
+  std::string l_Folder(KELSysRegKeyFolder(m_FilePath));
+  const int l_Listing = open(l_Folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (l_Listing < 0) return KELSysResultFromErrno(errno);
+  const KELSysResult l_Rc = KELSysRegListSubKeysAt(l_Listing, m_Listed);
+  close(l_Listing);
+  m_ListedAt = m_Listed.size() - 1;
+  return l_Rc;
+}
+
+bool KELSysRegKey::Listed(std::string_view iName) const {
+  // Children are mostly opened in the order of the listing, some perhaps skipped: the search goes on
+  // from the last one found, through a few names only, so that other orders cost no more than the
+  // ordinary way.
+  constexpr int k_Ahead = 64;
+  size_t l_At = m_ListedAt + 1;
+  for (int l_Step = 0; l_Step < k_Ahead && l_At < m_Listed.size(); ++l_Step) {
+    const size_t l_End = m_Listed.find('\0', l_At);
+    if (std::string_view(m_Listed).substr(l_At, l_End - l_At) == iName) {
+      m_ListedAt = l_End;
+      return true;
+    }
+    l_At = l_End + 1;
+  }
+  return false;
+}
+
 KELSysResult KELSysRegKey::OpenKeyReal(std::string iFile, uint32_t iAccess, int iDirFd, bool iCreate,
-                                       int iOpened) {
+                                       int iOpened, bool iNoLinks) {
   CloseKey();
   uint32_t l_Mode = OpenMode(iAccess);
   KELSysResult l_Rc = KEL_E_FAIL;
@@ -224,6 +285,8 @@ KELSysResult KELSysRegKey::OpenKeyReal(std::string iFile, uint32_t iAccess, int 
     m_Trace->Print(KELSysTraceDebug, "  OpenKeyReal m_Path: %s, l_OpenMode: %d, l_Rc: %x\n",
                    m_FilePath.c_str(), int(l_Mode), unsigned(l_Rc));
   const bool l_Exclusive = iCreate || l_Mode == MORLockBytesReadWrite;
+  if (!l_Exclusive && iNoLinks && iOpened >= 0 && !KELSysRegLock::AnyHeld())
+    return OpenToRead(std::move(iFile), iOpened);
   // A writer that had to wait may find the file removed meanwhile (and perhaps made again): it then
   // opens the file by its name once more.
   for (int l_Try = 0;; ++l_Try) {
@@ -279,6 +342,47 @@ KELSysResult KELSysRegKey::OpenKeyReal(std::string iFile, uint32_t iAccess, int 
   return KEL_S_OK;
 }
 
+// The first read of a reader's key file: its result, the bytes it gave (in the thread's room for
+// them) and whether they settle what the file is.
+struct KELSysRegKey::FirstRead {
+  KELSysResult m_Rc = KEL_S_OK;
+  const char* m_Text = nullptr;
+  size_t m_Room = 0;
+  size_t m_Got = 0;
+  bool m_Settled = false;
+};
+
+KELSysResult KELSysRegKey::OpenToRead(std::string iFile, int iFd) {
+  KELSysResult l_Rc = Lock(iFile, iFd, false);
+  if (l_Rc != KEL_S_OK) {
+    close(iFd);
+    return l_Rc;
+  }
+  // A read that ends within the room has read the whole file, which is therefore regular
+  // (MORFileLockBytes::AdoptUnchecked) and of that size. Only what has read as empty, or filled
+  // the room (a key file this long is rare), or failed, is asked what it is.
+  constexpr size_t k_Room = size_t(64) << 10;
+  thread_local std::unique_ptr<char[]> t_Room;
+  if (!t_Room) t_Room.reset(new (std::nothrow) char[k_Room]);
+  m_File = MORFileLockBytes::AdoptUnchecked(iFd, MORLockBytesRead);
+  FirstRead l_First;
+  l_First.m_Text = t_Room.get();
+  l_First.m_Room = k_Room;
+  l_First.m_Rc = t_Room ? m_File->ReadSome(0, t_Room.get(), k_Room, l_First.m_Got) : KEL_E_OUTOFMEMORY;
+  l_First.m_Settled = l_First.m_Rc == KEL_S_OK && l_First.m_Got > 0 && l_First.m_Got < k_Room;
+  if (!l_First.m_Settled && (l_Rc = m_File->Settle()) != KEL_S_OK) {
+    m_File.reset();
+    return l_Rc;
+  }
+  m_FilePath = std::move(iFile);
+  m_Values = std::make_unique<KELSysJSONObject>();
+  const bool l_Whole = ReadValues(&l_First);
+  // A reader keeps no descriptor, and so no lock, once it has read.
+  m_File->Close();
+  if (!l_Whole) m_File.reset();
+  return KEL_S_OK;
+}
+
 KELSysResult KELSysRegKey::Lock(const std::string& iFile, int iFd, bool iExclusive) {
   KELSysResult l_Rc = KEL_S_OK;
   bool l_Joined = false;
@@ -315,10 +419,21 @@ bool KELSysRegKey::NotRead(KELSysResult iRc) {
   return false;
 }
 
-bool KELSysRegKey::ReadValues() {
+// The framework JSON reader of the thread, for key files up to k_ReusedDocumentLimit, and whether
+// it traces what it reads (it looks at its trace channel once, when it is made).
+struct ThreadReader {
+  KELSysJSON m_Document;
+  bool m_Traced = KELSysTrace::Find("KELSysJSON") != nullptr;
+};
+
+bool KELSysRegKey::ReadValues(const FirstRead* iFirst) {
   MORLockBytesStat l_Stat;
-  KELSysResult l_Rc = m_File->Stat(l_Stat);
-  if (l_Rc != KEL_S_OK) return NotRead(l_Rc);
+  if (iFirst && iFirst->m_Settled) {
+    l_Stat.grfMode = m_File->GetMode();
+    l_Stat.cbSize = iFirst->m_Got;
+  } else if (KELSysResult l_Rc = m_File->Stat(l_Stat); l_Rc != KEL_S_OK) {
+    return NotRead(l_Rc);
+  }
   if (m_Trace) m_Trace->Print(KELSysTraceDebug, "    l_Stat.grfMode: %d\n", int(l_Stat.grfMode));
   if (l_Stat.cbSize == 0) return true;
   if (l_Stat.cbSize > MORFileLockBytesMaxSize) {
@@ -331,49 +446,79 @@ bool KELSysRegKey::ReadValues() {
                      static_cast<unsigned long long>(MORFileLockBytesMaxSize));
     return false;
   }
+  if (iFirst && iFirst->m_Rc != KEL_S_OK) return NotRead(iFirst->m_Rc);
+  if (iFirst && iFirst->m_Got == l_Stat.cbSize) return TakeValues(iFirst->m_Text, iFirst->m_Got);
+  // A first read that filled its room is followed by a read of the whole file; one that ended short
+  // of the file's size is a file cut short.
+  if (iFirst && iFirst->m_Got < iFirst->m_Room) return NotRead(KEL_E_FAIL);
 
   // A writer's own hold keeps the bytes: a failed write-back puts them back. The document is done
   // with once the values are built, so a writer uses the thread's too.
-  bool l_Reuse = l_Stat.cbSize <= k_ReusedDocumentLimit;
   thread_local std::string t_Text;
-  thread_local KELSysJSON t_Document;
   std::string l_OwnText;
-  std::optional<KELSysJSON> l_OwnDocument;
-  std::string& l_Text = m_OwnHold ? m_Hold->m_Bytes : l_Reuse ? t_Text : l_OwnText;
-  KELSysJSON& l_Document = l_Reuse ? t_Document : l_OwnDocument.emplace();
-
+  std::string& l_Text = m_OwnHold                                ? m_Hold->m_Bytes
+                        : l_Stat.cbSize <= k_ReusedDocumentLimit ? t_Text
+                                                                 : l_OwnText;
   try {
     l_Text.resize(size_t(l_Stat.cbSize));
   } catch (const std::bad_alloc&) {
     return NotRead(KEL_E_OUTOFMEMORY);
   }
   size_t l_Read = 0;
-  l_Rc = m_File->ReadAt(0, l_Text.data(), l_Text.size(), l_Read);
+  KELSysResult l_Rc = m_File->ReadAt(0, l_Text.data(), l_Text.size(), l_Read);
   if (l_Rc != KEL_S_OK || l_Read != l_Text.size()) return NotRead(l_Rc != KEL_S_OK ? l_Rc : KEL_E_FAIL);
+  return TakeValues(l_Text.data(), l_Text.size());
+}
+
+bool KELSysRegKey::TakeValues(const char* iText, size_t iSize) {
+  thread_local ThreadReader t_Reader;
+  std::optional<KELSysJSON> l_OwnDocument;
+  const bool l_Reuse = iSize <= k_ReusedDocumentLimit;
+  KELSysJSON& l_Document = l_Reuse ? t_Reader.m_Document : l_OwnDocument.emplace();
+
+  // A reader that wants no trace of the parse takes a plain key file as its text, without a tree:
+  // most keys are opened for a string or two.
+  std::string_view l_Plain;
+  if (!m_Hold && !m_Trace && iSize <= KELSysJSONTokenReadLimit && !t_Reader.m_Traced &&
+      KELSysRegPlainValues(std::string_view(iText, iSize), KeyName(), l_Plain)) {
+    m_Plain.assign(l_Plain);
+    return true;
+  }
 
   // Text that is not JSON, or lacks the key's member, leaves the key without values. Text that
   // would cost more to read than the file's size allows is not read.
   KELSysJSONValue l_Root;
-  const uint64_t l_Budget = MORFileLockBytesReadBudget(l_Stat.cbSize);
-  l_Rc = l_Document.Read(l_Text.data(), l_Text.size(), l_Root, nullptr, size_t(l_Budget));
+  const uint64_t l_Budget = MORFileLockBytesReadBudget(iSize);
+  KELSysResult l_Rc = l_Document.Read(iText, iSize, l_Root, nullptr, size_t(l_Budget));
   if (l_Rc == KEL_E_OUTOFMEMORY) {
-    m_Damage = std::to_string(l_Stat.cbSize) + " bytes that would take more than " +
-               std::to_string(l_Budget) + " bytes to read";
+    m_Damage = std::to_string(iSize) + " bytes that would take more than " + std::to_string(l_Budget) +
+               " bytes to read";
     if (m_Trace)
       m_Trace->Print(KELSysTraceWarning,
                      "  ReadValues %s: %llu bytes that would take more than %llu to read (or memory ran "
                      "out); the key opens without values\n",
-                     m_FilePath.c_str(), static_cast<unsigned long long>(l_Stat.cbSize),
+                     m_FilePath.c_str(), static_cast<unsigned long long>(iSize),
                      static_cast<unsigned long long>(l_Budget));
     return false;
   }
-  if (l_Rc != KEL_S_OK) return Damaged(ParseProblem(l_Text));
+  if (l_Rc != KEL_S_OK) return Damaged(ParseProblem(std::string_view(iText, iSize)));
   KELSysJSONValue* l_Member =
       l_Root.GetType() == KELSysJSONTypeObject ? l_Root.GetObject().Find(KeyName()) : nullptr;
   if (l_Member == nullptr || l_Member->GetType() != KELSysJSONTypeObject)
     return Damaged("holds no values of key " + std::string(KeyName()));
   *m_Values = std::move(l_Member->GetObject());
   return true;
+}
+
+void KELSysRegKey::MakeValues() {
+  if (m_Plain.empty()) return;
+  // The values object's own text reads as the tree that the whole file's member holds.
+  KELSysJSON l_Document;
+  KELSysJSONValue l_Root;
+  if (l_Document.Read(m_Plain.data(), m_Plain.size(), l_Root) == KEL_S_OK &&
+      l_Root.GetType() == KELSysJSONTypeObject)
+    *m_Values = std::move(l_Root.GetObject());
+  m_Plain.clear();
 }
 
 std::string_view KELSysRegKey::KeyName() const {
@@ -487,6 +632,10 @@ void KELSysRegKey::Release() {
   m_Changed = false;
   m_Staged = false;
   m_Damage.clear();
+  m_Plain.clear();
+  m_Listed.clear();
+  m_ListedAt = 0;
+  m_DirReadable = m_DirListed = false;
   m_File.reset();
   m_Values.reset();
   m_Path.Clear();

@@ -68,9 +68,19 @@ void KELSysRegKey::EnsureParentAreKeys(const std::string& iFile) {
 }
 
 KELSysResult KELSysRegKey::EnumKeys(std::vector<MORUnicodeString>& oNames) {
-  if (m_FilePath.empty()) return KEL_E_FAIL;
-  std::string l_Folder(KELSysRegKeyFolder(m_FilePath));
-  return KELSysRegListSubKeys(l_Folder.c_str(), oNames);
+  const KELSysResult l_Rc = ListSubKeys();
+  if (l_Rc != KEL_S_OK) return l_Rc;
+  for (size_t l_At = 1, l_End; (l_End = m_Listed.find('\0', l_At)) != std::string::npos; l_At = l_End + 1)
+    oNames.emplace_back(m_Listed.data() + l_At, l_End - l_At);
+  return KEL_S_OK;
+}
+
+KELSysResult KELSysRegKey::EnumKeysMBCS(std::vector<std::string>& oNames) {
+  const KELSysResult l_Rc = ListSubKeys();
+  if (l_Rc != KEL_S_OK) return l_Rc;
+  for (size_t l_At = 1, l_End; (l_End = m_Listed.find('\0', l_At)) != std::string::npos; l_At = l_End + 1)
+    oNames.emplace_back(m_Listed.data() + l_At, l_End - l_At);
+  return KEL_S_OK;
 }
 
 bool KELSysRegKey::SubKeyFile(const MORUnicodeString& iSubKeyPath, std::string& oFile) {

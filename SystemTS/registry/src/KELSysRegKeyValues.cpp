@@ -1,9 +1,11 @@
 // The values of an open key: queries, setters, removal and listing. Changes stay in memory until
 // the key is closed.
+#include <optional>
 #include <string_view>
 
 #include "KELSysJSON.h"
 #include "KELSysRegKey.h"
+#include "KELSysRegPlainValues.h"
 #include "KELSysTrace.h"
 
 namespace {
@@ -38,9 +40,15 @@ KELSysJSONValue MakeString(const MORUnicodeString& iText) {
 
 KELSysResult KELSysRegKey::FindData(const MORUnicodeString& iValueName, uint32_t iType,
                                     const KELSysJSONValue*& oData) {
+  return FindData(Utf8(iValueName), iType, oData);
+}
+
+KELSysResult KELSysRegKey::FindData(std::string_view iValueName, uint32_t iType,
+                                    const KELSysJSONValue*& oData) {
   oData = nullptr;
   if (!m_Values) return KEL_S_OK;
-  std::string_view l_Name = Utf8(iValueName);
+  MakeValues();
+  std::string_view l_Name = iValueName;
   const KELSysJSONValue* l_Value = m_Values->Find(l_Name);
   if (l_Value == nullptr) {
     if (m_Trace)
@@ -72,12 +80,33 @@ KELSysResult KELSysRegKey::QueryQWORDValue(const MORUnicodeString& iValueName, u
 }
 
 KELSysResult KELSysRegKey::QueryStringValue(const MORUnicodeString& iValueName, MORUnicodeString& oValue) {
+  if (!m_Plain.empty() && !m_Trace) {
+    std::optional<std::string_view> l_Text;
+    const KELSysResult l_Rc = KELSysRegPlainString(m_Plain, Utf8(iValueName), l_Text);
+    if (l_Text) oValue.BuildFromUTF8(l_Text->data(), l_Text->size());
+    return l_Rc;
+  }
   const KELSysJSONValue* l_Data;
   KELSysResult l_Rc = FindData(iValueName, KELSysRegTypeString, l_Data);
   if (l_Data == nullptr) return l_Rc;
   if (l_Data->GetType() != KELSysJSONTypeString) return KEL_E_FAIL;
   const std::string_view l_Text = l_Data->GetString();
   oValue.BuildFromUTF8(l_Text.data(), l_Text.size());
+  return l_Rc;
+}
+
+KELSysResult KELSysRegKey::QueryStringValueUTF8(std::string_view iValueName, std::string& oValue) {
+  if (!m_Plain.empty() && !m_Trace) {
+    std::optional<std::string_view> l_Text;
+    const KELSysResult l_Rc = KELSysRegPlainString(m_Plain, iValueName, l_Text);
+    if (l_Text) oValue.assign(*l_Text);
+    return l_Rc;
+  }
+  const KELSysJSONValue* l_Data;
+  KELSysResult l_Rc = FindData(iValueName, KELSysRegTypeString, l_Data);
+  if (l_Data == nullptr) return l_Rc;
+  if (l_Data->GetType() != KELSysJSONTypeString) return KEL_E_FAIL;
+  oValue.assign(l_Data->GetString());
   return l_Rc;
 }
 
@@ -96,6 +125,7 @@ KELSysResult KELSysRegKey::QueryMultiStringValue(const MORUnicodeString& iValueN
 
 KELSysResult KELSysRegKey::QueryValueType(const MORUnicodeString& iValueName, uint32_t& oType) {
   if (!m_Values) return KEL_S_OK;
+  MakeValues();
   const KELSysJSONValue* l_Value = m_Values->Find(Utf8(iValueName));
   if (l_Value == nullptr || l_Value->GetType() != KELSysJSONTypeArray) return KEL_E_FAIL;
   const KELSysJSONArray& l_Pair = l_Value->GetArray();
@@ -172,6 +202,7 @@ KELSysResult KELSysRegKey::DeleteValue(const MORUnicodeString& iValueName) {
 
 KELSysResult KELSysRegKey::EnumValues(std::vector<MORUnicodeString>& oNames) {
   if (!m_Values) return KEL_S_OK;
+  MakeValues();
   for (const KELSysJSONPair& l_Pair : *m_Values)
     oNames.push_back(MORUnicodeString::FromUTF8(l_Pair.GetKey().data(), l_Pair.GetKey().size()));
   return KEL_S_OK;

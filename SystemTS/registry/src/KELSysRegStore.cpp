@@ -6,7 +6,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <memory>
 #include <string_view>
 
 #include "KELSysRegPath.h"
@@ -44,15 +46,21 @@ class Listing {
   DIR* m_Dir;
 };
 
-// The type of an entry: from the listing when it says, else from the system (through links when
-// iFollow is set).
-unsigned char EntryType(const Listing& iDir, const dirent& iEntry, bool iFollow) {
-  if (iEntry.d_type != DT_UNKNOWN && !(iFollow && iEntry.d_type == DT_LNK)) return iEntry.d_type;
+// The type of the entry iName of the folder iDirFd, from the system (through links when iFollow is
+// set).
+unsigned char EntryType(int iDirFd, const char* iName, bool iFollow) {
   struct stat l_Stat;
-  if (fstatat(iDir.Fd(), iEntry.d_name, &l_Stat, iFollow ? 0 : AT_SYMLINK_NOFOLLOW) != 0) return DT_UNKNOWN;
+  if (fstatat(iDirFd, iName, &l_Stat, iFollow ? 0 : AT_SYMLINK_NOFOLLOW) != 0) return DT_UNKNOWN;
   if (S_ISDIR(l_Stat.st_mode)) return DT_DIR;
   if (S_ISREG(l_Stat.st_mode)) return DT_REG;
   return S_ISLNK(l_Stat.st_mode) ? DT_LNK : DT_UNKNOWN;
+}
+
+// FNV-1a: names are short, and a folder holds few enough of them for this to spread them well.
+size_t NameHash(std::string_view iName) {
+  uint64_t l_Hash = 14695981039346656037ull;
+  for (char l_Byte : iName) l_Hash = (l_Hash ^ uint8_t(l_Byte)) * 1099511628211ull;
+  return size_t(l_Hash ^ (l_Hash >> 29));
 }
 
 }  // namespace
@@ -83,38 +91,79 @@ void KELSysRegEnsureFile(const char* iPath) {
 }
 
 KELSysResult KELSysRegListSubKeys(const char* iFolder, std::vector<MORUnicodeString>& oNames) {
-  Listing l_Dir(open(iFolder, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!l_Dir.IsOpen()) return LastError();
-  // All names go to one buffer; the key files keep their order, the folders are sorted to be
-  // matched against them.
+  int l_Fd = open(iFolder, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (l_Fd < 0) return LastError();
   std::string l_Names;
-  std::vector<std::pair<size_t, size_t>> l_Files, l_Folders;
-  while (dirent* l_Entry = l_Dir.Next()) {
-    std::string_view l_Name(l_Entry->d_name);
-    bool l_Json = l_Name.size() > KELSysRegKeyExtension.size() && l_Name.ends_with(KELSysRegKeyExtension);
-    unsigned char l_Type = l_Entry->d_type;
-    if (l_Type == DT_LNK || l_Type == DT_UNKNOWN) l_Type = EntryType(l_Dir, *l_Entry, true);
-    if (l_Type == DT_DIR)
-      l_Folders.emplace_back(l_Names.size(), l_Name.size());
-    else if (l_Type == DT_REG && l_Json)
-      l_Files.emplace_back(l_Names.size(), l_Name.size() - KELSysRegKeyExtension.size());
-    else
-      continue;
-    l_Names.append(l_Name);
+  KELSysResult l_Rc = KELSysRegListSubKeysAt(l_Fd, l_Names);
+  close(l_Fd);
+  if (l_Rc != KEL_S_OK) return l_Rc;
+  for (size_t l_At = 0, l_End; (l_End = l_Names.find('\0', l_At)) != std::string::npos; l_At = l_End + 1)
+    oNames.emplace_back(l_Names.data() + l_At, l_End - l_At);
+  return KEL_S_OK;
+}
+
+KELSysResult KELSysRegListSubKeysAt(int iFd, std::string& oNames) {
+  // The raw listing: entries are read straight into one buffer per thread, and only the names that
+  // matter are copied out.
+  constexpr size_t k_Room = size_t(64) << 10;
+  thread_local std::unique_ptr<char[]> t_Entries(new char[k_Room]);
+  thread_local std::string t_Folders;
+  thread_local std::vector<uint32_t> t_FolderAt, t_Slots;
+  std::string& l_Folders = t_Folders;  // folder names, each followed by a zero byte
+  std::vector<uint32_t>& l_FolderAt = t_FolderAt;
+  l_Folders.clear();
+  l_FolderAt.clear();
+  const size_t l_First = oNames.size();
+  for (;;) {
+    const ssize_t l_Got = getdents64(iFd, t_Entries.get(), k_Room);
+    if (l_Got < 0 && errno == EINTR) continue;
+    if (l_Got < 0) {
+      oNames.resize(l_First);
+      return LastError();
+    }
+    if (l_Got == 0) break;
+    for (ssize_t l_Off = 0; l_Off < l_Got;) {
+      const auto* l_Entry = reinterpret_cast<const dirent64*>(t_Entries.get() + l_Off);
+      l_Off += l_Entry->d_reclen;
+      if (IsDots(l_Entry->d_name)) continue;
+      const std::string_view l_Name(l_Entry->d_name);
+      const bool l_Json =
+          l_Name.size() > KELSysRegKeyExtension.size() && l_Name.ends_with(KELSysRegKeyExtension);
+      unsigned char l_Type = l_Entry->d_type;
+      if (l_Type == DT_LNK || l_Type == DT_UNKNOWN) l_Type = EntryType(iFd, l_Entry->d_name, true);
+      if (l_Type == DT_DIR) {
+        l_FolderAt.push_back(uint32_t(l_Folders.size()));
+        l_Folders.append(l_Name).push_back('\0');
+      } else if (l_Type == DT_REG && l_Json) {
+        oNames.append(l_Name.substr(0, l_Name.size() - KELSysRegKeyExtension.size())).push_back('\0');
+      }
+    }
   }
-  if (errno != 0) return LastError();
-  auto l_View = [&l_Names](const std::pair<size_t, size_t>& iAt) {
-    return std::string_view(l_Names).substr(iAt.first, iAt.second);
-  };
-  std::vector<std::string_view> l_Sorted;
-  l_Sorted.reserve(l_Folders.size());
-  for (const auto& l_At : l_Folders) l_Sorted.push_back(l_View(l_At));
-  std::sort(l_Sorted.begin(), l_Sorted.end());
-  for (const auto& l_At : l_Files) {
-    std::string_view l_Base = l_View(l_At);
-    if (std::binary_search(l_Sorted.begin(), l_Sorted.end(), l_Base))
-      oNames.emplace_back(l_Base.data(), l_Base.size());
+  // The key files keep their order; each is kept when a folder of its name stands beside it, found
+  // through a small hash table of the folders.
+  size_t l_Size = 16;
+  while (l_Size < 2 * l_FolderAt.size()) l_Size *= 2;
+  std::vector<uint32_t>& l_Slots = t_Slots;
+  l_Slots.assign(l_Size, 0);
+  auto l_Folder = [&](uint32_t iAt) { return std::string_view(l_Folders.data() + iAt); };
+  for (size_t l_Index = 0; l_Index < l_FolderAt.size(); ++l_Index) {
+    size_t l_Slot = NameHash(l_Folder(l_FolderAt[l_Index])) & (l_Size - 1);
+    while (l_Slots[l_Slot] != 0) l_Slot = (l_Slot + 1) & (l_Size - 1);
+    l_Slots[l_Slot] = uint32_t(l_Index + 1);
   }
+  size_t l_Kept = l_First;
+  for (size_t l_At = l_First, l_End; (l_End = oNames.find('\0', l_At)) != std::string::npos;
+       l_At = l_End + 1) {
+    const std::string_view l_Base(oNames.data() + l_At, l_End - l_At);
+    bool l_Found = false;
+    for (size_t l_Slot = NameHash(l_Base) & (l_Size - 1); !l_Found && l_Slots[l_Slot] != 0;
+         l_Slot = (l_Slot + 1) & (l_Size - 1))
+      l_Found = l_Folder(l_FolderAt[l_Slots[l_Slot] - 1]) == l_Base;
+    if (!l_Found) continue;
+    if (l_Kept != l_At) std::memmove(oNames.data() + l_Kept, l_Base.data(), l_Base.size() + 1);
+    l_Kept += l_Base.size() + 1;
+  }
+  oNames.resize(l_Kept);
   return KEL_S_OK;
 }
 
@@ -140,7 +189,9 @@ KELSysResult KELSysRegRemoveTreeAt(int iDirFd, const char* iName) {
       if (l_Rc != 0) return LastError();
       continue;
     }
-    if (EntryType(l_Top.m_Dir, *l_Entry, false) == DT_DIR) {
+    const unsigned char l_Type =
+        l_Entry->d_type != DT_UNKNOWN ? l_Entry->d_type : EntryType(l_Top.m_Dir.Fd(), l_Entry->d_name, false);
+    if (l_Type == DT_DIR) {
       int l_Fd = openat(l_Top.m_Dir.Fd(), l_Entry->d_name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
       Listing l_Sub(l_Fd);
       if (!l_Sub.IsOpen()) return LastError();

@@ -22,6 +22,9 @@ void KELSysRegEnsureFile(const char* iPath);
 // Appends the subkeys of the key folder iFolder (see KELSysRegKey::EnumKeys), taking file types
 // from the listing and asking the system only for links and unknown types.
 KELSysResult KELSysRegListSubKeys(const char* iFolder, std::vector<MORUnicodeString>& oNames);
+// The same for the key folder open for reading on iFd, listed from where its position stands: the
+// names are appended to oNames, each followed by a zero byte. On failure oNames is as it was.
+KELSysResult KELSysRegListSubKeysAt(int iFd, std::string& oNames);
 
 // Removes the folder iPath with everything below it, without following links and without
 // recursion. The first failure stops the removal and is returned.

@@ -99,6 +99,30 @@ KELSysResult MORFileLockBytes::Adopt(int iFd, uint32_t iMode, std::unique_ptr<MO
   return KEL_S_OK;
 }
 
+int MORFileLockBytes::OpenDescriptorNotLinked(int iDirFd, const char* iName, uint32_t iMode) {
+  return openat(iDirFd, iName, OpenFlags(iMode) | O_NOFOLLOW);
+}
+
+std::unique_ptr<MORFileLockBytes> MORFileLockBytes::AdoptUnchecked(int iFd, uint32_t iMode) {
+  struct stat l_Unknown {};
+  std::unique_ptr<MORFileLockBytes> l_File(
+      new MORFileLockBytes(iFd, iMode == MORLockBytesReadWrite ? iMode : MORLockBytesRead, l_Unknown));
+  l_File->m_OpenStatFresh = false;
+  return l_File;
+}
+
+KELSysResult MORFileLockBytes::Settle() {
+  struct stat l_Stat;
+  if (Status(m_Fd, l_Stat) != 0) return LastError();
+  if (!S_ISREG(l_Stat.st_mode)) return KEL_E_FAIL;
+  m_OpenSize = uint64_t(l_Stat.st_size);
+  m_Device = l_Stat.st_dev;
+  m_Inode = l_Stat.st_ino;
+  m_Links = l_Stat.st_nlink;
+  m_OpenStatFresh = true;
+  return KEL_S_OK;
+}
+
 MORFileLockBytes::MORFileLockBytes(int iFd, uint32_t iMode, const struct stat& iStat)
     : m_Fd(iFd),
       m_Mode(iMode),
@@ -125,6 +149,17 @@ KELSysResult MORFileLockBytes::ReadAt(uint64_t iOffset, void* oBuffer, size_t iC
     if (l_Got == 0) break;
     oRead += size_t(l_Got);
   }
+  return KEL_S_OK;
+}
+
+KELSysResult MORFileLockBytes::ReadSome(uint64_t iOffset, void* oBuffer, size_t iCount, size_t& oRead) {
+  m_OpenStatFresh = false;
+  oRead = 0;
+  ssize_t l_Got;
+  while ((l_Got = pread(m_Fd, oBuffer, iCount, off_t(iOffset))) < 0 && errno == EINTR) {
+  }
+  if (l_Got < 0) return LastError();
+  oRead = size_t(l_Got);
   return KEL_S_OK;
 }
 

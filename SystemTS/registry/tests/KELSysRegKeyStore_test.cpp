@@ -192,6 +192,36 @@ TEST_F(KELSysRegKeyTest, ChildOpensAsTheWholePathWould) {
   alarm(0);
 }
 
+// A child that its parent has just listed is opened by its key file alone: what has stood there since
+// is refused or followed as the whole path would be, but a folder removed since is not looked for.
+TEST_F(KELSysRegKeyTest, ListedChildOpensByItsFile) {
+  alarm(10);
+  for (const auto& [l_File, l_NoFolder, l_Result, l_Value] :
+       {std::tuple{k_Real, false, KEL_S_OK, "file"},
+        {k_Real, true, KEL_S_OK, "file"},
+        {k_Link, false, KEL_S_OK, "linked file"},
+        {k_Missing, false, KELSysResultFromErrno(ENOENT), "?"},
+        {k_Fifo, false, KEL_E_FAIL, "?"},
+        {k_Folder, false, KEL_E_FAIL, "?"},
+        {k_Device, false, KEL_E_FAIL, "?"}}) {
+    SCOPED_TRACE(std::to_string(l_File) + (l_NoFolder ? " without its folder" : ""));
+    fs::remove_all(Path("HKLM"));
+    fs::remove_all(Path("Target.json"));
+    WriteKey("HKLM/P");
+    WriteKey("HKLM/P/C", "{}");
+    KELSysRegKey l_Parent, l_Key;
+    Names l_Names;
+    ASSERT_EQ(l_Parent.OpenKey(k_HKLM, "P", k_Read) | l_Parent.EnumKeys(l_Names), KEL_S_OK);
+    ASSERT_EQ(l_Names, Names{"C"});
+    fs::remove(Path("HKLM/P/C.json"));
+    if (l_NoFolder) fs::remove(Path("HKLM/P/C"));
+    Lay(l_File, Path("HKLM/P/C.json"), Path("Target.json"), false);
+    EXPECT_EQ(l_Key.OpenKey(l_Parent, "C", k_Read), l_Result);
+    EXPECT_EQ(KELSysRegValue(l_Key, "V"), l_Value);
+  }
+  alarm(0);
+}
+
 // A key named from the hive by a path with links or ".." steps in it is the key of that whole path:
 // a registry reached through a link, a step out of a folder and back, a step through a missing one.
 // A child named ".." of P is the file "...json" in P's own folder.
