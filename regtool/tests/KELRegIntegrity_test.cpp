@@ -124,7 +124,7 @@ TEST_P(KELRegCrash, EveryKillAndFaultLeavesTheOldOrTheNewRegistryOnceRecovered) 
       const bool l_Committed = l_Run.m_Err.find("committed") != std::string::npos;
       EXPECT_EQ(Reg({"recover"}).m_Status, 0);
       EXPECT_EQ(Snapshot(), l_Committed ? l_New : l_Old) << l_Run.m_Err;
-      if (!l_Committed) EXPECT_EQ(l_Now, l_Old);
+      EXPECT_TRUE(l_Committed || l_Now == l_Old) << l_Run.m_Err;  // untouched before the commit point
     }
   EXPECT_GT(l_Points, 5);
   std::cout << GetParam().m_Name << ": " << l_Points << " kill points, as many faults\n";
