@@ -162,6 +162,10 @@ struct Damage {
   std::string m_After;   // what check still reports after --repair
 };
 void PrintTo(const Damage& iCase, std::ostream* oOut) { *oOut << iCase.m_Name; }
+// The damage of writing iBytes to iFile in the folder of the Desktop key.
+std::function<void(const std::string&)> Writes(const std::string& iFile, const std::string& iBytes) {
+  return [=](const std::string& iDesktop) { KELTestWriteFile(iDesktop + "/" + iFile, iBytes); };
+}
 
 class KELRegCheck : public KELRegTest, public ::testing::WithParamInterface<Damage> {
  protected:
@@ -203,22 +207,12 @@ const std::string k_NoPath =
 INSTANTIATE_TEST_SUITE_P(
     Registries, KELRegCheck,
     ::testing::Values(
-        Damage{"CutShort",
-               [](const std::string& iDesktop) {
-                 KELTestWriteFile(iDesktop + "/X1.json",
-                                  "{\"Version\":\"1.0\",\"X1\":{\"Path\":[3,\"/opt/x\"],\"SP");
-               },
+        Damage{"CutShort", Writes("X1.json", "{\"Version\":\"1.0\",\"X1\":{\"Path\":[3,\"/opt/x\"],\"SP"),
                k_Line + "not valid JSON at line 1, column 44" + k_File, k_NoPath},
-        Damage{"OverTheCap",
-               [](const std::string& iDesktop) {
-                 KELTestWriteFile(iDesktop + "/X1.json", std::string((1 << 20) + 1, ' '));
-               },
+        Damage{"OverTheCap", Writes("X1.json", std::string((1 << 20) + 1, ' ')),
                k_Line + "1048577 bytes, over the limit of 1048576" + k_File, k_NoPath},
         Damage{"TooDeep",
-               [](const std::string& iDesktop) {
-                 KELTestWriteFile(iDesktop + "/X1.json",
-                                  "{\"X1\":" + std::string(1200, '[') + std::string(1200, ']') + "}");
-               },
+               Writes("X1.json", "{\"X1\":" + std::string(1200, '[') + std::string(1200, ']') + "}"),
                k_Line + "nested deeper than 1000 levels at line 1, column 1006" + k_File, k_NoPath},
         Damage{"FileWithoutFolder", [](const std::string& iDesktop) { fs::remove(iDesktop + "/X1"); },
                k_X1 + ": half-made: key file without its folder (the key is not listed)" + k_File, ""},
@@ -235,8 +229,7 @@ INSTANTIATE_TEST_SUITE_P(
                 "\\Sub: half-made: key folder without its key file (the key and its subkeys are not listed) "
                 "(ROOT/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/X1/Sub)\n",
             k_NoPath},
-        Damage{"Leftover",
-               [](const std::string& iDesktop) { KELTestWriteFile(iDesktop + "/.X1.json.kelreg", "{"); },
+        Damage{"Leftover", Writes(".X1.json.kelreg", "{"),
                "ROOT/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/.X1.json.kelreg: leftover: left by an "
                "interrupted change\n",
                ""},
@@ -253,11 +246,7 @@ INSTANTIATE_TEST_SUITE_P(
                "finished)\nROOT/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/.X1.json.kelreg: leftover: left by an "
                "interrupted change\n",
                k_NoPath},
-        Damage{"Orphan",
-               [](const std::string& iDesktop) {
-                 KELTestWriteFile(iDesktop + "/X1.json",
-                                  "{\"Version\":\"1.0\",\"X1\":{\"Path\":[3,\"/no/such\"]}}");
-               },
+        Damage{"Orphan", Writes("X1.json", "{\"Version\":\"1.0\",\"X1\":{\"Path\":[3,\"/no/such\"]}}"),
                k_X1 + ": orphan: installation whose Path /no/such is not a folder here" + k_File,
                k_X1 + ": orphan: installation whose Path /no/such is not a folder here" + k_File}),
     [](const ::testing::TestParamInfo<Damage>& iInfo) { return iInfo.param.m_Name; });
