@@ -299,7 +299,6 @@ TEST_F(KELRegTest, UsageErrorsAndFailuresReportOneLineAndWriteNothing) {
              "standard input:1:20: unexpected end of the document, expected ',' or '}' in the document",
              "{\"Key\": \"HKLM/Good\""},
         Case{{"import", m_Dir + "/bad.json"}, m_Dir + "/bad.json:3:23: expected a REG_SZ string"},
-        Case{{"query", "HKLM/K", "-v", "None"}, "HKLM\\K: no value 'None'"},
         Case{{"query", "HKLM/K", "-v", "two\nlines\t"}, "HKLM\\K: no value 'two\\nlines\\t'"},
         Case{{"query", "HKLM/Bad", "-v", "W"}, "HKLM\\Bad: value 'W' is not a valid registry value"},
         Case{{"export", "HKLM/Bad"}, "HKLM\\Bad: value 'W' is not a valid registry value"},
