@@ -340,10 +340,9 @@ class KELRegHostile : public KELRegTest, public ::testing::WithParamInterface<Ho
 
 TEST_P(KELRegHostile, NoCommandWritesThroughALink) {
   const std::string l_Outside = m_Dir + "/outside";
-  fs::create_directories(l_Outside + "/dir/Victim");
-  KELTestWriteFile(l_Outside + "/file.json", "{\"Version\":\"1.0\",\"B\":{\"V\":[3,\"precious\"]}}");
-  KELTestWriteFile(l_Outside + "/dir/Victim.json", "");
-  KELTestWriteFile(l_Outside + "/dir/Victim/data.txt", "precious");
+  m_Temp.Write("outside/file.json", "{\"Version\":\"1.0\",\"B\":{\"V\":[3,\"precious\"]}}");
+  m_Temp.Write("outside/dir/Victim.json", "");
+  m_Temp.Write("outside/dir/Victim/data.txt", "precious");
   ASSERT_EQ(Reg({"add", "HKLM\\A\\B\\C", "-v", "V", "-d", "v"}).m_Err, "");
   const std::string l_Link = m_Root + "/" + GetParam().m_Link;
   fs::remove_all(l_Link);

@@ -34,9 +34,8 @@ class KELRegLister : public KELRegTest {
 // 8 processes add 100 values each to one key, one KELReg run per value.
 TEST_F(KELRegLister, ConcurrentAddsOnOneKeyAreAllKept) {
   const std::string l_Script =
-      "for w in 0 1 2 3 4 5 6 7; do (for i in $(seq 100); do \"$0\" --root \"$1\" add 'HKLM\\Shared' -v "
-      "w$w.$i "
-      "-d $i || echo \"failed $w $i\"; done) & done; wait";
+      "for w in 0 1 2 3 4 5 6 7; do (for i in $(seq 100); do \"$0\" --root \"$1\" add 'HKLM\\Shared' "
+      "-v w$w.$i -d $i || echo \"failed $w $i\"; done) & done; wait";
   EXPECT_RUN(Exec({"/bin/bash", "-c", l_Script, KEL_BINARY_DIR "/KELReg", m_Root}), 0, "", "");
   std::multiset<std::string> l_Expected = {"HKLM\\Shared"}, l_Lines;
   for (int l_Writer = 0; l_Writer < 8; ++l_Writer)
