@@ -55,6 +55,19 @@ TEST(KELInsRegDocument, FaultsAreReportedWhereTheyStand) {
   const std::string l_A = "{\"Key\": \"HKLM/A\", \"Values\": {\"V\": ";
   const std::string l_Good =
       "{\"Key\": \"HKLM/Good\", \"Values\": {\"v\": [3, \"fine\"]}, \"Subkeys\": {\"S\": {}}}";
+  std::string l_Deep = "{\"Key\": \"HKLM/D\", \"Subkeys\": ";
+  for (int l_Level = 0; l_Level < 600; ++l_Level) l_Deep += "{\"k\": {\"Subkeys\": ";
+  l_Deep += "{}" + std::string(1200, '}') + "}";
+  const std::string l_Big(10 << 20, 'x'), l_Half = l_Big.substr(0, 600000),
+                                          l_W = "{\"Key\": \"HKLM/W\", \"Values\": {";
+  // Lists of one short string under short names: well within the size limit, but the key file
+  // would cost its readers more than its size allows.
+  std::string l_Lists = "{\"Key\": \"HKLM/L\", \"Values\": {";
+  for (char l_First = '!'; l_First <= '~'; ++l_First)
+    for (char l_Second = '!'; l_Second <= '~'; ++l_Second)
+      if (l_First != '"' && l_First != '\\' && l_Second != '"' && l_Second != '\\')
+        l_Lists +=
+            std::string(l_Lists.back() == '{' ? "" : ",") + "\"" + l_First + l_Second + "\":[4,[\"x\"]]";
   for (const auto& [l_Text, l_Fault] : std::vector<std::pair<std::string, std::string>>{
            {"", "1:1: empty document"},
            {l_Good.substr(0, l_Good.size() - 3),
@@ -100,28 +113,9 @@ TEST(KELInsRegDocument, FaultsAreReportedWhereTheyStand) {
            {"{\"Key\": \"HKLM/A\", \"Subkeys\": {\"x\": []}}", "1:36: expected an object for a key"},
            {"{\"Key\": \"HKLM/A\", \"Subkeys\": {\"S\": {\"Values\": {\"v\": [2, " + std::string(400, '9') +
                 "]}}}}",
-            "1:57: a REG_QWORD number out of range (at most 18446744073709551615)"}}) {
-    EXPECT_EQ(FaultOf(l_Text), l_Fault) << l_Text.substr(0, 200);
-  }
-}
-
-// What would make a key file the registry cannot hold, or cannot read within its budget, and keys
-// nested past the bound: refused at the key, value or string that goes too far.
-TEST(KELInsRegDocument, LimitsAreReportedWhereTheyAreCrossed) {
-  std::string l_Deep = "{\"Key\": \"HKLM/D\", \"Subkeys\": ";
-  for (int l_Level = 0; l_Level < 600; ++l_Level) l_Deep += "{\"k\": {\"Subkeys\": ";
-  l_Deep += "{}" + std::string(1200, '}') + "}";
-  const std::string l_Big(10 << 20, 'x'), l_Half = l_Big.substr(0, 600000),
-                                          l_W = "{\"Key\": \"HKLM/W\", \"Values\": {";
-  // Lists of one short string under short names: well within the size limit, but the key file
-  // would cost its readers more than its size allows.
-  std::string l_Lists = "{\"Key\": \"HKLM/L\", \"Values\": {";
-  for (char l_First = '!'; l_First <= '~'; ++l_First)
-    for (char l_Second = '!'; l_Second <= '~'; ++l_Second)
-      if (l_First != '"' && l_First != '\\' && l_Second != '"' && l_Second != '\\')
-        l_Lists +=
-            std::string(l_Lists.back() == '{' ? "" : ",") + "\"" + l_First + l_Second + "\":[4,[\"x\"]]";
-  for (const auto& [l_Text, l_Fault] : std::vector<std::pair<std::string, std::string>>{
+            "1:57: a REG_QWORD number out of range (at most 18446744073709551615)"},
+           // Past the bounds: keys nested too deep, what would make a key file the registry cannot
+           // hold or cannot read within its budget, refused at the key, value or string too far.
            {l_Deep, "1:9251: keys nested deeper than 512 levels"},
            {l_W + "\"v\": [3, \"" + l_Big + "\"]}}", "1:39: string longer than 1048576 bytes"},
            {l_W + "\"" + l_Big + "\": [3, \"\"]}}", "1:30: string longer than 65536 bytes"},
@@ -136,7 +130,7 @@ TEST(KELInsRegDocument, LimitsAreReportedWhereTheyAreCrossed) {
             "1:29: the values of this key would take more memory to read than the registry allows for the "
             "126959 "
             "bytes they take in its key file (many short values holding lists)"}}) {
-    EXPECT_EQ(FaultOf(l_Text), l_Fault);
+    EXPECT_EQ(FaultOf(l_Text), l_Fault) << l_Text.substr(0, 200);
   }
 }
 

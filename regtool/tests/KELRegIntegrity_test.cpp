@@ -18,9 +18,6 @@ constexpr const char* k_Mutating =
     "write,pwrite64,ftruncate,fchmod,fchown,fsync,fdatasync,rename,renameat,renameat2,mkdir,mkdirat,"
     "unlink,unlinkat,rmdir,link,linkat";
 
-// The leak checker of the sanitizers' build cannot run under strace, and makes the run fail.
-const char* const k_NoLeakCheck = "ASAN_OPTIONS=detect_leaks=0:detect_stack_use_after_return=1";
-
 struct CrashCase {
   std::string m_Name;
   std::vector<std::string> m_Args;
@@ -43,8 +40,6 @@ class KELRegCrash : public KELRegTest, public ::testing::WithParamInterface<Cras
   }
   std::string m_Memory;
 
-  static bool HaveStrace() { return system("strace -V >/dev/null 2>&1") == 0; }
-
   // The registry every case starts from: the sample, and three more levels of installations.
   void MakeTemplate(const std::string& iWhere) {
     ASSERT_EQ(Reg({"import", KEL_SOURCE_DIR "/examples/registry.json"}).m_Err, "");
@@ -66,17 +61,14 @@ class KELRegCrash : public KELRegTest, public ::testing::WithParamInterface<Cras
     fs::remove_all(m_Root);
     fs::copy(iTemplate, m_Root, fs::copy_options::recursive);
   }
-  KELRegOutcome Traced(const std::vector<std::string>& iStrace) {
-    std::vector<std::string> l_Args = {"/usr/bin/env", "strace", "-f", "-qq"};
-    l_Args.insert(l_Args.end(), iStrace.begin(), iStrace.end());
-    l_Args.insert(l_Args.end(), {KEL_BINARY_DIR "/KELReg", "--root", m_Root});
-    l_Args.insert(l_Args.end(), GetParam().m_Args.begin(), GetParam().m_Args.end());
-    return Exec(l_Args, GetParam().m_Input, -1, {k_NoLeakCheck});
+  KELRegOutcome Traced(std::vector<std::string> iStrace) {
+    iStrace.insert(iStrace.begin(), "-f");
+    return Strace(iStrace, GetParam().m_Args, GetParam().m_Input);
   }
 };
 
 TEST_P(KELRegCrash, EveryKillAndFaultLeavesTheOldOrTheNewRegistryOnceRecovered) {
-  if (!HaveStrace()) GTEST_SKIP() << "strace is not installed (apt-get install strace)";
+  KELREG_SKIP_WITHOUT_STRACE();
   const std::string l_Template = m_Dir + "/template", l_Log = m_Dir + "/calls";
   MakeTemplate(l_Template);
   Fresh(l_Template);
@@ -85,13 +77,11 @@ TEST_P(KELRegCrash, EveryKillAndFaultLeavesTheOldOrTheNewRegistryOnceRecovered) 
   const std::vector<std::string> l_New = Snapshot();
   ASSERT_NE(l_New, l_Old);
   std::map<std::string, int> l_Calls;
-  std::istringstream l_Lines(KELRegReadFile(l_Log));
+  std::istringstream l_Lines(KELTestReadFile(l_Log));
   for (std::string l_Line; std::getline(l_Lines, l_Line);)
-    if (size_t l_Open = l_Line.find('('); l_Open != std::string::npos) {
-      size_t l_Start = l_Line.rfind(' ', l_Open);  // after the process id that -f writes first
-      l_Start = l_Start == std::string::npos ? 0 : l_Start + 1;
-      ++l_Calls[l_Line.substr(l_Start, l_Open - l_Start)];
-    }
+    if (size_t l_Open = l_Line.find('('), l_Start = l_Line.rfind(' ', l_Open) + 1;
+        l_Open != std::string::npos)
+      ++l_Calls[l_Line.substr(l_Start, l_Open - l_Start)];  // after the process id that -f writes first
 #if defined(__SANITIZE_ADDRESS__)
   const int l_Every = 4;  // the sanitizers' build takes every fourth point: the states are the release's
   // Its runtime probes memory with write calls of its own and aborts when one fails, so its writes
@@ -134,9 +124,7 @@ TEST_P(KELRegCrash, EveryKillAndFaultLeavesTheOldOrTheNewRegistryOnceRecovered) 
       const bool l_Committed = l_Run.m_Err.find("committed") != std::string::npos;
       EXPECT_EQ(Reg({"recover"}).m_Status, 0);
       EXPECT_EQ(Snapshot(), l_Committed ? l_New : l_Old) << l_Run.m_Err;
-      if (!l_Committed) {
-        EXPECT_EQ(l_Now, l_Old);
-      }
+      EXPECT_TRUE(l_Committed || l_Now == l_Old) << l_Run.m_Err;  // untouched before the commit point
     }
   EXPECT_GT(l_Points, 5);
   std::cout << GetParam().m_Name << ": " << l_Points << " kill points, as many faults\n";
@@ -174,6 +162,10 @@ struct Damage {
   std::string m_After;   // what check still reports after --repair
 };
 void PrintTo(const Damage& iCase, std::ostream* oOut) { *oOut << iCase.m_Name; }
+// The damage of writing iBytes to iFile in the folder of the Desktop key.
+std::function<void(const std::string&)> Writes(const std::string& iFile, const std::string& iBytes) {
+  return [=](const std::string& iDesktop) { KELTestWriteFile(iDesktop + "/" + iFile, iBytes); };
+}
 
 class KELRegCheck : public KELRegTest, public ::testing::WithParamInterface<Damage> {
  protected:
@@ -193,7 +185,7 @@ TEST_P(KELRegCheck, ReportsEachProblemAndRepairsWhatItCan) {
   EXPECT_RUN(Reg({"check"}), 0, "", "");
   const std::string l_Desktop = m_Root + "/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop";
   GetParam().m_Make(l_Desktop);
-  const std::string l_X2 = KELRegReadFile(l_Desktop + "/X2.json");
+  const std::string l_X2 = KELTestReadFile(l_Desktop + "/X2.json");
   KELRegOutcome l_Check = Reg({"check"});
   EXPECT_EQ(l_Check.m_Status, 1);
   EXPECT_EQ(Shown(l_Check.m_Out), GetParam().m_Report);
@@ -204,7 +196,7 @@ TEST_P(KELRegCheck, ReportsEachProblemAndRepairsWhatItCan) {
             GetParam().m_After != GetParam().m_Report)
       << l_Repair.m_Out;
   EXPECT_EQ(Shown(Reg({"check"}).m_Out), GetParam().m_After);
-  EXPECT_EQ(KELRegReadFile(l_Desktop + "/X2.json"), l_X2);
+  EXPECT_EQ(KELTestReadFile(l_Desktop + "/X2.json"), l_X2);
 }
 
 const std::string k_Line = k_X1 + ": damaged: ";
@@ -215,22 +207,12 @@ const std::string k_NoPath =
 INSTANTIATE_TEST_SUITE_P(
     Registries, KELRegCheck,
     ::testing::Values(
-        Damage{"CutShort",
-               [](const std::string& iDesktop) {
-                 KELRegWriteFile(iDesktop + "/X1.json",
-                                 "{\"Version\":\"1.0\",\"X1\":{\"Path\":[3,\"/opt/x\"],\"SP");
-               },
+        Damage{"CutShort", Writes("X1.json", "{\"Version\":\"1.0\",\"X1\":{\"Path\":[3,\"/opt/x\"],\"SP"),
                k_Line + "not valid JSON at line 1, column 44" + k_File, k_NoPath},
-        Damage{"OverTheCap",
-               [](const std::string& iDesktop) {
-                 KELRegWriteFile(iDesktop + "/X1.json", std::string((1 << 20) + 1, ' '));
-               },
+        Damage{"OverTheCap", Writes("X1.json", std::string((1 << 20) + 1, ' ')),
                k_Line + "1048577 bytes, over the limit of 1048576" + k_File, k_NoPath},
         Damage{"TooDeep",
-               [](const std::string& iDesktop) {
-                 KELRegWriteFile(iDesktop + "/X1.json",
-                                 "{\"X1\":" + std::string(1200, '[') + std::string(1200, ']') + "}");
-               },
+               Writes("X1.json", "{\"X1\":" + std::string(1200, '[') + std::string(1200, ']') + "}"),
                k_Line + "nested deeper than 1000 levels at line 1, column 1006" + k_File, k_NoPath},
         Damage{"FileWithoutFolder", [](const std::string& iDesktop) { fs::remove(iDesktop + "/X1"); },
                k_X1 + ": half-made: key file without its folder (the key is not listed)" + k_File, ""},
@@ -247,80 +229,63 @@ INSTANTIATE_TEST_SUITE_P(
                 "\\Sub: half-made: key folder without its key file (the key and its subkeys are not listed) "
                 "(ROOT/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/X1/Sub)\n",
             k_NoPath},
-        Damage{"Leftover",
-               [](const std::string& iDesktop) { KELRegWriteFile(iDesktop + "/.X1.json.kelreg", "{"); },
+        Damage{"Leftover", Writes(".X1.json.kelreg", "{"),
                "ROOT/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/.X1.json.kelreg: leftover: left by an "
                "interrupted change\n",
                ""},
         Damage{"Interrupted",
                [](const std::string& iDesktop) {
                  const std::string l_Below = "HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/";
-                 KELRegWriteFile(iDesktop + "/.X1.json.kelreg", "{\"Version\":\"1.0\",\"X1\":{}}");
-                 KELRegWriteFile(iDesktop + "/../../../../../../.KELReg/journal",
-                                 "KELSysRegChange C\nF " + std::to_string(l_Below.size() + 15) + ":" +
-                                     l_Below + ".X1.json.kelreg " + std::to_string(l_Below.size() + 7) + ":" +
-                                     l_Below + "X1.json\nend\n");
+                 KELTestWriteFile(iDesktop + "/.X1.json.kelreg", "{\"Version\":\"1.0\",\"X1\":{}}");
+                 KELTestWriteFile(iDesktop + "/../../../../../../.KELReg/journal",
+                                  "KELSysRegChange C\nF " + std::to_string(l_Below.size() + 15) + ":" +
+                                      l_Below + ".X1.json.kelreg " + std::to_string(l_Below.size() + 7) +
+                                      ":" + l_Below + "X1.json\nend\n");
                },
                "ROOT/.KELReg/journal: interrupted: a change was cut off after its commit point (it will be "
                "finished)\nROOT/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/.X1.json.kelreg: leftover: left by an "
                "interrupted change\n",
                k_NoPath},
-        Damage{"Orphan",
-               [](const std::string& iDesktop) {
-                 KELRegWriteFile(iDesktop + "/X1.json",
-                                 "{\"Version\":\"1.0\",\"X1\":{\"Path\":[3,\"/no/such\"]}}");
-               },
+        Damage{"Orphan", Writes("X1.json", "{\"Version\":\"1.0\",\"X1\":{\"Path\":[3,\"/no/such\"]}}"),
                k_X1 + ": orphan: installation whose Path /no/such is not a folder here" + k_File,
                k_X1 + ": orphan: installation whose Path /no/such is not a folder here" + k_File}),
     [](const ::testing::TestParamInfo<Damage>& iInfo) { return iInfo.param.m_Name; });
 
 // A key file whose read fails is a failure of the reading commands, with the system's reason.
 TEST_F(KELRegTest, AReadThatFailsIsAFailureWithItsReason) {
-  if (system("strace -V >/dev/null 2>&1") != 0)
-    GTEST_SKIP() << "strace is not installed (apt-get install strace)";
+  KELREG_SKIP_WITHOUT_STRACE();
   ASSERT_EQ(Reg({"add", "HKLM\\A\\B", "-v", "V", "-d", "v"}).m_Err, "");
   const std::string l_Log = m_Dir + "/reads";
   for (const std::vector<std::string>& l_Args : std::vector<std::vector<std::string>>{
            {"query", "HKLM\\A\\B"}, {"query", "HKLM\\A\\B", "-v", "V"}, {"export", "HKLM\\A"}}) {
     SCOPED_TRACE(l_Args[0]);
-    auto l_Traced = [&](const std::string& iOutput, const std::string& iInject) {
-      std::vector<std::string> l_Run = {"/usr/bin/env", "strace", "-qq",          "-o",
-                                        iOutput,        "-e",     "trace=pread64"};
-      if (!iInject.empty()) l_Run.insert(l_Run.end(), {"-e", iInject});
-      l_Run.insert(l_Run.end(), {KEL_BINARY_DIR "/KELReg", "--root", m_Root});
-      l_Run.insert(l_Run.end(), l_Args.begin(), l_Args.end());
-      return Exec(l_Run, "", -1, {k_NoLeakCheck});
-    };
-    ASSERT_EQ(l_Traced(l_Log, "").m_Status, 0);
+    ASSERT_EQ(Strace({"-o", l_Log, "-e", "trace=pread64"}, l_Args).m_Status, 0);
     // The last read is that of the key file, after the loader's.
-    const std::string l_Reads = KELRegReadFile(l_Log);
-    KELRegOutcome l_Outcome =
-        l_Traced("/dev/null", "inject=pread64:error=EIO:when=" +
-                                  std::to_string(std::count(l_Reads.begin(), l_Reads.end(), '\n')));
+    const std::string l_Reads = KELTestReadFile(l_Log);
+    KELRegOutcome l_Outcome = Strace(
+        {"-o", "/dev/null", "-e", "trace=pread64", "-e",
+         "inject=pread64:error=EIO:when=" + std::to_string(std::count(l_Reads.begin(), l_Reads.end(), '\n'))},
+        l_Args);
     EXPECT_EQ(l_Outcome.m_Status, 1);
     EXPECT_EQ(l_Outcome.m_Err,
               "KELReg: HKLM\\A\\B: " + m_Root + "/HKLM/A/B.json: " + std::strerror(EIO) + "\n");
   }
   // A lock the system refuses, not one held elsewhere, fails at once with the system's reason.
-  EXPECT_RUN(
-      Exec({"/usr/bin/env", "strace", "-qq", "-o", "/dev/null", "-e", "inject=flock:error=ENOLCK:when=1",
-            KEL_BINARY_DIR "/KELReg", "--root", m_Root, "query", "HKLM\\A\\B"},
-           "", -1, {k_NoLeakCheck}),
-      1, "", std::string("KELReg: HKLM\\A\\B: ") + std::strerror(ENOLCK) + "\n");
+  EXPECT_RUN(Strace({"-o", "/dev/null", "-e", "inject=flock:error=ENOLCK:when=1"}, {"query", "HKLM\\A\\B"}),
+             1, "", std::string("KELReg: HKLM\\A\\B: ") + std::strerror(ENOLCK) + "\n");
 }
 
 // A user's first change makes their registry's folder, and syncs the folder that holds it before
 // anything is written in it.
 TEST_F(KELRegTest, TheFirstChangeMakesTheRegistryFolderDurably) {
-  if (system("strace -V >/dev/null 2>&1") != 0)
-    GTEST_SKIP() << "strace is not installed (apt-get install strace)";
+  KELREG_SKIP_WITHOUT_STRACE();
   const std::string l_Home = m_Dir + "/home", l_Log = m_Dir + "/syncs";
   fs::create_directories(l_Home);
   EXPECT_RUN(Exec({"/usr/bin/env", "strace", "-qq", "-y", "-o", l_Log, "-e", "trace=fsync",
                    KEL_BINARY_DIR "/KELReg", "add", "HKCU\\Software\\Tool", "-v", "V", "-d", "v"},
                   "", -1, {k_NoLeakCheck, "HOME=" + l_Home}),
              0, "", "");
-  const std::string l_Syncs = KELRegReadFile(l_Log);
+  const std::string l_Syncs = KELTestReadFile(l_Log);
   EXPECT_NE(l_Syncs.substr(0, l_Syncs.find('\n')).find("<" + l_Home + ">)"), std::string::npos) << l_Syncs;
   EXPECT_EQ(Key("../home/.Quorvane/HKCU/Software/Tool.json"),
             "{\"Version\":\"1.0\",\"Tool\":{\"V\":[3,\"v\"]}}");
@@ -330,7 +295,7 @@ TEST_F(KELRegTest, ADamagedKeyIsRefusedByEveryCommandButDeleteAndItsBytesStay) {
   ASSERT_EQ(Reg({"add", "HKLM\\A\\Bad\\Sub", "-v", "V", "-d", "v"}).m_Err, "");
   const std::string l_File = m_Root + "/HKLM/A/Bad.json",
                     l_Text = "{\"Version\":\"1.0\",\"Bad\":{\"V\":[3,\"v";
-  KELRegWriteFile(l_File, l_Text);
+  KELTestWriteFile(l_File, l_Text);
   const std::string l_Why = "KELReg: HKLM\\A\\Bad: " + l_File + ": not valid JSON at line 1, column 32\n";
   // What export and query -s read before the damaged key is written all the same.
   for (const auto& [l_Args, l_Out] : std::vector<std::pair<std::vector<std::string>, std::string>>{
@@ -343,14 +308,14 @@ TEST_F(KELRegTest, ADamagedKeyIsRefusedByEveryCommandButDeleteAndItsBytesStay) {
            {{"copy", "HKLM\\A\\Bad\\Sub", "HKLM\\A\\Bad"}, ""}}) {
     SCOPED_TRACE(l_Args[0]);
     EXPECT_RUN(Reg(l_Args), 1, l_Out, l_Why);
-    EXPECT_EQ(KELRegReadFile(l_File), l_Text);
+    EXPECT_EQ(KELTestReadFile(l_File), l_Text);
   }
   // A file that export replaces stays as it was, also when more than a buffer was written before.
   Reg({"add", "HKLM\\A\\Aa", "-v", "V", "-d", std::string(100000, 'x')});
   fs::create_directories(m_Dir + "/out");
-  KELRegWriteFile(m_Dir + "/out/old.json", "old");
+  KELTestWriteFile(m_Dir + "/out/old.json", "old");
   EXPECT_RUN(Reg({"export", "HKLM\\A", m_Dir + "/out/old.json"}), 1, "", l_Why);
-  EXPECT_EQ(KELRegReadFile(m_Dir + "/out/old.json"), "old");
+  EXPECT_EQ(KELTestReadFile(m_Dir + "/out/old.json"), "old");
   EXPECT_EQ(std::distance(fs::directory_iterator(m_Dir + "/out"), fs::directory_iterator()), 1);
   EXPECT_RUN(Reg({"import"}, "{\"Key\": \"HKLM\\\\A\\\\Bad\", \"Values\": {\"W\": [3, \"w\"]}}"), 1, "",
              l_Why);
@@ -375,10 +340,9 @@ class KELRegHostile : public KELRegTest, public ::testing::WithParamInterface<Ho
 
 TEST_P(KELRegHostile, NoCommandWritesThroughALink) {
   const std::string l_Outside = m_Dir + "/outside";
-  fs::create_directories(l_Outside + "/dir/Victim");
-  KELRegWriteFile(l_Outside + "/file.json", "{\"Version\":\"1.0\",\"B\":{\"V\":[3,\"precious\"]}}");
-  KELRegWriteFile(l_Outside + "/dir/Victim.json", "");
-  KELRegWriteFile(l_Outside + "/dir/Victim/data.txt", "precious");
+  m_Temp.Write("outside/file.json", "{\"Version\":\"1.0\",\"B\":{\"V\":[3,\"precious\"]}}");
+  m_Temp.Write("outside/dir/Victim.json", "");
+  m_Temp.Write("outside/dir/Victim/data.txt", "precious");
   ASSERT_EQ(Reg({"add", "HKLM\\A\\B\\C", "-v", "V", "-d", "v"}).m_Err, "");
   const std::string l_Link = m_Root + "/" + GetParam().m_Link;
   fs::remove_all(l_Link);

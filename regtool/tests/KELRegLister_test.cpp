@@ -34,19 +34,16 @@ class KELRegLister : public KELRegTest {
 // 8 processes add 100 values each to one key, one KELReg run per value.
 TEST_F(KELRegLister, ConcurrentAddsOnOneKeyAreAllKept) {
   const std::string l_Script =
-      "for w in 0 1 2 3 4 5 6 7; do (for i in $(seq 100); do \"$0\" --root \"$1\" add 'HKLM\\Shared' -v "
-      "w$w.$i "
-      "-d $i || echo \"failed $w $i\"; done) & done; wait";
+      "for w in 0 1 2 3 4 5 6 7; do (for i in $(seq 100); do \"$0\" --root \"$1\" add 'HKLM\\Shared' "
+      "-v w$w.$i -d $i || echo \"failed $w $i\"; done) & done; wait";
   EXPECT_RUN(Exec({"/bin/bash", "-c", l_Script, KEL_BINARY_DIR "/KELReg", m_Root}), 0, "", "");
-  std::vector<std::string> l_Expected = {"HKLM\\Shared"}, l_Lines;
+  std::multiset<std::string> l_Expected = {"HKLM\\Shared"}, l_Lines;
   for (int l_Writer = 0; l_Writer < 8; ++l_Writer)
     for (int l_Value = 1; l_Value <= 100; ++l_Value)
-      l_Expected.push_back("    w" + std::to_string(l_Writer) + "." + std::to_string(l_Value) +
-                           "    REG_SZ    " + std::to_string(l_Value));
+      l_Expected.insert("    w" + std::to_string(l_Writer) + "." + std::to_string(l_Value) +
+                        "    REG_SZ    " + std::to_string(l_Value));
   std::istringstream l_Query(Reg({"query", "HKLM\\Shared"}).m_Out);
-  for (std::string l_Line; std::getline(l_Query, l_Line);) l_Lines.push_back(l_Line);
-  std::sort(l_Expected.begin(), l_Expected.end());
-  std::sort(l_Lines.begin(), l_Lines.end());
+  for (std::string l_Line; std::getline(l_Query, l_Line);) l_Lines.insert(l_Line);
   EXPECT_EQ(l_Lines, l_Expected);
 }
 
@@ -55,13 +52,13 @@ TEST_F(KELRegLister, ConcurrentAddsOnOneKeyAreAllKept) {
 TEST_F(KELRegLister, AKeyLockedElsewhereFailsWithItsName) {
   ASSERT_EQ(Reg({"add", "HKLM\\Held", "-v", "V", "-d", "old"}).m_Status, 0);
   const std::string l_File = m_Root + "/HKLM/Held.json";
-  const std::string l_Before = KELRegReadFile(l_File);
+  const std::string l_Before = KELTestReadFile(l_File);
   int l_Fd = open(l_File.c_str(), O_RDONLY | O_CLOEXEC);
   ASSERT_EQ(flock(l_Fd, LOCK_EX), 0);
   EXPECT_RUN(Reg({"add", "HKLM\\Held", "-v", "V", "-d", "new"}), 1, "",
              "KELReg: HKLM\\Held: " + l_File + ": the key stayed locked by another process\n");
   close(l_Fd);
-  EXPECT_EQ(KELRegReadFile(l_File), l_Before);
+  EXPECT_EQ(KELTestReadFile(l_File), l_Before);
 }
 
 TEST_F(KELRegLister, ListingsDuringRegistrationsAreNeverTornOrMalformed) {

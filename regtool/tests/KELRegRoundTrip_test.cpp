@@ -12,21 +12,16 @@ class KELRegRoundTrip : public KELRegTest {
   void Fill() const {
     const std::string l_Odd = "q\"b\\s\x01\n\xFF\xC3\xA9\xE9";
     const std::string l_Key = "HKLM\\T";
-    EXPECT_EQ(Reg({"add", l_Key + "\\Empty"}).m_Status, 0);
-    for (const std::vector<std::string>& l_Args : std::vector<std::vector<std::string>>{
-             {"-v", "dword", "-t", "REG_DWORD", "-d", "4294967295"},
-             {"-v", "qword", "-t", "REG_QWORD", "-d", "0xFFFFFFFFFFFFFFFF"},
-             {"-v", "zero", "-t", "REG_QWORD", "-d", "0"},
-             {"-v", l_Odd, "-d", l_Odd},
-             {"-v", "list", "-t", "REG_MULTI_SZ", "-d", l_Odd + "|" + "|x", "-S", "|"},
-             {"-v", "none", "-t", "REG_MULTI_SZ", "-d", ""},
-             {"-v", "", "-d", "the unnamed value"}}) {
-      std::vector<std::string> l_Add = {"add", l_Key};
-      l_Add.insert(l_Add.end(), l_Args.begin(), l_Args.end());
-      EXPECT_EQ(Reg(l_Add).m_Err, "");
-    }
-    EXPECT_EQ(Reg({"add", l_Key + "\\k\xE9\xFF\\deeper\\still", "-v", "x", "-d", "\\\\"}).m_Err, "");
-    EXPECT_EQ(Reg({"add", l_Key + "\\A b", "-v", "tab\there", "-t", "REG_DWORD", "-d", "0"}).m_Err, "");
+    Regs({{"add", l_Key + "\\Empty"},
+          {"add", l_Key, "-v", "dword", "-t", "REG_DWORD", "-d", "4294967295"},
+          {"add", l_Key, "-v", "qword", "-t", "REG_QWORD", "-d", "0xFFFFFFFFFFFFFFFF"},
+          {"add", l_Key, "-v", "zero", "-t", "REG_QWORD", "-d", "0"},
+          {"add", l_Key, "-v", l_Odd, "-d", l_Odd},
+          {"add", l_Key, "-v", "list", "-t", "REG_MULTI_SZ", "-d", l_Odd + "|" + "|x", "-S", "|"},
+          {"add", l_Key, "-v", "none", "-t", "REG_MULTI_SZ", "-d", ""},
+          {"add", l_Key, "-v", "", "-d", "the unnamed value"},
+          {"add", l_Key + "\\k\xE9\xFF\\deeper\\still", "-v", "x", "-d", "\\\\"},
+          {"add", l_Key + "\\A b", "-v", "tab\there", "-t", "REG_DWORD", "-d", "0"}});
   }
 };
 

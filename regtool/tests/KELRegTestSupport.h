@@ -14,10 +14,12 @@
 
 namespace fs = std::filesystem;
 
-inline std::string KELRegReadFile(const std::string& iPath) { return KELTestReadFile(iPath); }
-inline void KELRegWriteFile(const std::string& iPath, const std::string& iBytes) {
-  KELTestWriteFile(iPath, iBytes);
-}
+// The leak checker of the sanitizers' build cannot run under strace, and makes the run fail.
+inline const char* const k_NoLeakCheck = "ASAN_OPTIONS=detect_leaks=0:detect_stack_use_after_return=1";
+
+#define KELREG_SKIP_WITHOUT_STRACE()            \
+  if (system("strace -V >/dev/null 2>&1") != 0) \
+  GTEST_SKIP() << "strace is not installed (apt-get install strace)"
 
 struct KELRegOutcome {
   int m_Status = -1;  // -1 when the process did not end normally
@@ -69,6 +71,14 @@ class KELRegTest : public ::testing::Test {
     l_Outcome.m_Err = KELTestReadFile(l_Base + ".err");
     for (const char* l_Suffix : {".in", ".out", ".err"}) fs::remove(l_Base + l_Suffix);
     return l_Outcome;
+  }
+  // Runs KELReg on the registry under strace with the options iStrace.
+  KELRegOutcome Strace(std::vector<std::string> iStrace, const std::vector<std::string>& iArgs,
+                       const std::string& iInput = "") const {
+    iStrace.insert(iStrace.begin(), {"/usr/bin/env", "strace", "-qq"});
+    iStrace.insert(iStrace.end(), {KEL_BINARY_DIR "/KELReg", "--root", m_Root});
+    iStrace.insert(iStrace.end(), iArgs.begin(), iArgs.end());
+    return Exec(iStrace, iInput, -1, {k_NoLeakCheck});
   }
   // Runs KELReg once for each argument list; each must succeed silently.
   void Regs(const std::vector<std::vector<std::string>>& iRuns) const {
