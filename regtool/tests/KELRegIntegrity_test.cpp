@@ -214,8 +214,18 @@ INSTANTIATE_TEST_SUITE_P(
         Damage{"TooDeep",
                Writes("X1.json", "{\"X1\":" + std::string(1200, '[') + std::string(1200, ']') + "}"),
                k_Line + "nested deeper than 1000 levels at line 1, column 1006" + k_File, k_NoPath},
-        Damage{"FileWithoutFolder", [](const std::string& iDesktop) { fs::remove(iDesktop + "/X1"); },
-               k_X1 + ": half-made: key file without its folder (the key is not listed)" + k_File, ""},
+        // Beside a folder without its file, listed next, which must be named as its own key.
+        Damage{
+            "FileWithoutFolder",
+            [](const std::string& iDesktop) {
+              fs::remove(iDesktop + "/X1");
+              fs::create_directory(iDesktop + "/X10");
+            },
+            k_X1 + ": half-made: key file without its folder (the key is not listed)" + k_File + k_Q4 +
+                "\\B419\\Desktop\\X10: half-made: key folder without its key file (the key and its subkeys "
+                "are not listed) (ROOT/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/X10)\n",
+            k_Q4 + "\\B419\\Desktop\\X10: null-path: installation without a Path (listed with a null path) "
+                   "(ROOT/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/X10.json)\n"},
         Damage{
             "FolderWithoutFile",
             [](const std::string& iDesktop) {
