@@ -174,6 +174,9 @@ class KELSysRegKey {
   // code set, value names and string data as their UTF-8 bytes. They do what the forms above do.
   KELSysResult OpenKeyMBCS(const KELSysRegKey& iParent, std::string_view iKeyPath, uint32_t iAccess);
   KELSysResult EnumKeysMBCS(std::vector<std::string>& oNames);
+  // The subkeys, as EnumKeysMBCS gives them, of the key folder open for reading on iFolderFd (listed
+  // from where its position stands), for callers that walk folders by their descriptors.
+  static KELSysResult EnumKeysOfFolder(int iFolderFd, std::vector<std::string>& oNames);
   KELSysResult QueryStringValueUTF8(std::string_view iValueName, std::string& oValue);
 
   // Replaces the trace channel (tests capture the lines this way); nullptr switches tracing off.

@@ -330,14 +330,28 @@ void KELInsRegKey::SetMultiStringValue(const std::string& iName, const std::vect
   Check(l_Key.SetMultiStringValue(ValueName(iName, l_Scratch), l_Items), "SetValue", iName + ", " + l_Shown);
 }
 
+namespace {
+
+// Subkey names as the file system gives them; those that are not ASCII are read in the process code
+// set, as any other text is.
+void ToProcessCodeSet(std::vector<std::string>& ioNames) {
+  for (std::string& l_Name : ioNames)
+    if (!IsASCII(l_Name)) l_Name = ToBytes(MORUnicodeString(l_Name.data(), l_Name.size()));
+}
+
+}  // namespace
+
 void KELInsRegKey::GetSubkeys(std::vector<std::string>& oNames) const {
   KELSysRegKey& l_Key = Key();
   oNames.clear();
   Check(l_Key.EnumKeysMBCS(oNames), "GetSubkeys", "");
-  // The names as the file system gives them; those that are not ASCII are read in the process code
-  // set, as any other text is.
-  for (std::string& l_Name : oNames)
-    if (!IsASCII(l_Name)) l_Name = ToBytes(MORUnicodeString(l_Name.data(), l_Name.size()));
+  ToProcessCodeSet(oNames);
+}
+
+void KELInsRegKey::GetSubkeysOfFolder(int iFolderFd, std::vector<std::string>& oNames) {
+  oNames.clear();
+  Check(KELSysRegKey::EnumKeysOfFolder(iFolderFd, oNames), "GetSubkeys", "");
+  ToProcessCodeSet(oNames);
 }
 
 void KELInsRegKey::GetSubkeys(int32_t iHive, std::vector<std::string>& oNames) {

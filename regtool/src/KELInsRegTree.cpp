@@ -1,14 +1,11 @@
 #include "KELInsRegTree.h"
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <iterator>
 
 #include "KELInsRegChange.h"
 #include "KELInsRegKey.h"
@@ -79,17 +76,16 @@ constexpr size_t k_HeldFolders = 64;
 
 class Walk {
  public:
-  explicit Walk(KELInsRegVisitor& ioVisitor) : m_Visitor(ioVisitor), m_Buffer(32768) {}
+  explicit Walk(KELInsRegVisitor& ioVisitor) : m_Visitor(ioVisitor) {}
   // Reads the key ioName (open in iKey; null for a hive root) and below it; iParent is the folder of
   // its parent key when it is held open, else -1. ioName is as it was on return.
   void Visit(KELInsRegKeyName& ioName, const KELInsRegKey* iKey, int iParent, size_t iLevel);
 
  private:
   int OpenFolder(const KELInsRegKeyName& iName, const KELInsRegKey& iKey, int iParent) const;
-  std::vector<std::string> List(const KELInsRegKeyName& iName, int iFolder);
+  static std::vector<std::string> List(const KELInsRegKeyName& iName, int iFolder);
 
   KELInsRegVisitor& m_Visitor;
-  std::vector<char> m_Buffer;  // for the folders' entries
 };
 
 [[noreturn]] void Throw(const KELInsRegKeyName& iName, const std::exception& iError, const char* iFallback) {
@@ -109,37 +105,15 @@ int Walk::OpenFolder(const KELInsRegKeyName& iName, const KELInsRegKey& iKey, in
   return l_Fd;
 }
 
-// The registry's subkeys of a key folder: the names NAME of its entries NAME.json that are regular
-// files with a folder NAME beside them, links followed. Read here from the folder's descriptor,
-// the entries' types taken from the listing where it gives them.
+// The subkeys of a key folder, listed by the registry from the folder's descriptor, in byte order.
 std::vector<std::string> Walk::List(const KELInsRegKeyName& iName, int iFolder) {
-  std::vector<std::string> l_Files, l_Folders;
-  for (;;) {
-    ssize_t l_Size = getdents64(iFolder, m_Buffer.data(), m_Buffer.size());
-    if (l_Size < 0) throw KELInsRegTreeError{iName.Full() + ": " + std::strerror(errno)};
-    if (l_Size == 0) break;
-    for (ssize_t l_At = 0; l_At < l_Size;) {
-      const auto* l_Entry = reinterpret_cast<const dirent64*>(m_Buffer.data() + l_At);
-      l_At += l_Entry->d_reclen;
-      std::string_view l_Name(l_Entry->d_name);
-      unsigned char l_Type = l_Entry->d_type;
-      struct stat l_Stat;
-      if (l_Type == DT_LNK || l_Type == DT_UNKNOWN)
-        l_Type = fstatat(iFolder, l_Entry->d_name, &l_Stat, 0) != 0 ? DT_UNKNOWN
-                 : S_ISDIR(l_Stat.st_mode)                          ? DT_DIR
-                 : S_ISREG(l_Stat.st_mode)                          ? DT_REG
-                                                                    : DT_UNKNOWN;
-      if (l_Type == DT_DIR && l_Name != "." && l_Name != "..")
-        l_Folders.emplace_back(l_Name);
-      else if (l_Type == DT_REG && l_Name.size() > 5 && l_Name.ends_with(".json"))
-        l_Files.emplace_back(l_Name.substr(0, l_Name.size() - 5));
-    }
-  }
-  std::sort(l_Files.begin(), l_Files.end());
-  std::sort(l_Folders.begin(), l_Folders.end());
   std::vector<std::string> l_Names;
-  std::set_intersection(std::make_move_iterator(l_Files.begin()), std::make_move_iterator(l_Files.end()),
-                        l_Folders.begin(), l_Folders.end(), std::back_inserter(l_Names));
+  try {
+    H::GetSubkeysOfFolder(iFolder, l_Names);
+  } catch (const std::exception& l_Error) {
+    Throw(iName, l_Error, "cannot list the subkeys");
+  }
+  std::sort(l_Names.begin(), l_Names.end());
   return l_Names;
 }
 

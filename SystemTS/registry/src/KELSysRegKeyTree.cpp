@@ -83,6 +83,15 @@ KELSysResult KELSysRegKey::EnumKeysMBCS(std::vector<std::string>& oNames) {
   return KEL_S_OK;
 }
 
+KELSysResult KELSysRegKey::EnumKeysOfFolder(int iFolderFd, std::vector<std::string>& oNames) {
+  std::string l_Names;
+  const KELSysResult l_Rc = KELSysRegListSubKeysAt(iFolderFd, l_Names);
+  if (l_Rc != KEL_S_OK) return l_Rc;
+  for (size_t l_At = 0, l_End; (l_End = l_Names.find('\0', l_At)) != std::string::npos; l_At = l_End + 1)
+    oNames.emplace_back(l_Names.data() + l_At, l_End - l_At);
+  return KEL_S_OK;
+}
+
 bool KELSysRegKey::SubKeyFile(const MORUnicodeString& iSubKeyPath, std::string& oFile) {
   size_t l_Length = 0;
   const char* l_Bytes = iSubKeyPath.ConvertToMBCS(&l_Length);
