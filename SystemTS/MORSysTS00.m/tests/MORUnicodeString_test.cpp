@@ -215,7 +215,7 @@ TEST_F(MORUnicodeStringTest, OtherCodeSetsGoThroughTheirCodePage) {
 TEST_F(MORUnicodeStringTest, NonASCIIToMBCSWritesBothWarningBoxes) {
   using C = std::tuple<std::string, bool, int>;  // position 0: passes
   for (auto [l_Text, l_Strict, l_Position] :
-       {C{"ab\x07", true, 3}, C{"a\tb\r\n", true, 0}, C{"x\x7F", true, 2}, C{"x\x7F", false, 0},
+       {C{"ab\x07", true, 3}, C{"a\t b\r\n", true, 0}, C{"x\x7F", true, 2}, C{"x\x7F", false, 0},
         C{"\xC3\xA9", false, 0}, C{"\xC3\xA9", true, 1}, C{"ok\x01", false, 3}, C{"", true, 0}}) {
     bool l_Passed = true;
     const std::string l_Box = Captured(
