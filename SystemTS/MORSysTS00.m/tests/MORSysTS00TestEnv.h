@@ -49,9 +49,11 @@ class MORSysTS00Env : public testing::Test, public KELTestTempDir {
     MORSysTS00ResetForTests();
   }
 
-  // What iCall writes to standard error (or output).
+  // What iCall writes to standard output, or to standard error with the locale's diagnostics
+  // switched on (they stay on until the test ends).
   template <class F>
   static std::string Captured(F iCall, bool iStdout = false) {
+    if (!iStdout) setenv("KELSysNLSCoreTrace", "1", 1);
     iStdout ? testing::internal::CaptureStdout() : testing::internal::CaptureStderr();
     iCall();
     return iStdout ? testing::internal::GetCapturedStdout() : testing::internal::GetCapturedStderr();

@@ -27,26 +27,19 @@ TEST_F(KELSysTraceRotateTest, NamesFiles) {
   EXPECT_EQ(KELSysTraceRotate(At("trace.log"), 0, 10).FileName(3), At("trace.3.log"));
   EXPECT_EQ(KELSysTraceRotate(At("trace.log"), 0, 11).FileName(3), At("trace.03.log"));
   EXPECT_EQ(KELSysTraceRotate(At("trace.log"), 0, 100).FileName(100), At("trace.100.log"));
-  EXPECT_EQ(KELSysTraceRotate(At("trace"), 0, 10).FileName(2), At("trace.2"));
   EXPECT_EQ(KELSysTraceRotate("/a.b/trace", 0, 2).FileName(1), "/a.b/trace.1");
   EXPECT_EQ(KELSysTraceRotate("/a/t.x.y", 0, 2).FileName(2), "/a/t.x.2.y");
 }
 
-// Once made, a set looks for no file: a rotation probes nothing, with 10 files as with 2000, and
-// a set that has wrapped around still steps through its files in order.
-TEST_F(KELSysTraceRotateTest, RotationProbesNoFileWhateverTheCount) {
-  for (unsigned l_Count : {10u, 2000u}) {
-    const std::string l_Base = At(std::to_string(l_Count) + ".log");
-    KELSysTraceRotate l_Names(l_Base, 4, l_Count);
-    for (unsigned l_I = 1; l_I <= l_Count; ++l_I) std::ofstream(l_Names.FileName(l_I)) << "old";
-    KELSysTraceRotate l_Set(l_Base, 4, l_Count);
-    const unsigned l_First = l_Set.GetIndex();
-    const long l_Before = g_Probes;
-    for (unsigned l_Line = 0; l_Line < 50; ++l_Line) ASSERT_EQ(l_Set.Write("line", 4), 0);
-    EXPECT_EQ(g_Probes - l_Before, 0) << l_Count;
-    EXPECT_EQ(l_Set.GetIndex(), (l_First - 1 + 49) % l_Count + 1) << l_Count;
-    EXPECT_EQ(KELTestReadFile(l_Set.FileName(l_Set.GetIndex())), "line");
-  }
+// Once made, a set looks for no file: rotations among 2000 files that all exist probe nothing. (Where
+// a set steps, wrapping around included, is the rule the test below follows.)
+TEST_F(KELSysTraceRotateTest, RotationProbesNoFile) {
+  KELSysTraceRotate l_Names(At("t.log"), 4, 2000);
+  for (unsigned l_I = 1; l_I <= 2000; ++l_I) std::ofstream(l_Names.FileName(l_I)) << "old";
+  KELSysTraceRotate l_Set(At("t.log"), 4, 2000);
+  const long l_Before = g_Probes;
+  for (unsigned l_Line = 0; l_Line < 50; ++l_Line) ASSERT_EQ(l_Set.Write("line", 4), 0);
+  EXPECT_EQ(g_Probes - l_Before, 0);
 }
 
 // Sets that start among files left by an earlier run, with gaps anywhere, start with the oldest of

@@ -52,7 +52,6 @@ TEST(KELSysTrace, WritesLevelTagsAndCodesAndFiltersAndCutsTexts) {
   l_Out->Clear();
   KELSysTrace l_Limited("C", l_Out, KELSysTraceLayout{0, KELSysTraceWarning, 4, false, nullptr});
   l_Limited.Print(KELSysTraceInfo, "dropped\n");
-  l_Limited.Print(KELSysTraceDebug, "dropped\n");
   l_Limited.Print(KELSysTraceWarning, "abcdefgh\n");
   l_Limited.Print(KELSysTraceError, "abcdefgh");
   l_Limited.Print(KELSysTraceError, "abc\n");
