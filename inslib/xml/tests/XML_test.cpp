@@ -129,6 +129,8 @@ TEST(XMLWriter, WritesDocuments) {
   EXPECT_EQ(Written(*Make("root")), kDecl + "\n<root/>");
   const XML::ContentList l_Nodes = {XML::CreateText("t"), Make("e"), XML::CreateComment("c")};
   EXPECT_EQ(l_Writer.ToString(l_Nodes), kDecl + "t<e/>\n<!--c-->");
+  EXPECT_EQ(l_Writer.ToString(XML::ContentList{XML::CreateText("x")}),
+            kDecl + "x");                                            // afresh after a comment
   EXPECT_EQ(l_Writer.ToString(*Make("e"), true), kDecl + "\n<e/>");  // the text before holds nothing back
   std::ostringstream l_Out;
   l_Writer.Write(l_Nodes, l_Out);
