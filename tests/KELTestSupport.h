@@ -44,8 +44,10 @@ class KELTestTempDir {
     return At(iName);
   }
   std::string Read(const std::string& iName) const { return KELTestReadFile(At(iName)); }
-  // Whether iName exists below the folder (a symbolic link counts by its target).
-  bool Exists(const std::string& iName) const { return std::filesystem::exists(At(iName)); }
+  // Whether iName exists below the folder (a symbolic link counts, even one that leads nowhere).
+  bool Exists(const std::string& iName) const {
+    return std::filesystem::exists(std::filesystem::symlink_status(At(iName)));
+  }
 
  private:
   std::string m_Path;
