@@ -136,14 +136,11 @@ TEST_F(KELSysRegKeyTest, OpenAndQueriesCheckEveryShapeOfFileAndValue) {
 }
 
 // Access flags without both 0x1 and 0x8 open read-only: every change is refused, and the file keeps
-// its bytes and its time whether the trace is on (the write-back is tried) or off (it is skipped).
+// its bytes and its time whether the trace is on (the write-back is tried and shows its text) or off
+// (it is skipped).
 TEST_F(KELSysRegKeyTest, ReadOnlyKeysNeverChangeTheFile) {
   const std::string l_Bytes = "{\"K\":{\"Path\":[3,\"/opt\"]},\"Version\":\"1.0\"}   ";
-  std::string l_Trace =
-      "  OpenKeyReal m_Path: , l_OpenMode: 0, l_Rc: 80004005\n    l_Stat.grfMode: 0\n"
-      "  QueryValue OK iValueName: Path\n  QueryValue KO iValueName: No\n";
-  for (int l_Count = 0; l_Count < 5; ++l_Count) l_Trace += "  CheckWriteAccess false (l_Stat.grfMode: 0)\n";
-  l_Trace += "  CloseKey l_JSON: {\"Version\":\"1.0\",\"K\":{\"Path\":[3,\"/opt\"]}}\n";
+  const std::string l_Tried = "CloseKey l_JSON: {\"Version\":\"1.0\",\"K\":{\"Path\":[3,\"/opt\"]}}\n";
   for (uint32_t l_Access : {0x8u, 0x2u, 0x1u, 0x0u, 0x7u})
     for (bool l_Traced : {false, true}) {
       SCOPED_TRACE("access " + std::to_string(l_Access) + (l_Traced ? ", traced" : ""));
@@ -163,7 +160,7 @@ TEST_F(KELSysRegKeyTest, ReadOnlyKeysNeverChangeTheFile) {
       EXPECT_EQ(Read("HKLM/K.json"), l_Bytes);
       EXPECT_EQ(fs::last_write_time(At("HKLM/K.json")), l_Time);
       EXPECT_TRUE(Exists("HKLM/K/Sub.json"));
-      EXPECT_EQ(TakeTrace(), l_Traced ? l_Trace : "");
+      EXPECT_EQ(TakeTrace().ends_with(l_Tried), l_Traced);  // the text the write-back would have written
     }
 }
 
