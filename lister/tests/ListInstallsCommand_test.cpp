@@ -1,33 +1,19 @@
 // The built executable, run in a private mount namespace in which a temporary registry stands at
 // /etc/.Quorvane (scripts/with-registry): what only a whole process shows. The status is a count:
 // every test checks its own.
-#include <sys/wait.h>
-
-#include <csignal>
-
 #include "ListerRegistry.h"
-
-struct Outcome {
-  int m_Status = -1;  // -1 when the shell did not end normally
-  std::string m_Out, m_Err;
-};
 
 class ListInstallsCommand : public ListerTest {
  protected:
-  // This process ignores SIGPIPE (the command's start-up); the commands run here must not inherit it.
-  ListInstallsCommand() { std::signal(SIGPIPE, SIG_DFL); }
-  ~ListInstallsCommand() override { std::signal(SIGPIPE, SIG_IGN); }
-
-  // Runs "iPrefix with-registry ROOT lister iArgs 2>err iStdout" in bash (standard output to a file
-  // by default).
-  Outcome Run(const std::vector<std::string>& iArgs, const std::string& iStdout = "",
-              const std::string& iPrefix = "") {
+  // Runs "iPrefix with-registry ROOT lister iArgs iStdout" in bash (standard output and error to
+  // files unless iStdout says otherwise).
+  KELTestOutcome Run(const std::vector<std::string>& iArgs, const std::string& iStdout = "",
+                     const std::string& iPrefix = "") {
     std::string l_Line = iPrefix + KELTestQuote(KEL_SOURCE_DIR "/scripts/with-registry") + " " +
                          KELTestQuote(Root()) + " " + KELTestQuote(KEL_BINARY_DIR "/KELListInstalls");
     for (const std::string& l_Arg : iArgs) l_Line += " " + KELTestQuote(l_Arg);
-    l_Line += " 2>" + KELTestQuote(At("err")) + (iStdout.empty() ? " >" + KELTestQuote(At("out")) : iStdout);
-    const int l_Wait = std::system(("bash -c " + KELTestQuote("set -o pipefail; " + l_Line)).c_str());
-    Outcome l_Outcome{WIFEXITED(l_Wait) ? WEXITSTATUS(l_Wait) : -1, Read("out"), Read("err")};
+    KELTestOutcome l_Outcome =
+        KELTestRun(Root(), {"/bin/bash", "-c", "set -o pipefail; " + l_Line + iStdout});
     if (l_Outcome.m_Status == 125) m_Skip = l_Outcome.m_Err;  // no namespace could be made
     return l_Outcome;
   }
@@ -54,7 +40,7 @@ TEST_F(ListInstallsCommand, StatusIsTheCountAsItStandsAndAClosedOutputEndsNoProc
   // The reader is gone before the first byte: writes fail with EPIPE; 141 would mean SIGPIPE.
   EXPECT_EQ(Run({}, " ) | true", "( sleep 0.3; exec ").m_Status, 1);
   std::filesystem::remove_all(At("HKLM/SOFTWARE/Quorvane/Q4/B419/T0/I0"));
-  Outcome l_Xml = Run({});
+  KELTestOutcome l_Xml = Run({});
   EXPECT_EQ(l_Xml.m_Status, 0);
   EXPECT_EQ(std::count(l_Xml.m_Out.begin(), l_Xml.m_Out.end(), '\n'), 256 + 2);
 }
@@ -71,7 +57,8 @@ TEST_F(ListInstallsCommand, TracedWalkShowsEveryKeyOpenedOncePerValue) {
         std::tuple{"KELSysJSON", "JSON Pair string 'Version'", 8}}) {
     for (const std::vector<std::string>& l_Args :
          {std::vector<std::string>{}, std::vector<std::string>{"-level", "B419", "-type", "Nothing"}}) {
-      Outcome l_Run = Run(l_Args, "", "KELSysTrace=" + KELTestQuote(std::string("-e ") + l_Channel) + " ");
+      KELTestOutcome l_Run =
+          Run(l_Args, "", "KELSysTrace=" + KELTestQuote(std::string("-e ") + l_Channel) + " ");
       SKIP_WITHOUT_NAMESPACE();
       EXPECT_EQ(l_Run.m_Status, l_Args.empty() ? 3 : 0);
       int l_Count = 0;
@@ -86,7 +73,7 @@ TEST_F(ListInstallsCommand, ListingChangesNoFileAndOutputsValidateWithStandardCl
   AddInstall("B419/Desktop/X1", l_Path + "\xFF", "419.1");
   AddCommon("Viewer", "B418", "");
   const std::vector<std::string> l_Before = KELTestSnapshot(At("HKLM"), true);
-  Outcome l_Json = Run({"-json"}, "", "LANG=en_US.UTF-8 ");
+  KELTestOutcome l_Json = Run({"-json"}, "", "LANG=en_US.UTF-8 ");
   SKIP_WITHOUT_NAMESPACE();
   EXPECT_EQ(l_Json.m_Status, 2);
   EXPECT_NE(

@@ -1,4 +1,4 @@
-// Test support: a registry of installations in a fresh temporary folder (removed afterwards), in the
+// Test fixture: a registry of installations in a fresh temporary folder (removed afterwards), in the
 // key-file layout. Key files are written directly, so tests control every byte.
 #pragma once
 
@@ -9,9 +9,9 @@
 
 #include "../../tests/KELTestSupport.h"
 
-class ListerRegistry : public KELTestTempDir {
+class ListerTest : public ::testing::Test, public KELTestTempDir {
  public:
-  ListerRegistry() : KELTestTempDir("KELListerTest") {}
+  ListerTest() : KELTestTempDir("KELListerTest") {}
   // The folder that stands for /etc/.Quorvane.
   const std::string& Root() const { return Path(); }
 
@@ -36,6 +36,3 @@ class ListerRegistry : public KELTestTempDir {
     AddKey("SOFTWARE/Quorvane/Q4_Common/" + iType, {"GAlevel", iLevel, "Path", iPath, "SPlevel", "4.1"});
   }
 };
-
-// A test with such a registry.
-class ListerTest : public ::testing::Test, public ListerRegistry {};

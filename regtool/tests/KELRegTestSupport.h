@@ -1,14 +1,9 @@
 // Test support: the built KELReg run as a real process on a registry in a fresh temporary folder.
 #pragma once
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pwd.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstring>
 
 #include "../../tests/KELTestSupport.h"
 
@@ -21,10 +16,7 @@ inline const char* const k_NoLeakCheck = "ASAN_OPTIONS=detect_leaks=0:detect_sta
   if (system("strace -V >/dev/null 2>&1") != 0) \
   GTEST_SKIP() << "strace is not installed (apt-get install strace)"
 
-struct KELRegOutcome {
-  int m_Status = -1;  // -1 when the process did not end normally
-  std::string m_Out, m_Err;
-};
+using KELRegOutcome = KELTestOutcome;
 
 class KELRegTest : public ::testing::Test {
  protected:
@@ -46,31 +38,7 @@ class KELRegTest : public ::testing::Test {
   // Runs any program with the same plumbing: files for the three streams.
   KELRegOutcome Exec(const std::vector<std::string>& iArgs, const std::string& iInput = "", int iUser = -1,
                      const std::vector<std::string>& iEnvironment = {}) const {
-    static int s_Run = 0;
-    std::string l_Base = m_Dir + "/run" + std::to_string(s_Run++);
-    KELTestWriteFile(l_Base + ".in", iInput);
-    pid_t l_Child = fork();
-    if (l_Child == 0) {
-      int l_In = open((l_Base + ".in").c_str(), O_RDONLY);
-      int l_Out = open((l_Base + ".out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
-      int l_Err = open((l_Base + ".err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
-      dup2(l_In, 0), dup2(l_Out, 1), dup2(l_Err, 2);
-      for (const std::string& l_Setting : iEnvironment) putenv(strdup(l_Setting.c_str()));
-      if (iUser >= 0 && (setgid(gid_t(iUser)) != 0 || setuid(uid_t(iUser)) != 0)) _exit(126);
-      std::vector<char*> l_Argv;
-      for (const std::string& l_Arg : iArgs) l_Argv.push_back(const_cast<char*>(l_Arg.c_str()));
-      l_Argv.push_back(nullptr);
-      execv(l_Argv[0], l_Argv.data());
-      _exit(127);
-    }
-    KELRegOutcome l_Outcome;
-    int l_Wait = 0;
-    waitpid(l_Child, &l_Wait, 0);
-    if (WIFEXITED(l_Wait)) l_Outcome.m_Status = WEXITSTATUS(l_Wait);
-    l_Outcome.m_Out = KELTestReadFile(l_Base + ".out");
-    l_Outcome.m_Err = KELTestReadFile(l_Base + ".err");
-    for (const char* l_Suffix : {".in", ".out", ".err"}) fs::remove(l_Base + l_Suffix);
-    return l_Outcome;
+    return KELTestRun(m_Dir, iArgs, iInput, iUser, iEnvironment);
   }
   // Runs KELReg on the registry under strace with the options iStrace.
   KELRegOutcome Strace(std::vector<std::string> iStrace, const std::vector<std::string>& iArgs,

@@ -60,7 +60,7 @@ bool HasOpen(pid_t iPid, const std::string& iFile) {
 // was replaced (a new file renamed over it) works on the new file once the lock is let go: it reads
 // it and its change lands there.
 TEST_F(KELSysRegLockTest, OpensWaitForTheLockUpToTheBound) {
-  const std::string l_File = Path("HKLM/K.json");
+  const std::string l_File = At("HKLM/K.json");
   for (int l_Round = 0; l_Round < 5; ++l_Round) {
     WriteKey("HKLM/K", "{\"K\":{\"V\":[3,\"old\"]}}");
     const int l_Holder = open(l_File.c_str(), O_RDONLY | O_CLOEXEC);
@@ -89,8 +89,8 @@ TEST_F(KELSysRegLockTest, OpensWaitForTheLockUpToTheBound) {
     for (const auto l_Deadline = Clock::now() + KELSysRegLockWait;
          !HasOpen(l_Child, l_File) && Clock::now() < l_Deadline;)
       sched_yield();
-    KELTestWriteFile(Path("HKLM/K.new"), "{\"K\":{\"V\":[3,\"new\"]}}");
-    ASSERT_EQ(rename(Path("HKLM/K.new").c_str(), l_File.c_str()), 0);
+    KELTestWriteFile(At("HKLM/K.new"), "{\"K\":{\"V\":[3,\"new\"]}}");
+    ASSERT_EQ(rename(At("HKLM/K.new").c_str(), l_File.c_str()), 0);
     flock(l_Holder, LOCK_UN);  // the child has the descriptor too
     close(l_Holder);
     EXPECT_EQ(KELSysRegReap(l_Child), 0) << "round " << l_Round;

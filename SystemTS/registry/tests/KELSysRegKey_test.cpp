@@ -40,44 +40,44 @@ TEST_F(KELSysRegKeyTest, RoundTripsEveryValueTypeAndMapsKeyPathsOntoFiles) {
   EXPECT_EQ(Read(k_Q4File), "{\"Version\":\"1.0\",\"Q4\":{\"D\":[1,4294967291],\"Q\":[2,-1]}}");
 
   ASSERT_EQ(l_Key.OpenKey(k_HKLM, k_Q4, k_Read), KEL_S_OK);
-  EXPECT_EQ(l_Key.GetPath().ConvertToUTF8(), Path(k_Q4File));
+  EXPECT_EQ(l_Key.GetPath().ConvertToUTF8(), At(k_Q4File));
   // A missing key folder, or no hive, fails and leaves the open key as it was.
   EXPECT_EQ(l_Key.OpenKey(k_HKLM, "SOFTWARE\\Nothing", k_Read), KEL_E_FAIL);
   EXPECT_EQ(l_Key.OpenKey(4, "A", k_Read) | l_Key.OpenKey(l_Parent, "A", k_Read), KEL_E_FAIL);
-  EXPECT_EQ(l_Key.GetPath().ConvertToUTF8(), Path(k_Q4File));
+  EXPECT_EQ(l_Key.GetPath().ConvertToUTF8(), At(k_Q4File));
   // Below open keys, one component (looked up in the parent's folder) or several at a time.
   ASSERT_EQ(l_Parent.OpenKey(k_HKLM, "SOFTWARE", k_Read), KEL_S_OK);
   ASSERT_EQ(l_Child.OpenKey(l_Parent, "Quorvane", k_Read), KEL_S_OK);
   for (KELSysRegKey* l_Base : {&l_Parent, &l_Child}) {
     ASSERT_EQ(l_Key.OpenKey(*l_Base, l_Base == &l_Child ? "Q4" : "Quorvane\\Q4", k_Read), KEL_S_OK);
-    EXPECT_EQ(l_Key.GetPath().ConvertToUTF8(), Path(k_Q4File));
+    EXPECT_EQ(l_Key.GetPath().ConvertToUTF8(), At(k_Q4File));
   }
   EXPECT_EQ(l_Key.OpenKey(l_Child, "Q5", k_Read), KEL_E_FAIL);
 
   // A registry root set by the program (trailing slashes dropped) moves all three hives, HKCU
   // included, and takes precedence over the test root.
-  EXPECT_EQ(KELSysRegSetRegistryRoot((Path("image") + "//").c_str()), KEL_S_OK);
-  EXPECT_EQ(KELSysRegGetRegistryRoot(), Path("image"));
+  EXPECT_EQ(KELSysRegSetRegistryRoot((At("image") + "//").c_str()), KEL_S_OK);
+  EXPECT_EQ(KELSysRegGetRegistryRoot(), At("image"));
   for (auto [l_Hive, l_Name] : {std::pair{KELSysRegHiveClassesRoot, "HKCR"},
                                 {KELSysRegHiveCurrentUser, "HKCU"},
                                 {KELSysRegHiveLocalMachine, "HKLM"}}) {
     ASSERT_EQ(l_Key.CreateKey(l_Hive, "A\\B", k_ReadWrite), KEL_S_OK) << l_Name;
-    EXPECT_EQ(l_Key.GetPath().ConvertToUTF8(), Path("image/") + l_Name + "/A/B.json");
+    EXPECT_EQ(l_Key.GetPath().ConvertToUTF8(), At("image/") + l_Name + "/A/B.json");
     EXPECT_TRUE(Exists(std::string("image/") + l_Name + ".json")) << l_Name;
   }
   l_Key.CloseKey();
-  fs::create_directories(Path("image/HKLM/Stray"));  // no key file: not a key
+  fs::create_directories(At("image/HKLM/Stray"));  // no key file: not a key
   Names l_Names;
   EXPECT_EQ(KELSysRegListHive(k_HKLM, l_Names), KEL_S_OK);
   EXPECT_EQ(l_Names, Names{"A"});
   EXPECT_EQ(KELSysRegListHive(4, l_Names), KEL_E_FAIL);
-  fs::remove_all(Path("image/HKCR"));
+  fs::remove_all(At("image/HKCR"));
   EXPECT_EQ(KELSysRegListHive(KELSysRegHiveClassesRoot, l_Names), KEL_E_NOTFOUND);
   EXPECT_FALSE(Exists("HKLM/A") || Exists("HKCR") || Exists("home/.Quorvane"));
   // Restored: the test root and HOME again.
   EXPECT_TRUE(KELSysRegSetRegistryRoot("") == KEL_S_OK && KELSysRegGetRegistryRoot().empty());
   ASSERT_EQ(l_Key.CreateKey(KELSysRegHiveCurrentUser, "A", k_ReadWrite), KEL_S_OK);
-  EXPECT_EQ(l_Key.GetPath().ConvertToUTF8(), Path("home/.Quorvane/HKCU/A.json"));
+  EXPECT_EQ(l_Key.GetPath().ConvertToUTF8(), At("home/.Quorvane/HKCU/A.json"));
 }
 
 // A key file's text, and what a key opened on it for writing makes of it: "damage | queries |
@@ -136,20 +136,17 @@ TEST_F(KELSysRegKeyTest, OpenAndQueriesCheckEveryShapeOfFileAndValue) {
 }
 
 // Access flags without both 0x1 and 0x8 open read-only: every change is refused, and the file keeps
-// its bytes and its time whether the trace is on (the write-back is tried) or off (it is skipped).
+// its bytes and its time whether the trace is on (the write-back is tried and shows its text) or off
+// (it is skipped).
 TEST_F(KELSysRegKeyTest, ReadOnlyKeysNeverChangeTheFile) {
   const std::string l_Bytes = "{\"K\":{\"Path\":[3,\"/opt\"]},\"Version\":\"1.0\"}   ";
-  std::string l_Trace =
-      "  OpenKeyReal m_Path: , l_OpenMode: 0, l_Rc: 80004005\n    l_Stat.grfMode: 0\n"
-      "  QueryValue OK iValueName: Path\n  QueryValue KO iValueName: No\n";
-  for (int l_Count = 0; l_Count < 5; ++l_Count) l_Trace += "  CheckWriteAccess false (l_Stat.grfMode: 0)\n";
-  l_Trace += "  CloseKey l_JSON: {\"Version\":\"1.0\",\"K\":{\"Path\":[3,\"/opt\"]}}\n";
+  const std::string l_Tried = "CloseKey l_JSON: {\"Version\":\"1.0\",\"K\":{\"Path\":[3,\"/opt\"]}}\n";
   for (uint32_t l_Access : {0x8u, 0x2u, 0x1u, 0x0u, 0x7u})
     for (bool l_Traced : {false, true}) {
       SCOPED_TRACE("access " + std::to_string(l_Access) + (l_Traced ? ", traced" : ""));
       WriteKey("HKLM/K", l_Bytes);
       WriteKey("HKLM/K/Sub");
-      const auto l_Time = fs::last_write_time(Path("HKLM/K.json"));
+      const auto l_Time = fs::last_write_time(At("HKLM/K.json"));
       KELSysRegKey l_Key;
       if (l_Traced) l_Key.SetTraceForTest(&m_Trace);
       ASSERT_EQ(l_Key.OpenKey(k_HKLM, "K", l_Access), KEL_S_OK);
@@ -161,9 +158,9 @@ TEST_F(KELSysRegKeyTest, ReadOnlyKeysNeverChangeTheFile) {
         EXPECT_EQ(l_Rc, KEL_E_ACCESSDENIED);
       EXPECT_EQ(l_Key.CloseKey(), KEL_S_OK);
       EXPECT_EQ(Read("HKLM/K.json"), l_Bytes);
-      EXPECT_EQ(fs::last_write_time(Path("HKLM/K.json")), l_Time);
+      EXPECT_EQ(fs::last_write_time(At("HKLM/K.json")), l_Time);
       EXPECT_TRUE(Exists("HKLM/K/Sub.json"));
-      EXPECT_EQ(TakeTrace(), l_Traced ? l_Trace : "");
+      EXPECT_EQ(TakeTrace().ends_with(l_Tried), l_Traced);  // the text the write-back would have written
     }
 }
 

@@ -75,12 +75,12 @@ inline std::string KELSysRegValue(KELSysRegKey& iKey, const char* iName) {
   return l_Rc == KEL_S_OK ? std::string(l_Value.ConvertToUTF8()) : "!" + KELSysResultName(l_Rc);
 }
 
-class KELSysRegKeyTest : public testing::Test {
+class KELSysRegKeyTest : public testing::Test, public KELTestTempDir {
  protected:
-  KELSysRegKeyTest() {
+  KELSysRegKeyTest() : KELTestTempDir("kelsysreg") {
     if (const char* l_Home = getenv("HOME")) m_OldHome = l_Home;
-    setenv("HOME", Path("home").c_str(), 1);
-    KELSysRegSetRootForTest(m_Root.c_str());
+    setenv("HOME", At("home").c_str(), 1);
+    KELSysRegSetRootForTest(Path().c_str());
   }
   ~KELSysRegKeyTest() override {
     KELSysRegSetRootForTest(nullptr);
@@ -88,17 +88,14 @@ class KELSysRegKeyTest : public testing::Test {
     setenv("HOME", m_OldHome.c_str(), 1);
   }
 
-  std::string Path(const std::string& iRelative) const { return m_Root + "/" + iRelative; }
   // A key: its file and its folder.
   void WriteKey(const std::string& iRelative, const std::string& iBytes = "") const {
-    fs::create_directories(Path(iRelative));
-    KELTestWriteFile(Path(iRelative + ".json"), iBytes);
+    fs::create_directories(At(iRelative));
+    KELTestWriteFile(At(iRelative + ".json"), iBytes);
   }
-  std::string Read(const std::string& iRelative) const { return KELTestReadFile(Path(iRelative)); }
-  bool Exists(const std::string& iRelative) const { return fs::exists(fs::symlink_status(Path(iRelative))); }
   // Whether the key file is locked: a new open file description cannot lock it.
   bool IsLocked(const std::string& iRelative) const {
-    int l_Fd = open(Path(iRelative).c_str(), O_RDONLY | O_CLOEXEC);
+    int l_Fd = open(At(iRelative).c_str(), O_RDONLY | O_CLOEXEC);
     bool l_Locked = flock(l_Fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
     close(l_Fd);
     return l_Locked;
@@ -111,8 +108,7 @@ class KELSysRegKeyTest : public testing::Test {
     return l_Text;
   }
 
-  KELTestTempDir m_Temp{"kelsysreg"};
-  std::string m_Root = m_Temp.Path(), m_OldHome;
+  std::string m_OldHome;
   std::shared_ptr<KELSysTraceMemoryObj> m_TraceOutput = std::make_shared<KELSysTraceMemoryObj>();
   KELSysTrace m_Trace{"KELSYSREGKEY", m_TraceOutput};
 };
