@@ -132,6 +132,8 @@ TEST_F(MORUnicodeStringTest, STEPDecodesInnerText) {
     EXPECT_EQ(l_Text.BuildFromSTEP(l_Bad), KEL_E_INVALIDARG);
     EXPECT_EQ(l_Text, MORUnicodeString(u"\uF600", 1));
   }
+  // A missing text of units is refused the same way, whatever length comes with it.
+  EXPECT_EQ(l_Text.BuildFromUTF16(nullptr, 1), KEL_E_INVALIDARG);
 }
 
 // The reference: iconv between two code sets, on a whole text.

@@ -48,6 +48,8 @@ TEST_F(KELSysTraceRotateTest, RotationProbesNoFile) {
 // 1; a file it takes starts empty. Each file ends with the lines written last.
 TEST_F(KELSysTraceRotateTest, FollowsTheRuleFromAnyStartingSet) {
   std::mt19937 l_Random(17);
+  // Each set closes its file when it goes: the process holds no more descriptors after the rounds.
+  const auto l_OpenBefore = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
   for (int l_Round = 0; l_Round < 40; ++l_Round) {
     const std::string l_Base = At(std::to_string(l_Round) + "/t.log");
     std::filesystem::create_directory(At(std::to_string(l_Round)));
@@ -88,4 +90,5 @@ TEST_F(KELSysTraceRotateTest, FollowsTheRuleFromAnyStartingSet) {
       EXPECT_EQ(l_Contents[l_I].empty() ? "" : KELTestReadFile(l_Names.FileName(l_I)), l_Contents[l_I])
           << l_I;
   }
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}), l_OpenBefore);
 }
