@@ -109,11 +109,12 @@ TEST_F(KELInsFileSystemTest, CopyKeepsBytesModeAndTimesAcrossTrees) {
   Write("t/big", l_Bytes);
   ASSERT_EQ(::chmod(At("t/big").c_str(), 0640), 0);
   FS::SetTime(At("t/big"), 1000000000, 1234567890);
-  FS::Copy(At("t"), At("new/copy"));
-  EXPECT_EQ(Times("new/copy/big"), "1000000000/1234567890");  // before reading it moves the access time
-  EXPECT_EQ(ModeOf("new/copy/big"), 0640u);
-  EXPECT_EQ(Read("new/copy/big"), l_Bytes);
-  EXPECT_EQ(FS::GetType(At("new/copy/empty")), 1);
+  // Beside t, though its name begins with t's: not inside it.
+  FS::Copy(At("t"), At("t-new/copy"));
+  EXPECT_EQ(Times("t-new/copy/big"), "1000000000/1234567890");  // before reading it moves the access time
+  EXPECT_EQ(ModeOf("t-new/copy/big"), 0640u);
+  EXPECT_EQ(Read("t-new/copy/big"), l_Bytes);
+  EXPECT_EQ(FS::GetType(At("t-new/copy/empty")), 1);
   ExpectFailure<KE>([&] { FS::Copy(At("t"), At("t/empty/x")); },
                     "Cannot copy " + At("t") + " into itself.\n");
 }

@@ -189,6 +189,15 @@ TEST_F(KELSysRegKeyTest, ChildOpensAsTheWholePathWould) {
     EXPECT_EQ(l_Child.OpenKey(l_Listed, "C", k_Read), l_Folder == k_Missing ? KEL_S_OK : l_Result) << l_Name;
     EXPECT_EQ(KELSysRegValue(l_Child, "V"), l_Folder == k_Missing ? "file" : l_Value) << l_Name;
   }
+  // The end of a listed name is no listed name: B.json without its folder is no key of P.
+  KELSysRegSetRootForTest(Path().c_str());
+  WriteKey("HKLM/P");
+  WriteKey("HKLM/P/AB", "{}");
+  KELTestWriteFile(At("HKLM/P/B.json"), "{}");
+  KELSysRegKey l_Listed, l_Child;
+  Names l_Names;
+  ASSERT_EQ(l_Listed.OpenKey(k_HKLM, "P", k_Read) | l_Listed.EnumKeys(l_Names), KEL_S_OK);
+  EXPECT_EQ(l_Child.OpenKey(l_Listed, "B", k_Read), KEL_E_FAIL);
   alarm(0);
 }
 
