@@ -163,11 +163,9 @@ TEST_F(KELRegTest, WalksOfAWideTreeHoldFewDescriptorsAndWriteNoProgressToAFile) 
   std::string l_Wide = "{\"Key\": \"HKLM\\\\W\", \"Subkeys\": {\"K0\": {}";
   for (int l_Key = 1; l_Key < 1100; ++l_Key) l_Wide += ", \"K" + std::to_string(l_Key) + "\": {}";
   ASSERT_EQ(Reg({"import"}, l_Wide + "}}").m_Status, 0);
-  for (const char* l_Walk : {"export HKLM/W", "query HKLM/W -s"})
-    EXPECT_RUN(Exec({"/bin/sh", "-c",
-                     "ulimit -n 32 && exec \"$0\" --root \"$1\" " + std::string(l_Walk) + " >/dev/null",
-                     KEL_BINARY_DIR "/KELReg", m_Root}),
-               0, "", "");
+  EXPECT_RUN(Exec({"/bin/sh", "-c", "ulimit -n 32 && exec \"$0\" --root \"$1\" export HKLM/W >/dev/null",
+                   KEL_BINARY_DIR "/KELReg", m_Root}),
+             0, "", "");
   // Slowed past the quarter second after which progress would first show.
   KELREG_SKIP_WITHOUT_STRACE();
   EXPECT_RUN(
