@@ -72,11 +72,12 @@ TEST_F(KELRegTest, QueryShowsDecodedValuesSubkeysAndSingleValues) {
 }
 
 TEST_F(KELRegTest, DeleteTakesValuesKeysAndTreesButSubkeysOnlyWithR) {
+  const std::string l_Longest(16383, 'B');  // a value name may be as long as the limit
   Regs({{"add", "HKLM/K/Sub", "-v", "S", "-d", "s"},
         {"add", "HKLM/K", "-v", "A", "-d", "a"},
-        {"add", "HKLM/K", "-v", "B", "-d", "b"},
+        {"add", "HKLM/K", "-v", l_Longest, "-d", "b"},
         {"add", "HKLM/K", "-v", "C", "-d", "c"}});
-  EXPECT_RUN(Reg({"delete", "HKLM/K", "-v", "B"}), 0, "", "");
+  EXPECT_RUN(Reg({"delete", "HKLM/K", "-v", l_Longest}), 0, "", "");
   EXPECT_EQ(Key("HKLM/K.json"), "{\"Version\":\"1.0\",\"K\":{\"A\":[3,\"a\"],\"C\":[3,\"c\"]}}");
   std::vector<std::string> l_Before = Snapshot();
   EXPECT_RUN(Reg({"delete", "HKLM/K"}), 1, "",
@@ -150,6 +151,26 @@ TEST_F(KELRegTest, ExportWritesTheDocumentToStandardOutputOrReplacesAFileAtomica
   EXPECT_TRUE(WIFEXITED(l_Wait) && WEXITSTATUS(l_Wait) == 0 && fs::is_fifo(m_Dir + "/out/fifo"));
   EXPECT_RUN(Reg({"export", "HKLM/E", "/dev/full"}), 1, "", "KELReg: /dev/full: No space left on device\n");
   EXPECT_TRUE(fs::is_character_file("/dev/full"));
+  // Once renamed in, the file's own folder is synced.
+  KELREG_SKIP_WITHOUT_STRACE();
+  EXPECT_EQ(
+      Strace({"-y", "-o", m_Dir + "/syncs", "-e", "trace=fsync"}, {"export", "HKLM/E", l_File}).m_Status, 0);
+  EXPECT_NE(KELTestReadFile(m_Dir + "/syncs").find("<" + m_Dir + "/out>)"), std::string::npos);
+}
+
+// A walk holds the folders of one branch only, and check shows its progress on a terminal only.
+TEST_F(KELRegTest, WalksOfAWideTreeHoldFewDescriptorsAndWriteNoProgressToAFile) {
+  std::string l_Wide = "{\"Key\": \"HKLM\\\\W\", \"Subkeys\": {\"K0\": {}";
+  for (int l_Key = 1; l_Key < 1100; ++l_Key) l_Wide += ", \"K" + std::to_string(l_Key) + "\": {}";
+  ASSERT_EQ(Reg({"import"}, l_Wide + "}}").m_Status, 0);
+  EXPECT_RUN(Exec({"/bin/sh", "-c", "ulimit -n 32 && exec \"$0\" --root \"$1\" export HKLM/W >/dev/null",
+                   KEL_BINARY_DIR "/KELReg", m_Root}),
+             0, "", "");
+  // Slowed past the quarter second after which progress would first show.
+  KELREG_SKIP_WITHOUT_STRACE();
+  EXPECT_RUN(
+      Strace({"-o", "/dev/null", "-e", "inject=getdents64:delay_enter=300000:when=1"}, {"check", "HKLM\\W"}),
+      0, "", "");
 }
 
 TEST_F(KELRegTest, ImportMergesFromAFileOrStandardInput) {
