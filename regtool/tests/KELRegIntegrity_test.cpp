@@ -203,6 +203,21 @@ const std::string k_Line = k_X1 + ": damaged: ";
 const std::string k_File = " (ROOT/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/X1.json)\n";
 const std::string k_NoPath =
     k_X1 + ": null-path: installation without a Path (listed with a null path)" + k_File;
+// A change of X1 cut off after its commit point, its journal starting with iHeader.
+std::function<void(const std::string&)> Cut(const std::string& iHeader) {
+  return [=](const std::string& iDesktop) {
+    const std::string l_Below = "HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/";
+    KELTestWriteFile(iDesktop + "/.X1.json.kelreg", "{\"Version\":\"1.0\",\"X1\":{}}");
+    KELTestWriteFile(iDesktop + "/../../../../../../.KELReg/journal",
+                     iHeader + "\nF " + std::to_string(l_Below.size() + 15) + ":" + l_Below +
+                         ".X1.json.kelreg " + std::to_string(l_Below.size() + 7) + ":" + l_Below +
+                         "X1.json\nend\n");
+  };
+}
+const std::string k_Journal = "ROOT/.KELReg/journal: interrupted: a change was cut off ";
+const std::string k_Left =
+    "\nROOT/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/.X1.json.kelreg: leftover: left by an interrupted "
+    "change\n";
 
 INSTANTIATE_TEST_SUITE_P(
     Registries, KELRegCheck,
@@ -239,23 +254,12 @@ INSTANTIATE_TEST_SUITE_P(
                 "\\Sub: half-made: key folder without its key file (the key and its subkeys are not listed) "
                 "(ROOT/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/X1/Sub)\n",
             k_NoPath},
-        Damage{"Leftover", Writes(".X1.json.kelreg", "{"),
-               "ROOT/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/.X1.json.kelreg: leftover: left by an "
-               "interrupted change\n",
-               ""},
-        Damage{"Interrupted",
-               [](const std::string& iDesktop) {
-                 const std::string l_Below = "HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/";
-                 KELTestWriteFile(iDesktop + "/.X1.json.kelreg", "{\"Version\":\"1.0\",\"X1\":{}}");
-                 KELTestWriteFile(iDesktop + "/../../../../../../.KELReg/journal",
-                                  "KELSysRegChange C\nF " + std::to_string(l_Below.size() + 15) + ":" +
-                                      l_Below + ".X1.json.kelreg " + std::to_string(l_Below.size() + 7) +
-                                      ":" + l_Below + "X1.json\nend\n");
-               },
-               "ROOT/.KELReg/journal: interrupted: a change was cut off after its commit point (it will be "
-               "finished)\nROOT/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/.X1.json.kelreg: leftover: left by an "
-               "interrupted change\n",
-               k_NoPath},
+        Damage{"Leftover", Writes(".X1.json.kelreg", "{"), k_Left.substr(1), ""},
+        Damage{"Interrupted", Cut("KELSysRegChange C"),
+               k_Journal + "after its commit point (it will be finished)" + k_Left, k_NoPath},
+        // A journal whose first bytes are not a journal's was never finished: its steps are not done.
+        Damage{"JournalWithoutItsHeader", Cut("KELSysRegChangE C"),
+               k_Journal + "before its commit point (it will be rolled back)" + k_Left, ""},
         Damage{"Orphan", Writes("X1.json", "{\"Version\":\"1.0\",\"X1\":{\"Path\":[3,\"/no/such\"]}}"),
                k_X1 + ": orphan: installation whose Path /no/such is not a folder here" + k_File,
                k_X1 + ": orphan: installation whose Path /no/such is not a folder here" + k_File}),
