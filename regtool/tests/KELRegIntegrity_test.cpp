@@ -333,6 +333,10 @@ TEST_F(KELRegTest, ADamagedKeyIsRefusedByEveryCommandButDeleteAndItsBytesStay) {
   EXPECT_EQ(std::distance(fs::directory_iterator(m_Dir + "/out"), fs::directory_iterator()), 1);
   EXPECT_RUN(Reg({"import"}, "{\"Key\": \"HKLM\\\\A\\\\Bad\", \"Values\": {\"W\": [3, \"w\"]}}"), 1, "",
              l_Why);
+  // The key without values that check puts in its place keeps the file's mode.
+  fs::permissions(l_File, fs::perms(0640));
+  EXPECT_EQ(Reg({"check", "HKLM\\A", "--repair"}).m_Status, 1);
+  EXPECT_EQ(int(fs::status(l_File).permissions()), 0640);
   EXPECT_RUN(Reg({"delete", "HKLM\\A\\Bad", "-r"}), 0, "", "");
   EXPECT_FALSE(fs::exists(l_File));
 }
