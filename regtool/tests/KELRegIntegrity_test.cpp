@@ -301,8 +301,13 @@ TEST_F(KELRegTest, TheFirstChangeMakesTheRegistryFolderDurably) {
              0, "", "");
   const std::string l_Syncs = KELTestReadFile(l_Log);
   EXPECT_NE(l_Syncs.substr(0, l_Syncs.find('\n')).find("<" + l_Home + ">)"), std::string::npos) << l_Syncs;
+  // A change from a process without standard input, whose first descriptor then holds the registry root.
+  EXPECT_RUN(Exec({"/bin/sh", "-c", "exec \"$0\" \"$@\" <&-", KEL_BINARY_DIR "/KELReg", "add",
+                   "HKCU\\Software\\Tool", "-v", "W", "-d", "w"},
+                  "", -1, {"HOME=" + l_Home}),
+             0, "", "");
   EXPECT_EQ(Key("../home/.Quorvane/HKCU/Software/Tool.json"),
-            "{\"Version\":\"1.0\",\"Tool\":{\"V\":[3,\"v\"]}}");
+            "{\"Version\":\"1.0\",\"Tool\":{\"V\":[3,\"v\"],\"W\":[3,\"w\"]}}");
 }
 
 TEST_F(KELRegTest, ADamagedKeyIsRefusedByEveryCommandButDeleteAndItsBytesStay) {
