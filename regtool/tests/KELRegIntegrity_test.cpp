@@ -203,6 +203,21 @@ const std::string k_Line = k_X1 + ": damaged: ";
 const std::string k_File = " (ROOT/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/X1.json)\n";
 const std::string k_NoPath =
     k_X1 + ": null-path: installation without a Path (listed with a null path)" + k_File;
+// A change of X1 cut off after its commit point, its journal starting with iHeader.
+std::function<void(const std::string&)> Cut(const std::string& iHeader) {
+  return [=](const std::string& iDesktop) {
+    const std::string l_Below = "HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/";
+    KELTestWriteFile(iDesktop + "/.X1.json.kelreg", "{\"Version\":\"1.0\",\"X1\":{}}");
+    KELTestWriteFile(iDesktop + "/../../../../../../.KELReg/journal",
+                     iHeader + "\nF " + std::to_string(l_Below.size() + 15) + ":" + l_Below +
+                         ".X1.json.kelreg " + std::to_string(l_Below.size() + 7) + ":" + l_Below +
+                         "X1.json\nend\n");
+  };
+}
+const std::string k_Journal = "ROOT/.KELReg/journal: interrupted: a change was cut off ";
+const std::string k_Left =
+    "\nROOT/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/.X1.json.kelreg: leftover: left by an interrupted "
+    "change\n";
 
 INSTANTIATE_TEST_SUITE_P(
     Registries, KELRegCheck,
@@ -239,23 +254,12 @@ INSTANTIATE_TEST_SUITE_P(
                 "\\Sub: half-made: key folder without its key file (the key and its subkeys are not listed) "
                 "(ROOT/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/X1/Sub)\n",
             k_NoPath},
-        Damage{"Leftover", Writes(".X1.json.kelreg", "{"),
-               "ROOT/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/.X1.json.kelreg: leftover: left by an "
-               "interrupted change\n",
-               ""},
-        Damage{"Interrupted",
-               [](const std::string& iDesktop) {
-                 const std::string l_Below = "HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/";
-                 KELTestWriteFile(iDesktop + "/.X1.json.kelreg", "{\"Version\":\"1.0\",\"X1\":{}}");
-                 KELTestWriteFile(iDesktop + "/../../../../../../.KELReg/journal",
-                                  "KELSysRegChange C\nF " + std::to_string(l_Below.size() + 15) + ":" +
-                                      l_Below + ".X1.json.kelreg " + std::to_string(l_Below.size() + 7) +
-                                      ":" + l_Below + "X1.json\nend\n");
-               },
-               "ROOT/.KELReg/journal: interrupted: a change was cut off after its commit point (it will be "
-               "finished)\nROOT/HKLM/SOFTWARE/Quorvane/Q4/B419/Desktop/.X1.json.kelreg: leftover: left by an "
-               "interrupted change\n",
-               k_NoPath},
+        Damage{"Leftover", Writes(".X1.json.kelreg", "{"), k_Left.substr(1), ""},
+        Damage{"Interrupted", Cut("KELSysRegChange C"),
+               k_Journal + "after its commit point (it will be finished)" + k_Left, k_NoPath},
+        // A journal whose first bytes are not a journal's was never finished: its steps are not done.
+        Damage{"JournalWithoutItsHeader", Cut("KELSysRegChangE C"),
+               k_Journal + "before its commit point (it will be rolled back)" + k_Left, ""},
         Damage{"Orphan", Writes("X1.json", "{\"Version\":\"1.0\",\"X1\":{\"Path\":[3,\"/no/such\"]}}"),
                k_X1 + ": orphan: installation whose Path /no/such is not a folder here" + k_File,
                k_X1 + ": orphan: installation whose Path /no/such is not a folder here" + k_File}),
@@ -297,8 +301,28 @@ TEST_F(KELRegTest, TheFirstChangeMakesTheRegistryFolderDurably) {
              0, "", "");
   const std::string l_Syncs = KELTestReadFile(l_Log);
   EXPECT_NE(l_Syncs.substr(0, l_Syncs.find('\n')).find("<" + l_Home + ">)"), std::string::npos) << l_Syncs;
+  // A change from a process without standard input, whose first descriptor then holds the registry root.
+  EXPECT_RUN(Exec({"/bin/sh", "-c", "exec \"$0\" \"$@\" <&-", KEL_BINARY_DIR "/KELReg", "add",
+                   "HKCU\\Software\\Tool", "-v", "W", "-d", "w"},
+                  "", -1, {"HOME=" + l_Home}),
+             0, "", "");
   EXPECT_EQ(Key("../home/.Quorvane/HKCU/Software/Tool.json"),
-            "{\"Version\":\"1.0\",\"Tool\":{\"V\":[3,\"v\"]}}");
+            "{\"Version\":\"1.0\",\"Tool\":{\"V\":[3,\"v\"],\"W\":[3,\"w\"]}}");
+}
+
+// Every descriptor a change opens in the registry is closed again, also that of a folder it lists.
+TEST_F(KELRegTest, AChangeLeavesNoDescriptorOpen) {
+  KELREG_SKIP_WITHOUT_STRACE();
+  ASSERT_EQ(Reg({"add", "HKLM\\A\\B"}).m_Err, "");
+  const std::string l_Log = m_Dir + "/descriptors";
+  ASSERT_EQ(
+      Strace({"-o", l_Log, "-y", "-e", "trace=openat,openat2,close"}, {"delete", "HKLM\\A\\B"}).m_Status, 0);
+  std::istringstream l_Lines(KELTestReadFile(l_Log));
+  int l_Open = 0;
+  for (std::string l_Line; std::getline(l_Lines, l_Line);)
+    if (l_Line.find("<" + m_Root) != std::string::npos && l_Line.find(") = -1") == std::string::npos)
+      l_Open += l_Line.starts_with("close(") ? -1 : 1;
+  EXPECT_EQ(l_Open, 0) << KELTestReadFile(l_Log);
 }
 
 TEST_F(KELRegTest, ADamagedKeyIsRefusedByEveryCommandButDeleteAndItsBytesStay) {
@@ -329,6 +353,10 @@ TEST_F(KELRegTest, ADamagedKeyIsRefusedByEveryCommandButDeleteAndItsBytesStay) {
   EXPECT_EQ(std::distance(fs::directory_iterator(m_Dir + "/out"), fs::directory_iterator()), 1);
   EXPECT_RUN(Reg({"import"}, "{\"Key\": \"HKLM\\\\A\\\\Bad\", \"Values\": {\"W\": [3, \"w\"]}}"), 1, "",
              l_Why);
+  // The key without values that check puts in its place keeps the file's mode.
+  fs::permissions(l_File, fs::perms(0640));
+  EXPECT_EQ(Reg({"check", "HKLM\\A", "--repair"}).m_Status, 1);
+  EXPECT_EQ(int(fs::status(l_File).permissions()), 0640);
   EXPECT_RUN(Reg({"delete", "HKLM\\A\\Bad", "-r"}), 0, "", "");
   EXPECT_FALSE(fs::exists(l_File));
 }
