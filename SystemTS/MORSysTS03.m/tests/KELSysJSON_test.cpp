@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -12,6 +11,7 @@
 #include <tuple>
 #include <vector>
 
+#include "../../../tests/KELTestSupport.h"
 #include "KELSysJSON.h"
 #include "KELSysJSONPrivate.h"
 #include "KELSysJSONShapes.h"
@@ -36,17 +36,14 @@ const Case k_Rewrites[] = {
     Case{"[" + g_Digits63 + "]", "[-1]"},     // 63 bytes: still read
     Case{"[" + g_Digits63 + "7]", "[null]"},  // 64 bytes: cut off
     Case{"[" + g_Point63 + "]", "[0.55555555555555558]"}, Case{"[" + g_Point63 + "5]", "[null]"},
-    // strings
-    Case{"[\"a\\nb\"]", "[\"a\\nb\"]"},  // escapes are kept, not decoded
+    // strings: escapes are kept, not decoded
     Case{"{\"\\\"\\/\\\\\\b\\f\\n\\r\\t\\u00aF\":\"\\uD83D\\uDE00\"}",
          "{\"\\\"\\/\\\\\\b\\f\\n\\r\\t\\u00aF\":\"\\uD83D\\uDE00\"}"},
     Case{"[\"caf\xC3\xA9\", \"\xFF\xFE\", \"tab\there\"]", "[\"caf\xC3\xA9\",\"\xFF\xFE\",\"tab\there\"]"},
     Case{std::string("[\"\"]\0[", 6), "[\"\"]"},
     // structure
-    Case{"{\"a\":1}", "{\"a\":1}"}, Case{"\r\n{\"a\":\r\n1}\r\n", "{\"a\":1}"}, Case{" { } ", "{}"},
-    Case{"[]", "[]"}, Case{"1 2", "1"},  // the first value only
-    Case{"{\"Version\":\"1.0\",\"X1\":{\"Path\":[3,\"/opt/q4/x1\"],\"SPlevel\":[3,\"419.1\"]}}",
-         "{\"Version\":\"1.0\",\"X1\":{\"Path\":[3,\"/opt/q4/x1\"],\"SPlevel\":[3,\"419.1\"]}}"},
+    Case{"\r\n{\"a\":\r\n1}\r\n", "{\"a\":1}"}, Case{" { } ", "{}"}, Case{"[]", "[]"},
+    Case{"1 2", "1"},                                                               // the first value only
     Case{"{\"a\":1,\"a\":2}", "{\"a\":1,\"a\":2}"}, Case{"{1:2}", "build E_FAIL"},  // a key must be a string
     Case{"{\"a\"}", "build E_FAIL"},                                                // a key without a value
     Case{"{\"a\",\"b\":1}", "build E_FAIL"},
@@ -129,11 +126,9 @@ TEST(KELSysJSONTraverse, CallsBackInDocumentOrder) {
 TEST(KELSysJSONDocument, ReadsNumbersAsTheCLibrary) {
   // Out of range, subnormal, signed zero, and forms only the library reads (upper-case exponent,
   // bare point, plus sign, hexadecimal).
-  std::vector<std::string> l_Numbers;
-  for (const char* l_Number :
-       {"1e999", "-1e999", "1e-400", "4.9e-324", "2.4703282292062328e-324", "-0.0", "1.5E3", "1.5e", "1.e5",
-        ".5", "0x1p3", "+2.5", "1e+0005", "99999999999999999999", "-9223372036854775809"})
-    l_Numbers.push_back(l_Number);
+  std::vector<std::string> l_Numbers({"1e999", "-1e999", "1e-400", "4.9e-324", "2.4703282292062328e-324",
+                                      "-0.0", "1.5E3", "1.5e", "1.e5", ".5", "0x1p3", "+2.5", "1e+0005",
+                                      "99999999999999999999", "-9223372036854775809"});
   std::mt19937_64 l_Random(4);
   auto l_Digits = [&](size_t iMost) {
     std::string l_Text(1 + l_Random() % iMost, '0');
@@ -177,15 +172,11 @@ const bool g_TraceChild = [] {
 }();
 
 TEST(KELSysJSONDocument, TracesTheBuild) {
-  const std::string l_Command = "KELSysTrace=KELSysJSON KELSysJSONTestTraceChild=1 '" +
-                                std::filesystem::read_symlink("/proc/self/exe").string() +
-                                "' 2>&1 >/dev/null";
-  FILE* l_Child = popen(l_Command.c_str(), "r");
-  ASSERT_NE(l_Child, nullptr);
-  std::string l_Lines;
-  char l_Buffer[256];
-  while (size_t l_Read = fread(l_Buffer, 1, sizeof l_Buffer, l_Child)) l_Lines.append(l_Buffer, l_Read);
-  EXPECT_EQ(pclose(l_Child), 0);
+  const KELTestTempDir l_Dir("KELSysJSONTrace");
+  const KELTestOutcome l_Child =
+      KELTestRun(l_Dir.Path(), {std::filesystem::read_symlink("/proc/self/exe").string()}, "", -1,
+                 {"KELSysTrace=KELSysJSON", "KELSysJSONTestTraceChild=1"});
+  EXPECT_EQ(l_Child.m_Status, 0);
   std::string l_Expected;
   for (const char* l_Line :
        {"JSON Object begin", "  JSON Pair string 'k'", "JSON Array begin", "JSON String 's'",
@@ -194,7 +185,7 @@ TEST(KELSysJSONDocument, TracesTheBuild) {
         "JSON Array end", "JSON Object end"})
     l_Expected += std::string("[D] KELSysJSON: ") + l_Line + "\n";
   l_Expected += "[E] KELSysJSON: JSON nesting deeper than 1000 levels at position 1000\n";
-  EXPECT_EQ(l_Lines, l_Expected);
+  EXPECT_EQ(l_Child.m_Err, l_Expected);
 }
 
 // What reading a text into a tree costs at its peak, for the texts that cost the most per byte. The
