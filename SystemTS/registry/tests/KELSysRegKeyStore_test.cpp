@@ -198,6 +198,16 @@ TEST_F(KELSysRegKeyTest, ChildOpensAsTheWholePathWould) {
   Names l_Names;
   ASSERT_EQ(l_Listed.OpenKey(k_HKLM, "P", k_Read) | l_Listed.EnumKeys(l_Names), KEL_S_OK);
   EXPECT_EQ(l_Child.OpenKey(l_Listed, "B", k_Read), KEL_E_FAIL);
+  // Descriptor 0 is a descriptor like any other: a key file opened as 0 is read, or
+  // written, then let go.
+  const int l_Saved = dup(0);
+  close(0);
+  for (uint32_t l_Access : {k_Read, k_ReadWrite}) {
+    EXPECT_EQ(l_Child.OpenKey(l_Listed, "AB", l_Access) | l_Child.CloseKey(), KEL_S_OK);
+    EXPECT_EQ(fcntl(0, F_GETFD), -1) << l_Access;
+  }
+  dup2(l_Saved, 0);
+  close(l_Saved);
   alarm(0);
 }
 
