@@ -209,8 +209,6 @@ TEST_F(KELSysRegLockTest, ManyProcessesLoseNoUpdateAndReadWholeText) {
   EXPECT_GE(l_Counters->m_Writes, k_Framework * k_Rounds);
   EXPECT_GE(l_Counters->m_ReadsWhileWriting, k_MinReads);
   EXPECT_GT(l_Counters->m_LongSeen, 0);
-  std::cout << "[ FIGURES  ] " << l_Counters->m_Writes << " framework writes; " << l_Counters->m_Reads
-            << " reads, " << l_Counters->m_LongSeen << " of long paths\n";
   uint32_t l_Sum = 0;
   Names l_Values;
   for (int l_Key = 0; l_Key < k_Keys; ++l_Key) {
@@ -238,7 +236,6 @@ TEST_F(KELSysRegLockTest, ManyProcessesLoseNoUpdateAndReadWholeText) {
     }
   }
   EXPECT_EQ(l_Found, k_Writers * k_Steps);
-  EXPECT_TRUE(Exists("HKLM.json") && Read("HKLM/T0/S0.json").starts_with("{\"Version\":\"1.0\",\"S0\":{\"w"));
 }
 
 }  // namespace
