@@ -43,7 +43,6 @@ TEST_F(KELInsRegKeyTest, FailuresNameTheOperationAndTheObject) {
                   {[] { H::DeleteKey(H::HiveLocalMachine, "A"); }, "DeleteKey - "},
                   {[&] { l_Key.GetValueType("none"); }, "GetValue - none"},
                   {[&] { l_Key.GetDWORDValue("Name"); }, "GetValue - Name"},
-                  {[&] { l_Key.GetQWORDValue("Name"); }, "GetValue - Name"},
                   {[&] { l_Key.GetMultiStringValue("Name"); }, "GetValue - Name"},
                   {[&] { l_Key.SetMultiStringValue("M", l_XY); }, "SetValue - M, x,y"},
                   {[&] { l_Key.SetQWORDValue("Q", 7); }, "SetValue - Q, 7"},
