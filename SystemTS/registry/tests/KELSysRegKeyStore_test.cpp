@@ -255,9 +255,10 @@ bool MakeMountNamespace() {
   return mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
 }
 
-// A write-back cut short, by a file-size limit (RLIMIT_FSIZE of 100 bytes, SIGXFSZ ignored) or by a
+// A write-back cut short, by a file-size limit (RLIMIT_FSIZE of 1 byte, SIGXFSZ ignored) or by a
 // full disk (a small file system in a mount namespace of the child): the key file holds its old
-// bytes afterwards and the close reports the failure. On the full disk a shrinking write-back needs
+// bytes afterwards, even the one byte written before the limit (the old text begins with a blank),
+// and the close reports the failure. On the full disk a shrinking write-back needs
 // no new room and succeeds. Each case runs in a child, which ends with the first step that failed,
 // 0 when all passed, or k_NoNamespace.
 TEST_F(KELSysRegKeyTest, WriteBackCutShortLeavesTheOldBytesAndReportsTheFailure) {
@@ -280,8 +281,9 @@ TEST_F(KELSysRegKeyTest, WriteBackCutShortLeavesTheOldBytesAndReportsTheFailure)
       for (char l_Letter = 'A'; l_Letter < 'K'; ++l_Letter)
         l_Rc |= l_Key.SetStringValue(std::string(1, l_Letter).c_str(), std::string(1000, l_Letter).c_str());
       if ((l_Rc | l_Key.CloseKey()) != KEL_S_OK) return 1;
-      const std::string l_Old = KELTestReadFile(l_File);
-      rlimit l_Limit{100, RLIM_INFINITY};
+      const std::string l_Old = " " + KELTestReadFile(l_File);
+      KELTestWriteFile(l_File, l_Old);
+      rlimit l_Limit{1, RLIM_INFINITY};
       if (l_FullDisk)
         for (std::ofstream l_Filler(l_Root + "/filler"); l_Filler << std::string(4096, 'f') << std::flush;) {
         }
