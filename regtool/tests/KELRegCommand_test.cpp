@@ -138,7 +138,6 @@ TEST_F(KELRegTest, ExportWritesTheDocumentToStandardOutputOrReplacesAFileAtomica
   EXPECT_EQ(std::distance(fs::directory_iterator(m_Dir + "/out"), fs::directory_iterator()), 1);
   // Anything else is written to, never replaced: a link (its target is), a FIFO, a device.
   fs::create_symlink(l_File, m_Dir + "/out/link");
-  EXPECT_RUN(Reg({"export", "HKLM/A", m_Dir + "/out/link"}), 1, "", "KELReg: HKLM\\A: no such key\n");
   Reg({"add", "HKLM/A"});
   EXPECT_RUN(Reg({"export", "HKLM/A", m_Dir + "/out/link"}), 0, "", "");
   EXPECT_TRUE(fs::is_symlink(m_Dir + "/out/link"));
@@ -303,7 +302,6 @@ TEST_F(KELRegTest, UsageErrorsAndFailuresReportOneLineAndWriteNothing) {
            {{"add", "HKLM/a\tb"}, "bad key 'HKLM/a\\tb': a key name cannot hold a control byte"},
            {{"add", "HKLM"}, "HKLM: add needs a key below the hive"},
            {{"add", "HKLM/K", "-d", "x"}, "-t, -d and -S need -v"},
-           {{"add", "HKLM/K", "-v", "x"}, "-v needs -d DATA"},
            {{"add", "HKLM/K", "-v", "x", "-t", "REG_BINARY", "-d", "1"},
             "unknown type 'REG_BINARY' (REG_SZ, REG_DWORD, REG_QWORD or REG_MULTI_SZ)"},
            {{"add", "HKLM/K", "-v", "x", "-t", "REG_DWORD", "-d", "4294967296"},
