@@ -3,6 +3,7 @@
 #include <exception>
 #include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -79,8 +80,8 @@ class Discovery {
   // would.
   void ReadValues(const KELInsRegKey& iParent, const std::string& iSubkey,
                   std::span<const ValueRead> iReads) const;
-  void Keep(std::string&& ioLevel, const std::string& iType, std::string&& ioHfx, const std::string& iIdent,
-            std::string&& ioPath);
+  void Keep(std::string_view iLevel, std::string_view iType, std::string_view iHfx, std::string_view iIdent,
+            std::string_view iPath);
 
   // Whether the walk goes into the keys of a build level or type. Untraced, keys whose every
   // installation the filter would drop are left unread: nobody can tell.
@@ -126,7 +127,7 @@ void Discovery::WalkType(const KELInsRegKey& iLevelKey, const std::string& iLeve
     std::string l_Hfx = s_NoHotfix;
     const ValueRead l_Reads[] = {{"Path", &l_Path}, {"SPlevel", &l_Hfx}};
     ReadValues(l_TypeKey, l_Ident, l_Reads);
-    Keep(std::string(iLevel), iType, std::move(l_Hfx), l_Ident, std::move(l_Path));
+    Keep(iLevel, iType, l_Hfx, l_Ident, l_Path);
   }
 }
 
@@ -141,7 +142,7 @@ void Discovery::ReadCommon(const KELInsRegKey& iCommon, const std::string& iType
     ReadValues(iCommon, iType, l_Reads);
   else
     ReadFrom(l_Key, l_Reads);
-  Keep(std::move(l_Level), iType, std::move(l_Hfx), s_CommonIdent, std::move(l_Path));
+  Keep(l_Level, iType, l_Hfx, s_CommonIdent, l_Path);
 }
 
 void Discovery::ReadValues(const KELInsRegKey& iParent, const std::string& iSubkey,
@@ -156,10 +157,10 @@ void Discovery::ReadValues(const KELInsRegKey& iParent, const std::string& iSubk
     ReadFrom(l_Key, iReads);
 }
 
-void Discovery::Keep(std::string&& ioLevel, const std::string& iType, std::string&& ioHfx,
-                     const std::string& iIdent, std::string&& ioPath) {
-  if (!m_Filter.Accepts(ioLevel, iType, ioHfx)) return;
-  m_List.emplace_back(ioLevel, iType, ioHfx, iIdent, ioPath);
+void Discovery::Keep(std::string_view iLevel, std::string_view iType, std::string_view iHfx,
+                     std::string_view iIdent, std::string_view iPath) {
+  if (!m_Filter.Accepts(iLevel, iType, iHfx)) return;
+  m_List.emplace_back(iLevel, iType, iHfx, iIdent, iPath);
 }
 
 }  // namespace

@@ -33,11 +33,11 @@ std::shared_ptr<XML::Element> BuildXml(InstallList&& ioList) {
   for (; !ioList.empty(); ioList.pop_front()) {
     const InstallRecord& l_Record = ioList.front();
     std::shared_ptr<XML::Element> l_Install = XML::CreateElement(std::string("install"));
-    l_Install->SetAttribute("buildLevel", std::string(l_Record.BuildLevel()));
-    l_Install->SetAttribute("type", std::string(l_Record.Type()));
-    l_Install->SetAttribute("ident", std::string(l_Record.Ident()));
-    l_Install->SetAttribute("hfxLevel", std::string(l_Record.HfxLevel()));
-    l_Install->SetAttribute("path", std::string(l_Record.Path()));
+    l_Install->SetAttribute("buildLevel", l_Record.BuildLevel());
+    l_Install->SetAttribute("type", l_Record.Type());
+    l_Install->SetAttribute("ident", l_Record.Ident());
+    l_Install->SetAttribute("hfxLevel", l_Record.HfxLevel());
+    l_Install->SetAttribute("path", l_Record.Path());
     l_Root->AddChild(std::move(l_Install));
   }
   return l_Root;

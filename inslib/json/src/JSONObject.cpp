@@ -60,8 +60,7 @@ std::shared_ptr<Value> MakeScalar(std::int32_t iKind, std::string_view iText) {
 Object::Object() : Value(TypeObject) {}
 
 Object::~Object() {
-  ReleaseNested(*this);
-  if (m_Bytes) NodePool::Free(m_Bytes, RoomFor(m_Size));
+  ReleaseNested(*this);  // which frees the block too
 }
 
 std::size_t Object::Size() const { return Count(); }

@@ -27,7 +27,7 @@ class Element final : public Content {
   std::string GetName() const;
 
   // Replaces the value of attribute iName where it stands, or appends (iName, iValue).
-  void SetAttribute(const std::string& iName, const std::string& iValue);
+  void SetAttribute(const std::string& iName, std::string_view iValue);
   // A null iValue sets the empty string.
   void SetAttribute(const std::string& iName, const char* iValue);
   // "true" or "false".

@@ -10,8 +10,6 @@
 
 namespace XML {
 
-namespace {}  // namespace
-
 AttributePack::AttributePack(const AttributePack& iOther) { *this = iOther; }
 
 AttributePack& AttributePack::operator=(const AttributePack& iOther) {

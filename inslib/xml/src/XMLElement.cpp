@@ -53,16 +53,16 @@ void Element::ReleaseNested(ChildList& ioChildren) {
   ioChildren.clear();
 }
 
-void Element::SetAttribute(const std::string& iName, const std::string& iValue) {
+void Element::SetAttribute(const std::string& iName, std::string_view iValue) {
   m_Attributes.Set(Names::Intern(iName), iValue);
 }
 
 void Element::SetAttribute(const std::string& iName, const char* iValue) {
-  SetAttribute(iName, std::string(iValue ? iValue : ""));
+  SetAttribute(iName, std::string_view(iValue ? iValue : ""));
 }
 
 void Element::SetAttribute(const std::string& iName, bool iValue) {
-  SetAttribute(iName, std::string(iValue ? "true" : "false"));
+  SetAttribute(iName, std::string_view(iValue ? "true" : "false"));
 }
 
 std::string Element::GetAttribute(const std::string& iName, const std::string& iDefault) const {

@@ -37,18 +37,11 @@ constexpr std::size_t kRecent = 8;
 thread_local std::array<Recent, kRecent> t_Recent;
 thread_local std::size_t t_Replace = 0;
 
-bool SameBytes(std::string_view iLeft, std::string_view iRight) {
-  if (iLeft.size() != iRight.size() || !iLeft.data()) return false;
-  for (std::size_t l_Pos = 0; l_Pos < iLeft.size(); ++l_Pos)
-    if (iLeft[l_Pos] != iRight[l_Pos]) return false;
-  return true;
-}
-
 }  // namespace
 
 std::uint32_t Names::Intern(std::string_view iName) {
   for (const Recent& l_Recent : t_Recent)
-    if (SameBytes(l_Recent.m_Name, iName)) return l_Recent.m_Id;
+    if (l_Recent.m_Name.data() && l_Recent.m_Name == iName) return l_Recent.m_Id;
   Table& l_Table = TheTable();
   std::lock_guard<std::mutex> l_Guard(l_Table.m_Lock);
   auto l_Found = l_Table.m_Ids.find(iName);
