@@ -68,9 +68,8 @@ void CompareStringReads() {
   if (l_Plain.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead) != KEL_S_OK ||
       l_Tree.OpenKey(KELSysRegHiveLocalMachine, "K", KELSysRegAccessRead) != KEL_S_OK)
     __builtin_trap();
-  l_Tree.SetTraceForTest(nullptr);  // builds the tree
   std::vector<MORUnicodeString> l_Names = {"A", "B", "C", "V", "Path"};
-  l_Tree.EnumValues(l_Names);
+  l_Tree.EnumValues(l_Names);  // builds the tree
   if (l_Names.size() > 64) l_Names.resize(64);
   for (const MORUnicodeString& l_Name : l_Names) {
     std::string l_FromPlain = "?", l_FromTree = "?";

@@ -174,16 +174,10 @@ class KELSysRegKey {
   // code set, value names and string data as their UTF-8 bytes. They do what the forms above do.
   KELSysResult OpenKeyMBCS(const KELSysRegKey& iParent, std::string_view iKeyPath, uint32_t iAccess);
   KELSysResult EnumKeysMBCS(std::vector<std::string>& oNames);
-  // The subkeys, as EnumKeysMBCS gives them, of the key folder open for reading on iFolderFd (listed
-  // from where its position stands), for callers that walk folders by their descriptors.
-  static KELSysResult EnumKeysOfFolder(int iFolderFd, std::vector<std::string>& oNames);
   KELSysResult QueryStringValueUTF8(std::string_view iValueName, std::string& oValue);
 
   // Replaces the trace channel (tests capture the lines this way); nullptr switches tracing off.
-  void SetTraceForTest(KELSysTrace* iTrace) {
-    MakeValues();
-    m_Trace = iTrace;
-  }
+  void SetTraceForTest(KELSysTrace* iTrace) { m_Trace = iTrace; }
 
  private:
   KELSysResult Open(const std::string& iBase, std::string_view iKeyPath, uint32_t iAccess,
@@ -191,10 +185,9 @@ class KELSysRegKey {
   KELSysResult Create(const std::string& iBase, const MORUnicodeString& iKeyPath, uint32_t iAccess);
   void EnsureParentAreKeys(const std::string& iFile);
   // Opens the key file iFile (by its name in the folder iDirFd when that is not negative), or takes
-  // iOpened, a descriptor of the same file not yet checked (reached along a path without links when
-  // iNoLinks), locks it (exclusively when iCreate or iAccess asks for writing) and reads it.
-  KELSysResult OpenKeyReal(std::string iFile, uint32_t iAccess, int iDirFd, bool iCreate, int iOpened = -1,
-                           bool iNoLinks = false);
+  // iOpened, a descriptor of the same file not yet checked, reached along a path without links;
+  // locks it (exclusively when iCreate or iAccess asks for writing) and reads it.
+  KELSysResult OpenKeyReal(std::string iFile, uint32_t iAccess, int iDirFd, bool iCreate, int iOpened = -1);
   // A reader's open of iFd, reached without links: locked and read before the file is asked what it is.
   KELSysResult OpenToRead(std::string iFile, int iFd);
   // Locks the key file iFd (m_File, once it is set), tracing a lock not granted.

@@ -133,9 +133,6 @@ class KELInsRegKey {
   void GetValues(std::vector<std::string>& oNames) const;
   // The top-level keys of a hive ("GetSubkeys - <hive code>" when its folder cannot be listed).
   static void GetSubkeys(int32_t iHive, std::vector<std::string>& oNames);
-  // The subkeys of the key folder open for reading on iFolderFd ("GetSubkeys - " when it cannot be
-  // listed), for a walk that holds its folders open.
-  static void GetSubkeysOfFolder(int iFolderFd, std::vector<std::string>& oNames);
 
   // Convenience forms: each opens the key concerned read-only for the one read, and closes it again
   // on every path out.

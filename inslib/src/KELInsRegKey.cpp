@@ -336,7 +336,7 @@ namespace {
 // set, as any other text is.
 void ToProcessCodeSet(std::vector<std::string>& ioNames) {
   for (std::string& l_Name : ioNames)
-    if (!IsASCII(l_Name)) l_Name = ToBytes(MORUnicodeString(l_Name.data(), l_Name.size()));
+    if (!IsASCII(l_Name)) l_Name = ToBytes(ToUnicode(l_Name));
 }
 
 }  // namespace
@@ -345,12 +345,6 @@ void KELInsRegKey::GetSubkeys(std::vector<std::string>& oNames) const {
   KELSysRegKey& l_Key = Key();
   oNames.clear();
   Check(l_Key.EnumKeysMBCS(oNames), "GetSubkeys", "");
-  ToProcessCodeSet(oNames);
-}
-
-void KELInsRegKey::GetSubkeysOfFolder(int iFolderFd, std::vector<std::string>& oNames) {
-  oNames.clear();
-  Check(KELSysRegKey::EnumKeysOfFolder(iFolderFd, oNames), "GetSubkeys", "");
   ToProcessCodeSet(oNames);
 }
 

@@ -1,11 +1,6 @@
 #include "KELInsRegTree.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 
 #include "KELInsRegChange.h"
 #include "KELInsRegKey.h"
@@ -52,89 +47,30 @@ KELInsRegValue KELInsRegReadValue(const KELInsRegKey& iKey, const std::string& i
 
 namespace {
 
-// A descriptor, closed with the object.
-class Descriptor {
- public:
-  explicit Descriptor(int iFd = -1) noexcept : m_Fd(iFd) {}
-  ~Descriptor() { Reset(); }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int Get() const noexcept { return m_Fd; }
-  void Reset(int iFd = -1) noexcept {
-    if (m_Fd >= 0) close(m_Fd);
-    m_Fd = iFd;
-  }
-
- private:
-  int m_Fd;
-};
-
-// Levels of a walk whose key folders stay open while their subkeys are read, each subkey's folder
-// being looked up in its parent's; deeper folders are opened by their whole path, so that a deep
-// tree does not hold a descriptor per level.
-constexpr size_t k_HeldFolders = 64;
-
-class Walk {
- public:
-  explicit Walk(KELInsRegVisitor& ioVisitor) : m_Visitor(ioVisitor) {}
-  // Reads the key ioName (open in iKey; null for a hive root) and below it; iParent is the folder of
-  // its parent key when it is held open, else -1. ioName is as it was on return.
-  void Visit(KELInsRegKeyName& ioName, const KELInsRegKey* iKey, int iParent, size_t iLevel);
-
- private:
-  int OpenFolder(const KELInsRegKeyName& iName, const KELInsRegKey& iKey, int iParent) const;
-  static std::vector<std::string> List(const KELInsRegKeyName& iName, int iFolder);
-
-  KELInsRegVisitor& m_Visitor;
-};
-
 [[noreturn]] void Throw(const KELInsRegKeyName& iName, const std::exception& iError, const char* iFallback) {
   throw KELInsRegTreeError{KELInsRegDescribe(iName.Full(), iError, iFallback)};
 }
 
-int Walk::OpenFolder(const KELInsRegKeyName& iName, const KELInsRegKey& iKey, int iParent) const {
-  int l_Fd = -1;
-  if (iParent >= 0) {
-    l_Fd = openat(iParent, iName.m_Components.back().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  } else {
-    std::string l_Folder = iKey.FilePath();
-    l_Folder.resize(l_Folder.size() - 5);  // without ".json"
-    l_Fd = open(l_Folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  }
-  if (l_Fd < 0) throw KELInsRegTreeError{iName.Full() + ": " + std::strerror(errno)};
-  return l_Fd;
-}
-
-// The subkeys of a key folder, listed by the registry from the folder's descriptor, in byte order.
-std::vector<std::string> Walk::List(const KELInsRegKeyName& iName, int iFolder) {
-  std::vector<std::string> l_Names;
+// The sorted subkeys of iKey (of the hive iHive when iKey is null), listed by the key itself, so that
+// its subkeys then open by their key files alone.
+std::vector<std::string> ListSubkeys(const KELInsRegKeyName& iName, const KELInsRegKey* iKey) {
   try {
-    H::GetSubkeysOfFolder(iFolder, l_Names);
+    return SortedSubkeys(iKey, iName.m_Hive);
   } catch (const std::exception& l_Error) {
     Throw(iName, l_Error, "cannot list the subkeys");
   }
-  std::sort(l_Names.begin(), l_Names.end());
-  return l_Names;
 }
 
-void Walk::Visit(KELInsRegKeyName& ioName, const KELInsRegKey* iKey, int iParent, size_t iLevel) {
-  Descriptor l_Folder;
-  std::vector<std::string> l_Names;
+// Reads the key ioName (open in iKey; null for a hive root) and below it, handing each key to
+// ioVisitor. ioName is as it was on return.
+void Visit(KELInsRegVisitor& ioVisitor, KELInsRegKeyName& ioName, const KELInsRegKey* iKey, size_t iLevel) {
+  std::vector<KELInsRegValue> l_Values;
   if (iKey) {
     KELInsRegCheckSound(*iKey, ioName);
-    std::vector<KELInsRegValue> l_Values = KELInsRegReadValues(*iKey, ioName);
-    l_Folder.Reset(OpenFolder(ioName, *iKey, iParent));
-    l_Names = List(ioName, l_Folder.Get());
-    m_Visitor.Enter(ioName, iLevel, l_Values);
-  } else {
-    try {
-      l_Names = SortedSubkeys(nullptr, ioName.m_Hive);
-    } catch (const std::exception& l_Error) {
-      Throw(ioName, l_Error, "cannot list the subkeys");
-    }
-    m_Visitor.Enter(ioName, iLevel, {});
+    l_Values = KELInsRegReadValues(*iKey, ioName);
   }
-  if (iLevel >= k_HeldFolders || l_Names.empty()) l_Folder.Reset();
+  const std::vector<std::string> l_Names = ListSubkeys(ioName, iKey);
+  ioVisitor.Enter(ioName, iLevel, l_Values);
   // The subkeys' names are this one's with a component more, for the time each is read.
   for (const std::string& l_Name : l_Names) {
     ioName.m_Components.push_back(l_Name);
@@ -144,10 +80,10 @@ void Walk::Visit(KELInsRegKeyName& ioName, const KELInsRegKey* iKey, int iParent
     } catch (const std::exception& l_Error) {
       Throw(ioName, l_Error, "cannot open the key");
     }
-    Visit(ioName, &l_Key, l_Folder.Get(), iLevel + 1);
+    Visit(ioVisitor, ioName, &l_Key, iLevel + 1);
     ioName.m_Components.pop_back();
   }
-  m_Visitor.Leave(iLevel);
+  ioVisitor.Leave(iLevel);
 }
 
 // Keeps what a walk hands over as a tree.
@@ -241,14 +177,13 @@ KELInsRegKey OpenToRead(const KELInsRegKeyName& iName) {
 }  // namespace
 
 void KELInsRegWalkTree(const KELInsRegKeyName& iName, KELInsRegVisitor& ioVisitor) {
-  Walk l_Walk(ioVisitor);
   KELInsRegKeyName l_Name = iName;
   if (iName.IsHiveRoot()) {
-    l_Walk.Visit(l_Name, nullptr, -1, 0);
+    Visit(ioVisitor, l_Name, nullptr, 0);
     return;
   }
   KELInsRegKey l_Key = OpenToRead(iName);
-  l_Walk.Visit(l_Name, &l_Key, -1, 0);
+  Visit(ioVisitor, l_Name, &l_Key, 0);
 }
 
 KELInsRegTree KELInsRegReadTree(const KELInsRegKeyName& iName, bool iRecurse) {
@@ -264,12 +199,8 @@ KELInsRegTree KELInsRegReadTree(const KELInsRegKeyName& iName, bool iRecurse) {
     KELInsRegCheckSound(l_Key, iName);
     l_Tree.m_Values = KELInsRegReadValues(l_Key, iName);
   }
-  try {
-    for (std::string& l_Name : SortedSubkeys(l_Key.IsOpen() ? &l_Key : nullptr, iName.m_Hive))
-      l_Tree.m_Subkeys.push_back({std::move(l_Name), KELInsRegTree()});
-  } catch (const std::exception& l_Error) {
-    Throw(iName, l_Error, "cannot list the subkeys");
-  }
+  for (std::string& l_Name : ListSubkeys(iName, l_Key.IsOpen() ? &l_Key : nullptr))
+    l_Tree.m_Subkeys.push_back({std::move(l_Name), KELInsRegTree()});
   return l_Tree;
 }
 

@@ -6,10 +6,8 @@
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
-#include <linux/openat2.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -347,15 +345,6 @@ int Clear(int iJournal) {
   return s_Sync ? fdatasync(iJournal) : 0;
 }
 
-// Opens iPath below iDirFd, never through a link (on the way or at its end) nor out of iDirFd; -1
-// with errno (ENOSYS where the system cannot resolve so).
-int OpenBeneath(int iDirFd, const char* iPath, int iFlags) {
-  struct open_how l_How {};
-  l_How.flags = uint64_t(iFlags);
-  l_How.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
-  return int(syscall(SYS_openat2, iDirFd, iPath, &l_How, sizeof l_How));
-}
-
 // Opens the registry's root, its tool folder (made when missing, if iMake) and its journal.
 // 0, or -1 with errno and oFailed naming the path.
 int OpenRegistry(Registry& ioRegistry, bool iMake, std::string& oFailed) {
@@ -376,8 +365,8 @@ int OpenRegistry(Registry& ioRegistry, bool iMake, std::string& oFailed) {
   if (ioRegistry.m_RootFd < 0) return -1;
   // An existing journal opens in one call; the tool folder is opened only where that fails (to make
   // what is missing, or to tell why).
-  ioRegistry.m_Journal = Fd(OpenBeneath(ioRegistry.m_RootFd, (std::string(k_Tool) + "/" + k_Journal).c_str(),
-                                        O_RDWR | O_NOFOLLOW | O_CLOEXEC));
+  ioRegistry.m_Journal = Fd(MORFileLockBytes::OpenDescriptorBelow(
+      ioRegistry.m_RootFd, (std::string(k_Tool) + "/" + k_Journal).c_str(), MORLockBytesReadWrite));
   if (ioRegistry.m_Journal >= 0) return 0;
   oFailed = ioRegistry.m_Root + "/" + k_Tool;
   ioRegistry.m_ToolFd =

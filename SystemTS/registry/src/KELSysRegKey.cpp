@@ -180,7 +180,7 @@ KELSysResult KELSysRegKey::Open(const std::string& iBase, std::string_view iKeyP
     *std::copy(KELSysRegKeyExtension.begin(), KELSysRegKeyExtension.end(),
                std::copy(l_KeyPath.begin(), l_KeyPath.end(), l_Through)) = '\0';
     int l_Opened = MORFileLockBytes::OpenDescriptorNotLinked(l_DirFd, l_Through, OpenMode(iAccess));
-    if (l_Opened >= 0) return OpenKeyReal(std::move(l_File), iAccess, l_DirFd, false, l_Opened, true);
+    if (l_Opened >= 0) return OpenKeyReal(std::move(l_File), iAccess, l_DirFd, false, l_Opened);
   }
   if (l_DirFd >= 0 && !m_File && ThroughFolder(l_KeyPath, l_Through)) {
     // With no key held there is nothing to write back first, so the key file may be opened before
@@ -188,7 +188,7 @@ KELSysResult KELSysRegKey::Open(const std::string& iBase, std::string_view iKeyP
     // parent's folder, proves both in one lookup. What it cannot prove (a missing key, a link, a
     // file that does not open) is settled the ordinary way below.
     int l_Opened = MORFileLockBytes::OpenDescriptorBelow(l_DirFd, l_Through, OpenMode(iAccess));
-    if (l_Opened >= 0) return OpenKeyReal(std::move(l_File), iAccess, l_DirFd, false, l_Opened, true);
+    if (l_Opened >= 0) return OpenKeyReal(std::move(l_File), iAccess, l_DirFd, false, l_Opened);
   }
   char l_Whole[PATH_MAX];
   LinkedBase& l_Linked = t_LinkedBase;
@@ -200,7 +200,7 @@ KELSysResult KELSysRegKey::Open(const std::string& iBase, std::string_view iKeyP
     int l_Opened = MORFileLockBytes::OpenDescriptorWithoutLinks(AT_FDCWD, l_Whole, OpenMode(iAccess));
     if (l_Opened >= 0) {
       if (l_Linked.m_Failures != 0 && l_Linked.m_Base == iBase) l_Linked.m_Failures = 0;
-      return OpenKeyReal(std::move(l_File), iAccess, -1, false, l_Opened, true);
+      return OpenKeyReal(std::move(l_File), iAccess, -1, false, l_Opened);
     }
     if (errno == ELOOP && l_Linked.m_Base == iBase) {
       ++l_Linked.m_Failures;
@@ -277,7 +277,7 @@ bool KELSysRegKey::Listed(std::string_view iName) const {
 }
 
 KELSysResult KELSysRegKey::OpenKeyReal(std::string iFile, uint32_t iAccess, int iDirFd, bool iCreate,
-                                       int iOpened, bool iNoLinks) {
+                                       int iOpened) {
   CloseKey();
   uint32_t l_Mode = OpenMode(iAccess);
   KELSysResult l_Rc = KEL_E_FAIL;
@@ -285,8 +285,7 @@ KELSysResult KELSysRegKey::OpenKeyReal(std::string iFile, uint32_t iAccess, int 
     m_Trace->Print(KELSysTraceDebug, "  OpenKeyReal m_Path: %s, l_OpenMode: %d, l_Rc: %x\n",
                    m_FilePath.c_str(), int(l_Mode), unsigned(l_Rc));
   const bool l_Exclusive = iCreate || l_Mode == MORLockBytesReadWrite;
-  if (!l_Exclusive && iNoLinks && iOpened >= 0 && !KELSysRegLock::AnyHeld())
-    return OpenToRead(std::move(iFile), iOpened);
+  if (!l_Exclusive && iOpened >= 0 && !KELSysRegLock::AnyHeld()) return OpenToRead(std::move(iFile), iOpened);
   // A writer that had to wait may find the file removed meanwhile (and perhaps made again): it then
   // opens the file by its name once more.
   for (int l_Try = 0;; ++l_Try) {
@@ -534,6 +533,7 @@ KELSysResult KELSysRegKey::CloseKey() {
 }
 
 KELSysResult KELSysRegKey::MakeText(std::string& oText) {
+  MakeValues();  // a reader that kept its plain text shows the text it would write as any other
   KELSysJSONObject l_Root;
   KELSysJSONValue l_Version, l_Values;
   l_Version.SetString("1.0");

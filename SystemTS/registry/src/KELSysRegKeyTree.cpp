@@ -70,25 +70,14 @@ void KELSysRegKey::EnsureParentAreKeys(const std::string& iFile) {
 KELSysResult KELSysRegKey::EnumKeys(std::vector<MORUnicodeString>& oNames) {
   const KELSysResult l_Rc = ListSubKeys();
   if (l_Rc != KEL_S_OK) return l_Rc;
-  for (size_t l_At = 1, l_End; (l_End = m_Listed.find('\0', l_At)) != std::string::npos; l_At = l_End + 1)
-    oNames.emplace_back(m_Listed.data() + l_At, l_End - l_At);
+  KELSysRegAppendNames(std::string_view(m_Listed).substr(1), oNames);  // after its leading zero byte
   return KEL_S_OK;
 }
 
 KELSysResult KELSysRegKey::EnumKeysMBCS(std::vector<std::string>& oNames) {
   const KELSysResult l_Rc = ListSubKeys();
   if (l_Rc != KEL_S_OK) return l_Rc;
-  for (size_t l_At = 1, l_End; (l_End = m_Listed.find('\0', l_At)) != std::string::npos; l_At = l_End + 1)
-    oNames.emplace_back(m_Listed.data() + l_At, l_End - l_At);
-  return KEL_S_OK;
-}
-
-KELSysResult KELSysRegKey::EnumKeysOfFolder(int iFolderFd, std::vector<std::string>& oNames) {
-  std::string l_Names;
-  const KELSysResult l_Rc = KELSysRegListSubKeysAt(iFolderFd, l_Names);
-  if (l_Rc != KEL_S_OK) return l_Rc;
-  for (size_t l_At = 0, l_End; (l_End = l_Names.find('\0', l_At)) != std::string::npos; l_At = l_End + 1)
-    oNames.emplace_back(l_Names.data() + l_At, l_End - l_At);
+  KELSysRegAppendNames(std::string_view(m_Listed).substr(1), oNames);  // after its leading zero byte
   return KEL_S_OK;
 }
 

@@ -97,8 +97,7 @@ KELSysResult KELSysRegListSubKeys(const char* iFolder, std::vector<MORUnicodeStr
   KELSysResult l_Rc = KELSysRegListSubKeysAt(l_Fd, l_Names);
   close(l_Fd);
   if (l_Rc != KEL_S_OK) return l_Rc;
-  for (size_t l_At = 0, l_End; (l_End = l_Names.find('\0', l_At)) != std::string::npos; l_At = l_End + 1)
-    oNames.emplace_back(l_Names.data() + l_At, l_End - l_At);
+  KELSysRegAppendNames(l_Names, oNames);
   return KEL_S_OK;
 }
 

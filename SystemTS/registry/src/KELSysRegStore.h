@@ -4,6 +4,7 @@
 #define KELSysRegStore_H
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "KELSysResult.h"
@@ -25,6 +26,12 @@ KELSysResult KELSysRegListSubKeys(const char* iFolder, std::vector<MORUnicodeStr
 // The same for the key folder open for reading on iFd, listed from where its position stands: the
 // names are appended to oNames, each followed by a zero byte. On failure oNames is as it was.
 KELSysResult KELSysRegListSubKeysAt(int iFd, std::string& oNames);
+// Appends each name of iNames, a run of names each followed by a zero byte, to oNames.
+template <class Name>
+void KELSysRegAppendNames(std::string_view iNames, std::vector<Name>& oNames) {
+  for (size_t l_At = 0, l_End; (l_End = iNames.find('\0', l_At)) != std::string_view::npos; l_At = l_End + 1)
+    oNames.emplace_back(iNames.data() + l_At, l_End - l_At);
+}
 
 // Removes the folder iPath with everything below it, without following links and without
 // recursion. The first failure stops the removal and is returned.
